@@ -1,0 +1,23 @@
+# Warnings and sanitizers of the project's own code; link this to every target.
+add_library(kvt_options INTERFACE)
+target_compile_options(kvt_options INTERFACE -Wall -Wextra -Wshadow -Wconversion -Werror)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    target_compile_options(kvt_options INTERFACE -Wthread-safety -Wthread-safety-beta)
+else()
+    # g++ does not know the lock annotations.
+    target_compile_options(kvt_options INTERFACE -Wno-attributes)
+endif()
+if(KVT_SANITIZE)
+    target_compile_options(kvt_options INTERFACE
+        -fsanitize=${KVT_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(kvt_options INTERFACE -fsanitize=${KVT_SANITIZE})
+endif()
+
+# The environment every test and demo needs under the current sanitizers.
+set(KVT_TEST_ENVIRONMENT "")
+if(KVT_SANITIZE MATCHES "thread")
+    list(APPEND KVT_TEST_ENVIRONMENT
+        "TSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/cmake/tsan.supp halt_on_error=1")
+elseif(KVT_SANITIZE MATCHES "address")
+    list(APPEND KVT_TEST_ENVIRONMENT "ASAN_OPTIONS=detect_stack_use_after_return=1")
+endif()
