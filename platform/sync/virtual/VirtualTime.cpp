@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sync/virtual/VirtualTime.h"
+
+#include <utility>
+
+#include "sync/virtual/Scheduler.h"
+
+namespace KVT {
+
+using virtualtime::Scheduler;
+
+void VirtualTime::Enter(const Options& options) {
+    // Never destroyed: threads wait in it until the process is gone.
+    (new Scheduler(options.seed, options.startNs))->Start();
+}
+
+void VirtualTime::Settle() {
+    if (Scheduler* scheduler = Scheduler::OfThisThread()) {
+        scheduler->Settle();
+    }
+}
+
+uint64_t VirtualTime::Digest() {
+    Scheduler* scheduler = Scheduler::Active();
+    return scheduler != nullptr ? scheduler->Digest() : 0;
+}
+
+VirtualThread::VirtualThread(std::string name, std::function<void()> body) {
+    Scheduler* scheduler = Scheduler::Active();
+    if (scheduler == nullptr) {
+        mThread = std::thread(std::move(body));
+        return;
+    }
+    mId = scheduler->Announce(std::move(name));
+    mThread = std::thread([scheduler, id = mId, body = std::move(body)] {
+        scheduler->Arrive(id);
+        body();
+        scheduler->Leave();
+    });
+}
+
+void VirtualThread::Join() {
+    if (!mThread.joinable()) {
+        return;
+    }
+    if (Scheduler* scheduler = Scheduler::OfThisThread()) {
+        scheduler->AwaitEnd(mId);
+    }
+    mThread.join();
+}
+
+}  // namespace KVT
