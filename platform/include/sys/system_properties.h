@@ -1,0 +1,7 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+// Limits of the phone's property service, terminating zero included; cutils/properties.h needs
+// them.
+#define PROP_NAME_MAX 32
+#define PROP_VALUE_MAX 92
