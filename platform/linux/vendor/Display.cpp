@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <binder/IServiceManager.h>
+#include <binder/Parcel.h>
+#include <vendor/norvik/hardware/zrdisplay/1.1/IDisplay.h>
+
+#include "linux/vendor/DeathLink.h"
+#include "linux/vendor/Protocol.h"
+
+namespace vendor::norvik::hardware::zrdisplay {
+namespace {
+
+using android::IBinder;
+using android::OK;
+using android::Parcel;
+using android::sp;
+using android::status_t;
+using android::hardware::hidl_death_recipient;
+using android::hardware::Return;
+
+/** The display service behind a binder. */
+class DisplayProxy : public V1_1::IDisplay {
+  public:
+    explicit DisplayProxy(const sp<IBinder>& remote) : mRemote(remote) {}
+
+    Return<bool> linkToDeath(const sp<hidl_death_recipient>& recipient, uint64_t cookie) override {
+        return mDeathLinks.link(mRemote, this, recipient, cookie);
+    }
+
+    Return<bool> hasVersion11() {
+        Parcel data;
+        Parcel reply;
+        const status_t status = mRemote->transact(KVT::vendor::kDisplayHasVersion11, data, &reply);
+        return status == OK ? Return<bool>(reply.readBool()) : Return<bool>::failed(status);
+    }
+
+    Return<void> displayGetFps(int32_t selector, displayGetFps_cb callback) override {
+        Parcel data;
+        Parcel reply;
+        data.writeInt32(selector);
+        const status_t status = mRemote->transact(KVT::vendor::kDisplayGetFps, data, &reply);
+        if (status != OK) {
+            return Return<void>::failed(status);
+        }
+        const auto ret = static_cast<V1_1::DISPLAY_RET>(reply.readInt32());
+        callback(ret, reply.readString8().string());
+        return {};
+    }
+
+    Return<int32_t> setDisplayFps(int32_t index) override {
+        Parcel data;
+        Parcel reply;
+        data.writeInt32(index);
+        const status_t status = mRemote->transact(KVT::vendor::kDisplaySetFps, data, &reply);
+        return status == OK ? Return<int32_t>(reply.readInt32()) : Return<int32_t>::failed(status);
+    }
+
+  private:
+    const sp<IBinder> mRemote;
+    KVT::vendor::DeathLinks mDeathLinks;
+};
+
+}  // namespace
+
+sp<V1_0::IDisplay> V1_0::IDisplay::tryGetService(const std::string& instance, bool) {
+    const auto manager = android::defaultServiceManager();
+    if (manager == nullptr || instance != "default") {
+        return nullptr;
+    }
+    const sp<IBinder> remote =
+        manager->checkService(android::String16(KVT::vendor::kDisplayService));
+    return remote == nullptr ? nullptr : new DisplayProxy(remote);
+}
+
+Return<sp<V1_1::IDisplay>> V1_1::IDisplay::castFrom(const sp<V1_0::IDisplay>& parent, bool) {
+    if (parent == nullptr) {
+        return sp<V1_1::IDisplay>();
+    }
+    // tryGetService is the only source of these objects.
+    const sp<DisplayProxy> proxy = static_cast<DisplayProxy*>(parent.get());
+    const Return<bool> answer = proxy->hasVersion11();
+    if (!answer.isOk()) {
+        return Return<sp<V1_1::IDisplay>>::failed(android::DEAD_OBJECT);
+    }
+    return answer ? sp<V1_1::IDisplay>(proxy) : sp<V1_1::IDisplay>();
+}
+
+}  // namespace vendor::norvik::hardware::zrdisplay
