@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+namespace KVT {
+
+/**
+ * Ends the process after one error line, "fatal: <file>:<line>: <fault>".
+ *
+ * For the few faults that leave the service without a meaning to go on with; everything else that
+ * comes from outside is survived. `file` and `line` name what is to be mended: the place in a
+ * configuration file, or the source line that gave up (KVT_FATAL).
+ */
+[[noreturn]] void FatalAt(const char* file, int line, const char* format, ...)
+    __attribute__((format(printf, 3, 4)));
+
+#define KVT_FATAL(...) ::KVT::FatalAt(__FILE_NAME__, __LINE__, __VA_ARGS__)
+
+}  // namespace KVT
