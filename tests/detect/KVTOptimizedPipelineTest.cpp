@@ -1,0 +1,127 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "detect/KVTOptimizedPipeline.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+namespace KVT {
+namespace {
+
+using Pipeline = KVTOptimizedPipeline;
+
+constexpr int64_t kSecond = 1'000'000'000;
+constexpr int64_t k60 = 16'666'666;
+constexpr int64_t k90 = 11'111'111;
+
+/** A ring whose newest entry is in slot `index`, and access to it by age: 1 is the oldest. */
+struct Ring {
+    unsigned index;
+    std::vector<int64_t> slots = std::vector<int64_t>(128, 0);
+
+    int64_t& at(unsigned position) { return slots[(index + position) % 128]; }
+};
+
+/** `inFirstSecond` entries within a second of the oldest one, the others later. */
+Ring MakeRing(unsigned inFirstSecond, unsigned index = 5) {
+    Ring ring{index};
+    for (unsigned i = 1; i <= 128; ++i) {
+        ring.at(i) = 7 + (i <= inFirstSecond ? i - 1 : kSecond + i);
+    }
+    return ring;
+}
+
+TEST(KVTOptimizedPipeline, JudgesByTheEntriesOfTheFirstSecond) {
+    const struct {
+        unsigned count;
+        bool illegal;
+        int64_t period;  // -1: not stored
+    } cases[] = {{1, true, -1},    {55, true, -1},   {56, false, k60}, {60, false, k60},
+                 {61, false, k60}, {62, true, -1},   {70, true, -1},   {85, true, -1},
+                 {86, false, k90}, {91, false, k90}, {92, true, -1},   {127, true, -1}};
+    for (const auto& c : cases) {
+        for (const unsigned index : {0u, 100u, 127u, 128u, ~0u}) {
+            Ring ring = MakeRing(c.count, index);
+            int64_t period = -1;
+            EXPECT_EQ(Pipeline::IsFrameStatsIllegal(ring.slots, index, period), c.illegal);
+            EXPECT_EQ(period, c.period) << c.count;
+        }
+    }
+    Ring exactlyASecond = MakeRing(55);
+    exactlyASecond.at(56) = 7 + kSecond;
+    int64_t period = -1;
+    EXPECT_FALSE(Pipeline::IsFrameStatsIllegal(exactlyASecond.slots, 5, period));
+}
+
+TEST(KVTOptimizedPipeline, RefusesZerosInTheFirstSecond) {
+    const struct {
+        unsigned zeroAt;
+        int64_t period;
+    } cases[] = {{1, -1}, {56, -1}, {57, k60}, {61, k60}};
+    for (const auto& c : cases) {
+        Ring ring = MakeRing(61);
+        ring.at(c.zeroAt) = 0;
+        int64_t period = -1;
+        EXPECT_TRUE(Pipeline::IsFrameStatsIllegal(ring.slots, 5, period)) << c.zeroAt;
+        EXPECT_EQ(period, c.period) << c.zeroAt;
+    }
+    Ring later = MakeRing(60);
+    later.at(62) = 0;
+    int64_t period = -1;
+    EXPECT_FALSE(Pipeline::IsFrameStatsIllegal(later.slots, 5, period)) << "after the second";
+}
+
+TEST(KVTOptimizedPipeline, CopiesAnIllegalRing) {
+    Ring ring = MakeRing(70);
+    Ring expected = ring;
+    expected.at(0) = 0;
+    EXPECT_EQ(Pipeline::GetOptimizedFrameStats(ring.slots, ring.index), expected.slots);
+    std::vector<int64_t> wrongSize(40, 1);
+    EXPECT_EQ(Pipeline::GetOptimizedFrameStats(wrongSize, 3), std::vector<int64_t>(128, 0));
+}
+
+TEST(KVTOptimizedPipeline, EvensOutALegalRing) {
+    Ring ring{90};
+    Ring expected{90};
+    for (unsigned i = 1; i <= 127; ++i) {
+        ring.at(i) = expected.at(i) = kSecond + (i - 1) * k60;
+    }
+    const auto shift = [&](unsigned from, int64_t in, int64_t out) {
+        for (unsigned i = from; i <= 127; ++i) {
+            ring.at(i) += in;
+            expected.at(i) += out;
+        }
+    };
+    shift(10, k60 + 1, 1);   // two periods and more: one frame was missed
+    shift(20, k60, k60);     // exactly two periods stay
+    shift(30, -2 * k60, 0);  // backwards by a period: its distance counts
+    ring.at(127) = std::numeric_limits<int64_t>::max();  // not presented yet: a period later
+    expected.at(127) = expected.at(126) + k60;
+    ring.at(128) = 12345;  // the newest
+    EXPECT_EQ(Pipeline::GetOptimizedFrameStats(ring.slots, ring.index), expected.slots);
+}
+
+TEST(KVTOptimizedPipeline, SurvivesAbsurdTimestamps) {
+    constexpr int64_t kMin = std::numeric_limits<int64_t>::min();
+    constexpr int64_t kMax = std::numeric_limits<int64_t>::max();
+    Ring ring = MakeRing(60);
+    for (unsigned i = 61; i < 128; i += 3) {
+        ring.at(i) = kMax;
+        ring.at(i + 1) = kMin;
+    }
+    Pipeline::GetOptimizedFrameStats(ring.slots, ring.index);
+    std::vector<int64_t> extremes(128, kMin);
+    extremes[64] = kMax;
+    int64_t period = 0;
+    Pipeline::IsFrameStatsIllegal(extremes, 0, period);
+}
+
+TEST(KVTOptimizedPipeline, KeepsSmoothingOff) {
+    Pipeline::SetCurrentLayerName(android::String8("layer"));
+    EXPECT_TRUE(Pipeline::currentLayerName.empty());
+    EXPECT_TRUE(Pipeline::optimizeFrameList.empty());
+    EXPECT_FALSE(Pipeline::IsOptimizedFrameStats());
+}
+
+}  // namespace
+}  // namespace KVT
