@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: Apache-2.0
+// The sections of the configuration file that are handed on: to the compositor, the touch-scroll
+// model and the display control.
+#include <cutils/properties.h>
+
+#include <cstring>
+#include <iterator>
+#include <string>
+
+#include "common/Log.h"
+#include "config/ConfigTables.h"
+#include "config/SlideModel.h"
+#include "config/XmlElements.h"
+#include "config/XmlParser.h"
+#include "display/LcdFpsControl.h"
+#include "policy/FpsCommon.h"
+
+namespace KVT {
+
+using tinyxml2::XMLElement;
+
+void XmlParser::ParseSfCompositionConfig(const XMLElement* param) {
+    ConfigTables& tables = FpsCommon::tables;
+    int32_t switchValue = 1;
+    int32_t accumTime = 5;
+    int32_t accumCount = 20;
+    int32_t penaltyTime = 60;
+    int32_t* const values[] = {&switchValue, &accumTime, &accumCount, &penaltyTime,
+                               &tables.gpuCompositionCountLimit};
+    static_assert(std::size(values) == std::size(kSfParamNames));
+    ForEachChild(param, "sf_param", [&](const XMLElement* element) {
+        const char* name = RequiredName(element);
+        for (size_t i = 0; i < std::size(values); ++i) {
+            if (strcmp(name, kSfParamNames[i]) == 0) {
+                *values[i] = element->IntAttribute("value", 0);
+            }
+        }
+        if (strcmp(name, "switch") == 0) {
+            tables.gpuCompositionSwitch = switchValue == 1;
+        }
+    });
+    KVT_LOGI(
+        "fpscommon: xml: switch %d, sfAccumTime %d, sfAccumCount %d, appPenaltyTime %d, "
+        "appPenaltyCount %d",
+        switchValue, accumTime, accumCount, penaltyTime, tables.gpuCompositionCountLimit);
+    FpsCommon::NotifyCompositionParamsToSF(accumTime, accumCount, penaltyTime);
+}
+
+void XmlParser::ParseSlideModelConfig(const XMLElement* param) {
+    SlideModel model;
+    ForEachChild(param, "slide_param", [&model](const XMLElement* element) {
+        const char* name = RequiredName(element);
+        if (strcmp(name, "switch") == 0) {
+            model.switchValue = element->IntAttribute("value", 0);
+        } else {
+            model.set(name, element->FloatAttribute("value", 0));
+        }
+    });
+    const std::string text = model.text();
+    FpsCommon::tables.slideModelParams = text;
+    property_set("persist.kvt.slide_model_parms", text.c_str());
+}
+
+void XmlParser::ParseParticalComposeThresholdConfig(const XMLElement* param) {
+    int32_t switchValue = 0;
+    ForEachChild(param, "cfg_param", [&switchValue](const XMLElement* element) {
+        const char* name = RequiredName(element);
+        const int32_t value = element->IntAttribute("value", 0);
+        if (strcmp(name, kComposeParamNames[0]) == 0) {
+            switchValue = value;
+            LcdFpsControl::particalComposeEnabled = value == 1;
+        } else if (strcmp(name, kComposeParamNames[1]) == 0) {
+            FpsCommon::tables.partialComposeThreshold = value;
+        }
+    });
+    KVT_LOGI("fpscommon: xml: switch %d, particalComposeThreshold %d", switchValue,
+             FpsCommon::tables.partialComposeThreshold);
+}
+
+}  // namespace KVT
