@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "strategy/AppFpsDetect.h"
+
+#include "sync/Clock.h"
+
+namespace KVT {
+namespace {
+
+constexpr int64_t kActiveNs = kNsPerS;
+
+}  // namespace
+
+AppFpsDetect* AppFpsDetect::GetInstance() {
+    static AppFpsDetect instance;
+    return &instance;
+}
+
+bool AppFpsDetect::IsFullSurfaceViewActive() const {
+    return IsYoungerThan(kActiveNs);
+}
+
+}  // namespace KVT
