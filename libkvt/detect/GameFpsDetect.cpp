@@ -1,0 +1,189 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "detect/GameFpsDetect.h"
+
+#include <cutils/properties.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "common/Log.h"
+#include "detect/FrameTime.h"
+#include "policy/FpsCommon.h"
+#include "strategy/GameDynamicFps.h"
+#include "strategy/GameHighFps.h"
+#include "sync/Clock.h"
+
+namespace KVT {
+namespace {
+
+constexpr char kSchedInstance[] = "zrsched";
+constexpr int32_t kSchedJsonMessage = 1;
+constexpr size_t kSchedMessageBytes = 48;
+
+// A game that reaches 70 fps can make use of the high panel rate.
+constexpr int32_t kHighFrom = 70;
+constexpr int32_t kHighFps = 90;
+
+// This racing game runs best when the scheduler aims a little below its 55 fps mode.
+constexpr char kRacingGame[] = "com.racergame.cityracing3d";
+constexpr int32_t kRacingLowest = 50;
+constexpr int32_t kRacingHighest = 55;
+constexpr int32_t kRacingTarget = 52;
+
+// A game takes two minutes to show what it can do; listeners get no rate below 60.
+constexpr int64_t kSilenceNs = 121 * kNsPerS;
+constexpr int32_t kLowestReport = 60;
+
+int32_t ReadFpsMode() {
+    char value[PROPERTY_VALUE_MAX];
+    property_get("persist.fps.mode", value, "1");
+    return atoi(value) != 0 ? 1 : 0;
+}
+
+/** What to ask of the scheduler for a game that runs at `detected`. */
+int32_t TargetFor(const std::string& layerName, int32_t detected) {
+    int32_t target = detected;
+    if (detected >= kRacingLowest && detected <= kRacingHighest &&
+        layerName.find(kRacingGame) != std::string::npos) {
+        target = kRacingTarget;
+    }
+    const int32_t limit = FpsCommon::limitedGameFps;
+    if (limit >= 1 && limit <= target) {
+        return limit;
+    }
+    const int32_t forced = FpsCommon::forcedGameFps;
+    return forced >= 1 ? forced : target;
+}
+
+}  // namespace
+
+GameFpsDetect* GameFpsDetect::GetInstance() {
+    // Never destroyed: check threads and binder threads use it until the very end.
+    static auto* const instance = new GameFpsDetect;
+    return instance;
+}
+
+GameFpsDetect::GameFpsDetect()
+    : mFpsMode(ReadFpsMode()),
+      mLogSwitch(property_get_bool("persist.dynamicfps.logswitch", false)) {}
+
+void GameFpsDetect::Clear() {
+    mGameStartNs = MonotonicNow();
+    mCurrentFps = 0;
+    mCleared = true;
+}
+
+/** Does, on the frames' side, what Clear() asked for. */
+void GameFpsDetect::StartAnewIfCleared() {
+    if (!mCleared.load(std::memory_order_relaxed) || !mCleared.exchange(false)) {
+        return;
+    }
+    mMonitor.Clear();
+    mDetector.Clear();
+    mMaxFps = 0;
+    mMaxFpsReported = false;
+    mCurrentFps = 0;  // a frame of the game before may have set it since
+}
+
+void GameFpsDetect::AttachService(const android::sp<KVTService>& service) {
+    android::sp<KVTService> previous = service;  // released without the lock
+    MutexLock lock(mServiceMutex);
+    std::swap(mService, previous);
+}
+
+android::sp<KVTService> GameFpsDetect::AttachedService() {
+    MutexLock lock(mServiceMutex);
+    return mService;
+}
+
+void GameFpsDetect::ProcessLayerTimeInfo(const std::string& layerName, int64_t timestamp) {
+    StartAnewIfCleared();
+    const int64_t frameLen = TimeBetween(mLastTimestamp, timestamp);
+    mLastTimestamp = timestamp;
+    const bool detectorReady = mDetector.UpdateFps(frameLen);
+    const bool monitorReady = mMonitor.UpdateFps(frameLen);
+    // A result that a new game overtakes is the old game's, and none of the new one's business.
+    if (!(mFpsMode == 0 ? detectorReady : monitorReady) || mCleared) {
+        return;
+    }
+    if (mLogSwitch) {
+        KVT_LOGI("GameFpsDetect: fps %d AI %d", mMonitor.GetDetectedFps(),
+                 mDetector.GetDetectedFps());
+    }
+    SendTargetFps(layerName,
+                  mFpsMode == 0 ? mDetector.GetDetectedFps() : mMonitor.GetDetectedFps());
+}
+
+void GameFpsDetect::SendTargetFps(const std::string& layerName, int32_t fps) {
+    StartAnewIfCleared();
+    const int32_t detected = fps >= kHighFrom ? kHighFps : fps;
+    SendTargetFpsToAiSched(TargetFor(layerName, detected));
+
+    const bool changed = detected != mCurrentFps;
+    if (changed) {
+        mCurrentFps = detected;
+        KVT_LOGI("GameFpsDetect: fps changed to %dfps", detected);
+        mMaxFps = std::max(mMaxFps, detected);
+    }
+    ReportToListeners(detected, changed);
+    if (!mCleared) {
+        TellStrategy(detected);
+    }
+}
+
+void GameFpsDetect::ReportToListeners(int32_t detected, bool changed) {
+    const bool due = mMaxFpsReported ? changed : MonotonicNow() - mGameStartNs >= kSilenceNs;
+    if (!due) {
+        return;
+    }
+    if (const auto service = AttachedService(); service != nullptr) {
+        service->ReportGameFps(std::max(mMaxFpsReported ? detected : mMaxFps, kLowestReport));
+        mMaxFpsReported = true;
+    }
+}
+
+void GameFpsDetect::TellStrategy(int32_t detected) {
+    if (FpsCommon::gameDynamicSwitch) {
+        GameDynamicFps::GetInstance()->SetGameFps(detected);
+    } else if (FpsCommon::gameConst90Switch) {
+        GameHighFps::GetInstance()->SetGameFps(detected);
+    }
+}
+
+/** Looks the scheduler up and keeps what was found, be it nothing. */
+android::sp<GameFpsDetect::ISched> GameFpsDetect::FindSched() {
+    const android::sp<ISched> found = ISched::tryGetService(kSchedInstance);
+    android::sp<ISched> previous = found;  // released without the lock
+    MutexLock lock(mSchedMutex);
+    std::swap(mSched, previous);
+    return found;
+}
+
+void GameFpsDetect::SendTargetFpsToAiSched(int32_t fps) {
+    android::sp<ISched> sched;
+    {
+        MutexLock lock(mSchedMutex);
+        sched = mSched;
+    }
+    if (sched == nullptr) {
+        sched = FindSched();
+    }
+    if (sched == nullptr) {
+        KVT_LOGE("GameFpsDetect: SendTargetFpsToAiSched could not find AISched service");
+        return;
+    }
+    char message[kSchedMessageBytes];
+    const int written = snprintf(message, sizeof(message), "{\"kvtFPS\":\"%d\"}", fps);
+    if (written < 0 || static_cast<size_t>(written) >= sizeof(message)) {
+        KVT_LOGE("GameFpsDetect: SendTargetFpsToAiSched write data error");
+        return;
+    }
+    if (!sched->sendMessage(kSchedJsonMessage, message, written + 1).isOk()) {
+        KVT_LOGE("GameFpsDetect: SendTargetFpsToAiSched sent msg failed");
+        FindSched();
+    }
+}
+
+}  // namespace KVT

@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <utils/StrongPointer.h>
+#include <vendor/norvik/hardware/zrsched/1.0/ISched.h>
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+
+#include "detect/FpsDetector.h"
+#include "detect/FpsMonitor.h"
+#include "service/KVTService.h"
+#include "sync/Mutex.h"
+
+namespace KVT {
+
+/**
+ * Measures the frame rate of the foreground game, and announces it: as a target to the AI
+ * scheduler, as the detected rate to the armed strategy, and to the service for its listeners. They
+ * hear nothing for the first 121 s of a game, then the highest rate so far, then every change.
+ *
+ * Frames come from one caller at a time; whatever only they touch has no lock. Everything else may
+ * be called from any thread meanwhile. No lock is held while the scheduler, the service or a
+ * strategy is called.
+ */
+class GameFpsDetect {
+  public:
+    static GameFpsDetect* GetInstance();
+    GameFpsDetect(const GameFpsDetect&) = delete;
+    GameFpsDetect& operator=(const GameFpsDetect&) = delete;
+
+    /** Starts anew: a game came to the foreground. Takes hold of the frames at the next one. */
+    void Clear();
+
+    /** From now on `service` tells the listeners. */
+    void AttachService(const android::sp<KVTService>& service) EXCLUDES(mServiceMutex);
+
+    /**
+     * One frame of the game's layer; one call at a time.
+     *
+     * @param timestamp ns of the monotonic clock; any value is survived
+     */
+    void ProcessLayerTimeInfo(const std::string& layerName, int64_t timestamp);
+
+    /** Announces one detected rate; one call at a time, and none during the one above. */
+    void SendTargetFps(const std::string& layerName, int32_t fps);
+
+    /** Tells the AI scheduler a target frame rate. A message that does not arrive is dropped. */
+    void SendTargetFpsToAiSched(int32_t fps) EXCLUDES(mSchedMutex);
+
+    /** The rate last announced; 0 when there is none yet. */
+    int32_t GetCurrentFps() const { return mCurrentFps; }
+
+  private:
+    using ISched = ::vendor::norvik::hardware::zrsched::V1_0::ISched;
+
+    GameFpsDetect();
+    ~GameFpsDetect() = default;
+
+    void StartAnewIfCleared();
+    void ReportToListeners(int32_t detected, bool changed);
+    void TellStrategy(int32_t detected);
+    android::sp<KVTService> AttachedService() EXCLUDES(mServiceMutex);
+    android::sp<ISched> FindSched() EXCLUDES(mSchedMutex);
+
+    // 0: the level estimator's rate is announced, else the statistical one's.
+    const int32_t mFpsMode;
+    const bool mLogSwitch;
+
+    // The frames' own.
+    FpsMonitor mMonitor;
+    FpsDetector mDetector;
+    int64_t mLastTimestamp = 0;
+    int32_t mMaxFps = 0;  // since the game started
+    bool mMaxFpsReported = false;
+
+    std::atomic<bool> mCleared{false};
+    std::atomic<int64_t> mGameStartNs{0};
+    std::atomic<int32_t> mCurrentFps{0};
+
+    Mutex mServiceMutex;
+    android::sp<KVTService> mService GUARDED_BY(mServiceMutex);
+
+    Mutex mSchedMutex;
+    android::sp<ISched> mSched GUARDED_BY(mSchedMutex);
+};
+
+}  // namespace KVT

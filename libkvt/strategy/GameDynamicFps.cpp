@@ -1,0 +1,194 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "strategy/GameDynamicFps.h"
+
+#include <new>
+#include <optional>
+#include <utility>
+
+#include "common/Codes.h"
+#include "common/Log.h"
+#include "detect/GameFpsDetect.h"
+#include "display/LcdFpsControl.h"
+#include "policy/FpsCommon.h"
+#include "service/KVTGameSdkListener.h"
+#include "strategy/BaseThread.h"
+#include "strategy/GameSdkReport.h"
+#include "strategy/LcdFpsMonitor.h"
+#include "sync/Clock.h"
+
+namespace KVT {
+namespace {
+
+/** Up above this game rate, down below the other; between them the panel stays as it is. */
+constexpr int32_t kUpAboveFps = 60;
+constexpr int32_t kDownBelowFps = 46;
+
+/** A game held back by a 60 Hz panel runs at exactly this rate. */
+constexpr int32_t kTrialFps = 60;
+constexpr int64_t kTrialNs = 5 * kNsPerS;
+
+/** The one game whose reports are acted on. */
+constexpr char kReportingPackage[] = "com.tencent.tmgp.pubgmhd";
+constexpr int32_t kDefaultPubgFps = 30;
+constexpr int32_t kAeroplaneScene = 101;
+constexpr int32_t kAeroplaneFps = 90;
+
+/** For that game, the keys of GameSdkReport. */
+constexpr char kSubscription[] = "RES:com.tencent.tmgp.pubgmhd->pkg|1|10";
+
+}  // namespace
+
+class GameDynamicFps::CheckFpsThread : public BaseThread {
+  public:
+    CheckFpsThread() : Thread(/*canCallJava=*/true) {}
+    ~CheckFpsThread() override {
+        Stop([] {});
+    }
+
+  private:
+    bool threadLoop() override {
+        return RepeatUntilExit([] { GameDynamicFps::GetInstance()->CheckFps(); });
+    }
+};
+
+GameDynamicFps* GameDynamicFps::GetInstance() {
+    static GameDynamicFps instance;
+    return &instance;
+}
+
+GameDynamicFps::GameDynamicFps()
+    : mPubgFps(kDefaultPubgFps),
+      mGameSdkListener(new KVTGameSdkListener),
+      mIsSdkRegistered(mGameSdkListener->RegisterGameSdkCallback(kSubscription)),
+      mCheckThread(new CheckFpsThread) {
+    // The check thread uses them to the end, so they are to be destroyed later.
+    GameFpsDetect::GetInstance();
+    LcdFpsMonitor::GetInstance();
+}
+
+GameDynamicFps::~GameDynamicFps() {
+    mCheckThread->Stop([this] {
+        Reset();
+        MutexLock lock(mMutex);
+        mCond.close();
+    });
+}
+
+int32_t GameDynamicFps::StartCheckFpsThread() {
+    return mCheckThread->run("KVT::GameDynamicFps CheckFpsThread");
+}
+
+void GameDynamicFps::Set() {
+    MutexLock lock(mMutex);
+    mIsActive = true;
+    mIsPubgAeroplane = false;
+    StoreGameFps(0);
+    mPubgFps = kDefaultPubgFps;
+    if (mTrial == Trial::kNone) {
+        // What is pending was about the game before.
+        mCond.clear();
+    }
+    if (!mIsSdkRegistered) {
+        if (mGameSdkListener == nullptr) {
+            mGameSdkListener = new (std::nothrow) KVTGameSdkListener;
+        }
+        mIsSdkRegistered =
+            mGameSdkListener != nullptr && mGameSdkListener->RegisterGameSdkCallback(kSubscription);
+    }
+}
+
+void GameDynamicFps::Reset() {
+    MutexLock lock(mMutex);
+    mIsActive = false;
+    if (mTrial == Trial::kRunning) {
+        // Here and not when the check thread notices: by then another strategy may have forced its
+        // own rate.
+        mTrial = Trial::kVoid;
+        FpsCommon::forcedGameFps = kNoGameFps;
+    }
+    mCond.signal();
+}
+
+void GameDynamicFps::SetGameFps(int32_t fps) {
+    MutexLock lock(mMutex);
+    if (fps == mGameFps) {
+        return;
+    }
+    StoreGameFps(fps);
+    mCond.signal();
+    KVT_LOGI("GameDynamicFps: signal %dfps", fps);
+}
+
+void GameDynamicFps::StoreGameFps(int32_t fps) {
+    mGameFps = fps;
+    ++mGameFpsChanges;
+}
+
+void GameDynamicFps::UpdateGameSdkInfo(const android::String8& json) {
+    const std::optional<GameSdkReport> report = GameSdkReport::Parse({json.string(), json.size()});
+    if (!report || report->pkg != kReportingPackage) {
+        return;
+    }
+    MutexLock lock(mMutex);
+    CheckPubgSdk(*report);
+}
+
+void GameDynamicFps::CheckPubgSdk(const GameSdkReport& report) {
+    mPubgFps = report.fps.value_or(mPubgFps);
+    if (!report.scene) {
+        return;
+    }
+    if (*report.scene != kAeroplaneScene) {
+        mIsPubgAeroplane = false;
+    } else if (mPubgFps != kAeroplaneFps) {
+        KVT_LOGI("GameDynamicFps: %dfps Pubg On Aeroplane, not check fps", mPubgFps);
+    } else if (!mIsPubgAeroplane) {
+        mIsPubgAeroplane = true;
+        KVT_LOGI("GameDynamicFps: 90fps Pubg On Aeroplane, will check fps");
+        mCond.signal();
+    }
+}
+
+void GameDynamicFps::CheckFps() {
+    MutexLock lock(mMutex);
+    mCond.wait(mMutex);
+    if (!mIsActive) {
+        return;
+    }
+    if (mGameFps > kUpAboveFps && LcdFpsControl::GetCurrentLcdFps() == kLowHz) {
+        LcdFpsControl::SetLcdFps(kHighHz);
+        KVT_LOGI("GameDynamicFps: set lcd to 90Hz");
+    } else if (mGameFps < kDownBelowFps && LcdFpsControl::GetCurrentLcdFps() == kHighHz) {
+        LcdFpsControl::SetLcdFps(kLowHz);
+        KVT_LOGI("GameDynamicFps: set lcd to 60Hz");
+    } else if (mGameFps == kTrialFps && LcdFpsControl::GetCurrentLcdFps() == kLowHz) {
+        RunTrial();
+    }
+}
+
+void GameDynamicFps::RunTrial() {
+    const uint32_t changesBefore = mGameFpsChanges;
+    mTrial = Trial::kRunning;
+    LcdFpsControl::SetLcdFps(kHighHz);
+    KVT_LOGI("GameDynamicFps: set lcd to 90Hz 5s");
+    FpsCommon::forcedGameFps = kHighHz;
+    GameFpsDetect::GetInstance()->SendTargetFpsToAiSched(kHighHz);
+
+    (void)mCond.waitUntil(mMutex, MonotonicNow() + kTrialNs);
+
+    const bool isVoid = std::exchange(mTrial, Trial::kNone) == Trial::kVoid;
+    if (!isVoid) {
+        FpsCommon::forcedGameFps = kNoGameFps;
+        if (mGameFps <= kUpAboveFps) {
+            LcdFpsControl::SetLcdFps(kLowHz);
+            KVT_LOGI("GameDynamicFps: set lcd to 60Hz back after 5s");
+        }
+    }
+    // The event that ended the trial may have stood for several: a rate that left 60 and came back,
+    // or that of the next game, has not been looked at yet.
+    if (mGameFpsChanges != changesBefore && (isVoid || mGameFps == kTrialFps)) {
+        mCond.signal();
+    }
+}
+
+}  // namespace KVT

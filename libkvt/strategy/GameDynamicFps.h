@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <utils/String8.h>
+#include <utils/StrongPointer.h>
+
+#include <cstdint>
+
+#include "sync/Condition.h"
+
+namespace KVT {
+
+class KVTGameSdkListener;
+struct GameSdkReport;
+
+/**
+ * The strategy for games whose panel rate follows their frame rate: 90 Hz above 60 fps, 60 Hz below
+ * 46 fps, and in between as it is. A game at exactly 60 fps on a panel at 60 Hz is given five
+ * seconds at 90 Hz, with the AI scheduler told 90, to climb if it can.
+ *
+ * One game also reports its scene through the game SDK; while it is in the aeroplane at 90 fps, its
+ * rate is looked at again.
+ *
+ * Any thread. The panel is set, and the scheduler told, with the strategy's mutex held.
+ */
+class GameDynamicFps {
+  public:
+    /** The first call registers with the game SDK. */
+    static GameDynamicFps* GetInstance();
+
+    /** Starts the check thread; once. @return the platform's status */
+    int32_t StartCheckFpsThread();
+
+    /** Arms the strategy for a game of which nothing is known yet; the panel stays as it is. */
+    void Set() EXCLUDES(mMutex);
+
+    /** Disarms it; a trial ends at once and leaves the panel as it is. */
+    void Reset() EXCLUDES(mMutex);
+
+    /** @param fps the game's detected frame rate */
+    void SetGameFps(int32_t fps) EXCLUDES(mMutex);
+
+    /** @param json the game SDK's report; anything that is not one is ignored */
+    void UpdateGameSdkInfo(const android::String8& json) EXCLUDES(mMutex);
+
+    /** One step of the check thread. */
+    void CheckFps() EXCLUDES(mMutex);
+
+  private:
+    class CheckFpsThread;
+
+    /** Whether the panel is on its five seconds at 90 Hz. */
+    enum class Trial {
+        kNone,
+        kRunning,
+        kVoid,  // disarmed meanwhile, the check thread has yet to notice
+    };
+
+    GameDynamicFps();
+    ~GameDynamicFps();
+
+    void RunTrial() REQUIRES(mMutex);
+    void StoreGameFps(int32_t fps) REQUIRES(mMutex);
+    void CheckPubgSdk(const GameSdkReport& report) REQUIRES(mMutex);
+
+    Mutex mMutex;
+    Condition mCond;
+    int32_t mGameFps GUARDED_BY(mMutex) = 0;
+    /** Counts the changes of mGameFps, so that a trial knows whether there were any. */
+    uint32_t mGameFpsChanges GUARDED_BY(mMutex) = 0;
+    Trial mTrial GUARDED_BY(mMutex) = Trial::kNone;
+    /** The frame rate that the reporting game is set to. */
+    int32_t mPubgFps GUARDED_BY(mMutex);
+    bool mIsActive GUARDED_BY(mMutex) = false;
+    bool mIsPubgAeroplane GUARDED_BY(mMutex) = false;
+    android::sp<KVTGameSdkListener> mGameSdkListener GUARDED_BY(mMutex);
+    bool mIsSdkRegistered GUARDED_BY(mMutex);
+
+    android::sp<CheckFpsThread> mCheckThread;
+};
+
+}  // namespace KVT
