@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: Apache-2.0
+// Situations besides the foreground package that decide the rate.
+#include <string_view>
+
+#include "common/Log.h"
+#include "display/LcdFpsControl.h"
+#include "policy/FpsCommon.h"
+
+namespace KVT {
+namespace {
+
+constexpr std::string_view kSystemUi = "com.android.systemui";
+// Measures GPU composition; lowering the rate under it would falsify what it measures.
+constexpr std::string_view kGpuBenchmark = "net.kishonti.gfxbench.vulkan.v50000.corporate";
+
+/** 1 sets the scene, 0 clears it, anything else leaves it. */
+void StoreFlag(std::atomic<bool>& scene, int32_t event) {
+    if (event == 0 || event == 1) {
+        scene = event == 1;
+    }
+}
+
+}  // namespace
+
+void FpsCommon::OnDisplayHotplugEventReceived(int32_t connected) {
+    if (switchAll != 0) {
+        return;
+    }
+    MutexLock lock(decisionMutex);
+    StoreFlag(underDisplayHotplugControl, connected);
+    DecideUnlessFingerprintLocked();
+}
+
+void FpsCommon::OnVirtualDisplayEventReceived(int32_t created) {
+    if (switchAll != 0) {
+        return;
+    }
+    MutexLock lock(decisionMutex);
+    if (created == 1) {
+        ++virtualDisplayStatus;
+    } else if (created == 0) {
+        --virtualDisplayStatus;
+    }
+    DecideUnlessFingerprintLocked();
+}
+
+void FpsCommon::SetLcdLowDownByTpPointer(int32_t on) {
+    if (switchAll != 0 || !tables.tpPointerSwitch) {
+        return;
+    }
+    MutexLock lock(decisionMutex);
+    StoreFlag(underTpPointerControl, on);
+    DecideUnlessFingerprintLocked();
+}
+
+void FpsCommon::SetLcdLowDownByWechatVideoScene(bool on) {
+    if (switchAll != 0) {
+        return;
+    }
+    MutexLock lock(decisionMutex);
+    underWechatVideoScene = on;
+    if (on) {
+        KVT_LOGI("fpscommon: wechat: start video call and set down 60Hz");
+    } else {
+        KVT_LOGI("fpscommon: wechat: end video call and recover");
+    }
+    DecideUnlessFingerprintLocked();
+}
+
+void FpsCommon::OnFullVideoStatusReceived(int32_t on) {
+    if (switchAll != 0 || (on != 0 && on != 1)) {
+        return;
+    }
+    MutexLock lock(decisionMutex);
+    underFullVideoScene = on == 1;
+    DecideUnlessFingerprintLocked();
+}
+
+void FpsCommon::OnGpuCompositionEventReceived(int32_t status) {
+    if (switchAll != 0 || !tables.gpuCompositionSwitch) {
+        return;
+    }
+    MutexLock lock(decisionMutex);
+    if (gameScene ||
+        std::string_view(foreground).substr(0, kGpuBenchmark.size()) == kGpuBenchmark ||
+        status == gpuCompositionStatus) {
+        return;
+    }
+    gpuCompositionStatus = status;
+    if (status == 1 && ++gpuCompositionCount >= tables.gpuCompositionCountLimit) {
+        gpuCompositionCount = tables.gpuCompositionCountLimit;
+        KVT_LOGI("Gpu-KVT: Gpu composition count full");
+    }
+    DecideUnlessFingerprintLocked();
+}
+
+void FpsCommon::OnFingerprintMessageReceived(const std::string& pkg, int32_t status) {
+    if (switchAll != 0) {
+        return;
+    }
+    if (status < 0 || status > 2 || pkg.empty()) {
+        KVT_LOGE("kvt-fingerprint: params invalid, packageName: %s, status: %d", pkg.c_str(),
+                 status);
+        return;
+    }
+    MutexLock lock(decisionMutex);
+    // The system UI may not take an unlock away from another package that is in the middle of one.
+    if (fingerprintPkgName != kSystemUi && fingerprintStatus != 0 && pkg == kSystemUi) {
+        return;
+    }
+    fingerprintPkgName = pkg;
+    fingerprintStatus = status;
+    if (status != 0) {
+        // Any other scene wins, even one that the decision itself would rank below the unlock.
+        PolicySnapshot others = TakeSnapshot();
+        others.fingerprintStatus = 0;
+        if (DecideByScene(others).has_value()) {
+            KVT_LOGI("kvt-fingerprint: under control by others");
+            return;
+        }
+    }
+    DecideAndApplyLocked();
+}
+
+void FpsCommon::RecoverLcd() {
+    MutexLock lock(decisionMutex);
+    if (switchAll == 0) {
+        BindVipCpus();
+    }
+    if (fingerprintStatus != 0) {
+        return;
+    }
+    const int32_t last = LcdFpsControl::GetLastLcdFps();
+    if (last != LcdFpsControl::GetCurrentLcdFps()) {
+        LcdFpsControl::RecoverLcdFps(last);
+    }
+}
+
+}  // namespace KVT
