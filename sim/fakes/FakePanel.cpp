@@ -1,0 +1,121 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sim/fakes/FakePanel.h"
+
+#include <binder/Parcel.h>
+
+#include <cstdlib>
+
+#include "linux/vendor/Protocol.h"
+
+namespace KVT::sim {
+namespace {
+
+constexpr const char* kRateByIndex[] = {"60n", "30", "45", "60", "90", "120", "180"};
+constexpr int32_t kNoSuchRate = -22;
+
+}  // namespace
+
+void FakePanel::behave(const Behaviour& behaviour) {
+    MutexLock lock(mMutex);
+    mBehaviour = behaviour;
+}
+
+FakePanel::Behaviour FakePanel::behaviour() {
+    MutexLock lock(mMutex);
+    return mBehaviour;
+}
+
+void FakePanel::changeByItself(const std::string& rate) {
+    MutexLock lock(mMutex);
+    switchLocked(rate);
+}
+
+void FakePanel::onFrame() {
+    MutexLock lock(mMutex);
+    if (mFramesLeft > 0 && --mFramesLeft == 0) {
+        switchLocked(mPending);
+    }
+}
+
+int32_t FakePanel::currentHz() {
+    MutexLock lock(mMutex);
+    return atoi(mBehaviour.current.c_str());
+}
+
+std::vector<int32_t> FakePanel::requests() {
+    MutexLock lock(mMutex);
+    return mRequests;
+}
+
+uint64_t FakePanel::switches() {
+    MutexLock lock(mMutex);
+    return mSwitches;
+}
+
+std::map<std::string, int64_t> FakePanel::timeAtRate() {
+    MutexLock lock(mMutex);
+    std::map<std::string, int64_t> times = mTimeAtRate;
+    times[mBehaviour.current] += MonotonicNow() - mSince;
+    return times;
+}
+
+void FakePanel::switchLocked(const std::string& rate) {
+    if (rate == mBehaviour.current) {
+        return;
+    }
+    const int64_t now = MonotonicNow();
+    mTimeAtRate[mBehaviour.current] += now - mSince;
+    mSince = now;
+    ++mSwitches;
+    mJournal->add("panel " + mBehaviour.current + " -> " + rate + " Hz");
+    mBehaviour.current = rate;
+}
+
+int32_t FakePanel::requestLocked(int32_t index) {
+    mRequests.push_back(index);
+    if (mBehaviour.setError != 0) {
+        return mBehaviour.setError;
+    }
+    if (index < 0 || index >= static_cast<int32_t>(std::size(kRateByIndex))) {
+        return kNoSuchRate;
+    }
+    mPending = kRateByIndex[index];
+    mFramesLeft = mBehaviour.obeysAfter;
+    if (mFramesLeft == 0) {
+        switchLocked(mPending);
+    }
+    return 0;
+}
+
+std::string FakePanel::descriptionLocked() {
+    if (!mBehaviour.rawDescription.empty()) {
+        return mBehaviour.rawDescription;
+    }
+    std::string text = "current_fps:" + mBehaviour.current + ";default_fps:" + mBehaviour.normal +
+                       ";support_fps_list:";
+    for (size_t i = 0; i < mBehaviour.rates.size(); ++i) {
+        text += (i == 0 ? "" : ",") + mBehaviour.rates[i];
+    }
+    return text;
+}
+
+android::status_t FakePanel::onTransact(uint32_t code, const android::Parcel& data,
+                                        android::Parcel* reply, uint32_t flags) {
+    MutexLock lock(mMutex);
+    if (mBehaviour.vanished) {
+        return android::DEAD_OBJECT;
+    }
+    switch (code) {
+        case vendor::kDisplayHasVersion11:
+            return reply->writeBool(mBehaviour.hasVersion11);
+        case vendor::kDisplayGetFps:
+            reply->writeInt32(mBehaviour.getError);
+            return reply->writeString8(android::String8(descriptionLocked().c_str()));
+        case vendor::kDisplaySetFps:
+            return reply->writeInt32(requestLocked(data.readInt32()));
+        default:
+            return BBinder::onTransact(code, data, reply, flags);
+    }
+}
+
+}  // namespace KVT::sim

@@ -1,0 +1,130 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <android-base/file.h>
+#include <binder/IServiceManager.h>
+#include <cutils/properties.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "common/Paths.h"
+#include "host/FrameworkClient.h"
+#include "linux/Properties.h"
+#include "policy/FpsCommon.h"
+#include "sim/fakes/FakePhone.h"
+#include "sync/virtual/VirtualTime.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/RecordingService.h"
+
+namespace KVT {
+
+/** A whole phone in virtual time, with the real policy in it. One per process. */
+class Phone : public testing::Test {
+  public:
+    Phone() {
+        UsePropertyFolder("");
+        VirtualTime::Enter({});
+        SetPaths({path("kvt_config.xml"), path("cpus")});
+        fakes.publish();
+    }
+
+    /** Starts the policy with this configuration file; without one when it is empty. */
+    void start(const std::string& config = "") {
+        if (!config.empty()) {
+            ASSERT_TRUE(android::base::WriteStringToFile(config, path("kvt_config.xml")));
+        }
+        FpsCommon::Init();
+        settle();
+    }
+
+    void property(const char* name, const char* value) { ASSERT_EQ(property_set(name, value), 0); }
+
+    void panel(const std::string& current, const std::vector<std::string>& rates,
+               int32_t obeysAfter = 0) {
+        sim::FakePanel::Behaviour behaviour;
+        behaviour.current = current;
+        behaviour.rates = rates;
+        behaviour.obeysAfter = obeysAfter;
+        fakes.panel->behave(behaviour);
+    }
+
+    void type(const std::string& pkg, int32_t packageType) {
+        fakes.classifier->setType(pkg, packageType);
+    }
+
+    // Events, as the framework sends them.
+    void focus(const std::string& pkg) { packages(pkg, {}); }
+    void packages(const std::string& pkg, const std::vector<std::string>& visible) {
+        EXPECT_EQ(framework.packages(pkg, visible), android::OK);
+    }
+
+    /** Forgets what was logged and what the compositor was told. */
+    void settle() {
+        logs.take();
+        fakes.compositor->takeCalls();
+    }
+
+    /** The decision since the last call, as "hold display-hotplug 60"; all of them, in order. */
+    std::vector<std::string> decisions() {
+        std::vector<std::string> texts;
+        for (const DecisionRecord& record : FpsCommon::decisions.since(mLastDecision)) {
+            const Decision& d = record.decision;
+            texts.push_back(std::string(NameOf(d.outcome)) + " " + NameOf(d.rule) + " " +
+                            std::to_string(d.rate));
+            mLastDecision = record.number;
+        }
+        return texts;
+    }
+
+    /** Codes of the compositor's calls since the last call. */
+    std::vector<uint32_t> told() {
+        std::vector<uint32_t> codes;
+        for (const auto& call : fakes.compositor->takeCalls()) {
+            codes.push_back(call.code);
+        }
+        return codes;
+    }
+
+    int32_t panelHz() { return fakes.panel->currentHz(); }
+
+    /** The armed strategy: "app", "game", "const90" or "none". */
+    static std::string armed() {
+        std::string names;
+        names += FpsCommon::appDynamicSwitch ? "app" : "";
+        names += FpsCommon::gameDynamicSwitch ? "game" : "";
+        names += FpsCommon::gameConst90Switch ? "const90" : "";
+        return names.empty() ? "none" : names;
+    }
+
+    std::string cpus() {
+        std::string text;
+        android::base::ReadFileToString(path("cpus"), &text);
+        return text;
+    }
+
+    std::string path(const char* file) { return std::string(mFolder.path) + "/" + file; }
+
+    LogCapture logs;
+    sim::FakePhone& fakes = FakesForever();
+    android::sp<RecordingService> service = new RecordingService;
+    FrameworkClient framework{service};
+
+  private:
+    /** The check threads outlive the test, and so must what they call. */
+    static sim::FakePhone& FakesForever() {
+        static auto* phone = new sim::FakePhone;
+        return *phone;
+    }
+
+    TemporaryDir mFolder;
+    uint64_t mLastDecision = 0;
+};
+
+/** A configuration with one setting's switches and package lists, for tests of the decision. */
+inline std::string ConfigWith(const std::string& sections) {
+    return "<Config><Params name=\"dynamic_fps_config\">" + sections + "</Params></Config>";
+}
+
+}  // namespace KVT
