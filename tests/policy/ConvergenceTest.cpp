@@ -1,0 +1,130 @@
+// SPDX-License-Identifier: Apache-2.0
+// Whatever happened before, and in whatever order on however many threads: once all is quiet, the
+// panel and the strategies are what a decision on the final state makes them.
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "sync/Worker.h"
+#include "tests/support/Phone.h"
+
+namespace KVT {
+namespace {
+
+constexpr const char* kPackages[] = {"com.norvik.android.launcher",
+                                     "app.fixed",
+                                     "app.high",
+                                     "app.touch.a",
+                                     "app.touch.b",
+                                     "game.dynamic",
+                                     "game.const",
+                                     "game.plain",
+                                     "android.view.cts"};
+
+const char* const kConfig = R"(
+    <Param name="setting_switch">
+      <setting id="0"><switch name="app_perceptible_switch" value="3"/>
+        <switch name="app_imperceptible_switch" value="9"/>
+        <switch name="game_perceptible_switch" value="9"/>
+        <switch name="game_imperceptible_switch" value="3"/></setting>
+    </Param>
+    <Param name="application_list">
+      <list name="app_pkg_perceptible_list"><pkg>app.high</pkg></list>
+      <list name="app_pkg_imperceptible_list"><pkg>app.touch*</pkg></list>
+      <list name="game_pkg_perceptible_list"><pkg>game.dynamic</pkg></list>
+      <list name="game_pkg_imperceptible_list"><pkg>game.const</pkg></list>
+    </Param>)";
+
+/** One random event of the framework. */
+void SendRandomEvent(FrameworkClient& framework, std::mt19937_64& random) {
+    const auto below = [&random](uint64_t bound) { return static_cast<int32_t>(random() % bound); };
+    const auto anyPackage = [&] { return kPackages[below(std::size(kPackages))]; };
+    switch (below(8)) {
+        case 0:
+            framework.powerMode(below(6));
+            return;
+        case 1:
+            framework.lcdSetting(below(4));
+            return;
+        case 2:
+            framework.gameFpsLimit(below(3) * 40 - 1);
+            return;
+        case 3:
+            framework.touchPointer(below(2));
+            return;
+        default: {
+            std::vector<std::string> visible;
+            for (int32_t count = below(3); count > 0; --count) {
+                visible.emplace_back(anyPackage());
+            }
+            framework.packages(anyPackage(), visible);
+        }
+    }
+}
+
+class Convergence : public Phone {
+  public:
+    Convergence() {
+        for (const char* game : {"game.dynamic", "game.const", "game.plain"}) {
+            type(game, 9);
+        }
+    }
+
+    void begin() {
+        SetPaths({path("kvt_config.xml"), "/dev/null"});  // thousands of writes to a file take time
+        start(ConfigWith(kConfig));
+        __android_log_set_minimum_priority(ANDROID_LOG_FATAL);
+    }
+
+    /** Compares what is with what a decision on the state as it is asks for. */
+    void expectSettled(const std::string& when) {
+        const Decision decision = FpsCommon::Decide();
+        const std::string wanted = decision.outcome == Outcome::kAppDynamic      ? "app"
+                                   : decision.outcome == Outcome::kGameDynamic   ? "game"
+                                   : decision.outcome == Outcome::kGameConstHigh ? "const90"
+                                                                                 : "none";
+        EXPECT_EQ(armed(), wanted) << when << ", rule " << NameOf(decision.rule);
+        EXPECT_EQ(fakes.compositor->wantsTouchEvents(), wanted == "app") << when;
+        if (decision.rate != kRateUntouched) {
+            EXPECT_EQ(panelHz(), decision.rate) << when << ", rule " << NameOf(decision.rule);
+        }
+    }
+};
+
+TEST_F(Convergence, HoldsAfterEveryEventOfARandomSequence) {
+    begin();
+    std::mt19937_64 random(20);
+    for (int event = 0; event < 5000; ++event) {
+        SendRandomEvent(framework, random);
+        expectSettled("event " + std::to_string(event));
+        if (HasFailure()) {
+            return;
+        }
+    }
+}
+
+TEST_F(Convergence, HoldsAfterEightThreadsInAnyInterleaving) {
+    begin();
+    for (uint64_t round = 0; round < 20; ++round) {
+        std::vector<std::thread> threads;
+        for (uint64_t seed = 0; seed < 8; ++seed) {
+            // Real threads: which of them goes first is not virtual time's to say.
+            threads.emplace_back([this, round, seed] {
+                std::mt19937_64 random(round * 8 + seed);
+                for (int event = 0; event < 25; ++event) {
+                    SendRandomEvent(framework, random);
+                }
+            });
+        }
+        {
+            OutsideScope joining;
+            for (std::thread& thread : threads) {
+                thread.join();
+            }
+        }
+        expectSettled("round " + std::to_string(round));
+    }
+}
+
+}  // namespace
+}  // namespace KVT

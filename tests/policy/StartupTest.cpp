@@ -1,0 +1,209 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gmock/gmock.h>
+
+#include "display/LcdFpsControl.h"
+#include "linux/vendor/Protocol.h"
+#include "tests/support/Bytes.h"
+#include "tests/support/Phone.h"
+
+namespace KVT {
+namespace {
+
+using testing::AnyOf;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+std::string Property(const char* name) {
+    char value[PROPERTY_VALUE_MAX];
+    property_get(name, value, "");
+    return value;
+}
+
+class Startup : public Phone {
+  public:
+    /** Sends every event that the policy can refuse; true when none of them did anything. */
+    bool ignoresEvents() {
+        decisions();
+        FpsCommon::tables.gpuCompositionSwitch = true;
+        const int32_t before = panelHz();
+        framework.powerMode(1);
+        framework.lcdSetting(1);
+        framework.touchPointer(1);
+        framework.fingerprint("com.example.pay", 1);
+        FpsCommon::OnDisplayHotplugEventReceived(1);
+        FpsCommon::OnVirtualDisplayEventReceived(1);
+        FpsCommon::SetLcdLowDownByWechatVideoScene(true);
+        FpsCommon::OnFullVideoStatusReceived(1);
+        FpsCommon::OnGpuCompositionEventReceived(1);
+        return decisions().empty() && panelHz() == before && FpsCommon::powerMode == 2 &&
+               FpsCommon::lcdSetting == 0 && !FpsCommon::underTpPointerControl &&
+               FpsCommon::fingerprintStatus == 0 && !FpsCommon::underDisplayHotplugControl &&
+               FpsCommon::virtualDisplayStatus == 0 && !FpsCommon::underWechatVideoScene &&
+               !FpsCommon::underFullVideoScene && FpsCommon::gpuCompositionStatus == 0;
+    }
+};
+
+TEST_F(Startup, RunsTheDynamicPolicy) {
+    start(ConfigWith(R"(<Param name="setting_switch_id_default" value="2"/>)"));
+    EXPECT_EQ(FpsCommon::switchAll, 0);
+    EXPECT_EQ(Property("ro.kvt.zr_screen_default_freq"), "2");
+    EXPECT_EQ(FpsCommon::lcdSetting, 2) << "the default of the configuration";
+    EXPECT_EQ(FpsCommon::powerMode, 0);
+    // One decision for the power mode, while the setting is still 0, and one for the setting.
+    EXPECT_THAT(decisions(), ElementsAre("app-fixed app-code 60", "app-fixed app-code 90"));
+    EXPECT_EQ(panelHz(), 90);
+    EXPECT_EQ(fakes.classifier->asked("com.norvik.android.launcher"), 0)
+        << "everyone knows the launcher";
+}
+
+TEST_F(Startup, TellsTheCompositorFirst) {
+    FpsCommon::Init();
+    const auto calls = fakes.compositor->takeCalls();
+    ASSERT_FALSE(calls.empty());
+    EXPECT_EQ(calls[0].code, 7011u);
+    EXPECT_EQ(calls[0].flags, 1u);
+    EXPECT_EQ(calls[0].bytes, FromHex("00000080 ffffffff 1b000000 ~'android.ui.ISurfaceComposer' "
+                                      "0000 01000000"));
+}
+
+TEST_F(Startup, TakesModeAndSettingFromProperties) {
+    property("persist.sys.smart_power", "4");
+    property("persist.sys.zr_screen_freq", "1");
+    start();
+    EXPECT_TRUE(FpsCommon::powerModeSwitch);
+    EXPECT_EQ(FpsCommon::lcdSetting, 1);
+    EXPECT_THAT(decisions(), ElementsAre("hold power-saving 60", "hold power-saving 60"));
+    EXPECT_EQ(cpus(), "4-7");
+}
+
+TEST_F(Startup, ReadsNonsenseInPropertiesAsZero) {
+    property("persist.dynamicfps.switch", "on");
+    property("persist.sys.smart_power", "low");
+    property("persist.sys.zr_screen_freq", "7");
+    start();
+    EXPECT_EQ(FpsCommon::switchAll, 0);
+    EXPECT_EQ(FpsCommon::powerMode, 0);
+    EXPECT_EQ(FpsCommon::lcdSetting, 0);
+}
+
+TEST_F(Startup, StaysOffOnASlowPanel) {
+    for (const auto& rates : {std::vector<std::string>{"60"}, {"90", "60"}, {"60n"}}) {
+        EXPECT_EXIT(
+            {
+                panel("60", rates);
+                start();
+                const bool quiet = Property("ro.kvt.zr_screen_default_freq").empty();
+                exit(FpsCommon::switchAll == 60 && panelHz() == 60 && quiet && ignoresEvents() ? 0
+                                                                                               : 1);
+            },
+            testing::ExitedWithCode(0), "");
+    }
+}
+
+TEST_F(Startup, FixesTheRateByProperty) {
+    const struct {
+        const char* value;
+        int32_t switchAll;
+        int32_t hz;
+        bool configured;
+    } cases[] = {{"60", 60, 60, false},
+                 {"90", 90, 90, false},
+                 {"120", 60, 60, false},
+                 {"1", 60, 60, false},
+                 {"-1", -1, 60, true}};
+    for (const auto& c : cases) {
+        EXPECT_EXIT(
+            {
+                property("persist.dynamicfps.switch", c.value);
+                start();
+                const bool configured = !Property("ro.kvt.zr_screen_default_freq").empty();
+                exit(FpsCommon::switchAll == c.switchAll && panelHz() == c.hz &&
+                             configured == c.configured && ignoresEvents()
+                         ? 0
+                         : 1);
+            },
+            testing::ExitedWithCode(0), "")
+            << c.value;
+    }
+}
+
+TEST_F(Startup, StillFollowsThePackageWhileOff) {
+    property("persist.dynamicfps.switch", "90");
+    type("com.example.game", 9);
+    start();
+    focus("com.example.game");
+    EXPECT_EQ(FpsCommon::CurrentPkgName(), "com.example.game");
+    EXPECT_TRUE(FpsCommon::gameScene);
+    EXPECT_THAT(logs.take(), ElementsAre(HasSubstr("focus pkgName"), HasSubstr("new pkgName"),
+                                         HasSubstr("this is game")));
+    EXPECT_THAT(told(), IsEmpty());
+    EXPECT_THAT(decisions(), IsEmpty());
+    focus("com.example.game");
+    EXPECT_EQ(panelHz(), 90);
+}
+
+TEST_F(Startup, LivesWithoutItsPeers) {
+    for (const char* name :
+         {"SurfaceFlinger", "IKoraCMSService", vendor::kSchedService, vendor::kPerfService,
+          vendor::kDisplayEngineService, vendor::kGameSdkService}) {
+        fakes.withdraw(name);
+    }
+    start();
+    framework.lcdSetting(2);
+    EXPECT_EQ(panelHz(), 90) << "the panel is there, so the policy goes on";
+    focus("com.example.app");
+    EXPECT_EQ(FpsCommon::CurrentPkgName(), "com.example.app");
+    EXPECT_EQ(decisions().back(), "app-fixed app-code 90");
+}
+
+TEST_F(Startup, StaysOffWithoutADisplay) {
+    fakes.withdraw(vendor::kDisplayService);
+    start();
+    EXPECT_EQ(FpsCommon::switchAll, 60) << "no display, no rates to choose from";
+    focus("com.example.app");
+    EXPECT_EQ(FpsCommon::CurrentPkgName(), "com.example.app");
+}
+
+TEST_F(Startup, StoresSettingsThatItKnows) {
+    start();
+    const struct {
+        int32_t setting;
+        int32_t stored;
+        const char* vipCpus;
+    } cases[] = {{1, 1, "4-7"}, {2, 2, "0-7"}, {1, 1, "4-7"}, {7, 0, "0-7"}, {-1, 0, "0-7"}};
+    for (const auto& c : cases) {
+        framework.lcdSetting(c.setting);
+        EXPECT_EQ(FpsCommon::lcdSetting, c.stored) << c.setting;
+        EXPECT_EQ(cpus(), c.vipCpus) << c.setting;
+    }
+}
+
+TEST_F(Startup, LeavesTheBigCoresToGames) {
+    type("com.example.game", 9);
+    start();
+    framework.lcdSetting(1);
+    focus("com.example.game");
+    EXPECT_EQ(cpus(), "0-7");
+    focus("com.example.app");
+    EXPECT_EQ(cpus(), "4-7");
+}
+
+TEST_F(Startup, StaysInTheNormalModeUnlessTheSettingAllowsMore) {
+    sim::FakePanel::Behaviour behaviour;
+    behaviour.current = behaviour.normal = "60n";
+    behaviour.rates = {"60n", "90"};
+    fakes.panel->behave(behaviour);
+    start();
+    framework.lcdSetting(2);  // application code 3
+    EXPECT_EQ(fakes.panel->requests().back(), 0);
+    EXPECT_THAT(logs.take(), Contains(HasSubstr("refresh frame num has run out")));
+    framework.lcdSetting(1);
+    EXPECT_EQ(fakes.panel->requests().back(), 4);
+    EXPECT_EQ(panelHz(), 90);
+}
+
+}  // namespace
+}  // namespace KVT
