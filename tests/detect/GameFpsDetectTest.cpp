@@ -1,0 +1,357 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "detect/GameFpsDetect.h"
+
+#include <binder/Binder.h>
+#include <binder/IServiceManager.h>
+#include <binder/Parcel.h>
+#include <cutils/properties.h>
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <limits>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "linux/vendor/Protocol.h"
+#include "policy/FpsCommon.h"
+#include "strategy/GameDynamicFps.h"
+#include "strategy/GameHighFps.h"
+#include "sync/virtual/VirtualTime.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/RecordingService.h"
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+// What the strategies are told. The linker puts these two in front of the real ones.
+namespace {
+std::vector<std::string> gStrategyCalls;
+}
+extern "C" {
+void ToldDynamic(KVT::GameDynamicFps*,
+                 int32_t fps) asm("__wrap__ZN3KVT14GameDynamicFps10SetGameFpsEi");
+void ToldDynamic(KVT::GameDynamicFps*, int32_t fps) {
+    gStrategyCalls.push_back("dynamic " + std::to_string(fps));
+}
+void ToldHigh(KVT::GameHighFps*, int32_t fps) asm("__wrap__ZN3KVT11GameHighFps10SetGameFpsEi");
+void ToldHigh(KVT::GameHighFps*, int32_t fps) {
+    gStrategyCalls.push_back("high " + std::to_string(fps));
+}
+}
+
+namespace KVT {
+namespace {
+
+constexpr int64_t k60 = 16'666'666;
+constexpr int64_t k90 = 11'111'111;
+const char kLayer[] = "SurfaceView - com.example.game#0";
+const char kRacingLayer[] = "SurfaceView - com.racergame.cityracing3d/.Main#0";
+
+/** Notes every message as "type text length". */
+class Scheduler : public android::BBinder {
+  public:
+    std::vector<std::string> take() {
+        MutexLock lock(mMutex);
+        return std::exchange(mMessages, {});
+    }
+    std::atomic<bool> broken{false};
+
+  protected:
+    android::status_t onTransact(uint32_t, const android::Parcel& data, android::Parcel*,
+                                 uint32_t) override {
+        const std::string type = std::to_string(data.readInt32());
+        const std::string text = data.readString8().string();
+        const std::string length = std::to_string(data.readInt32());
+        MutexLock lock(mMutex);
+        mMessages.push_back(type + " " + text + " " + length);
+        return broken ? android::DEAD_OBJECT : android::OK;
+    }
+
+  private:
+    Mutex mMutex;
+    std::vector<std::string> mMessages GUARDED_BY(mMutex);
+};
+
+std::string Reported(int32_t fps) {
+    return "ReportGameFps(" + std::to_string(fps) + ")";
+}
+
+std::string Sent(int32_t fps) {
+    const std::string text = "{\"kvtFPS\":\"" + std::to_string(fps) + "\"}";
+    return "1 " + text + " " + std::to_string(text.size() + 1);
+}
+
+class GameFpsDetectTest : public testing::Test {
+  protected:
+    GameFpsDetectTest() {
+        VirtualTime::Enter({});
+        publish(scheduler);
+    }
+
+    static void publish(const android::sp<android::IBinder>& service) {
+        android::defaultServiceManager()->addService(android::String16(vendor::kSchedService),
+                                                     service);
+    }
+
+    /** The singleton, which reads its properties when it is first asked for. */
+    GameFpsDetect& detect() { return *GameFpsDetect::GetInstance(); }
+
+    void frames(int count, int64_t periodNs, const std::string& layer = kLayer) {
+        for (int i = 0; i < count; ++i) {
+            timestamp += periodNs;
+            detect().ProcessLayerTimeInfo(layer, timestamp);
+        }
+    }
+
+    /** What the scheduler was sent for a rate. */
+    std::vector<std::string> announce(int32_t fps, const std::string& layer = kLayer) {
+        detect().SendTargetFps(layer, fps);
+        return scheduler->take();
+    }
+
+    android::sp<Scheduler> scheduler = new Scheduler;
+    android::sp<RecordingService> service = new RecordingService;
+    LogCapture log;
+    int64_t timestamp = 5 * kNsPerS;
+};
+
+TEST_F(GameFpsDetectTest, AnnouncesTheMonitorsRateByDefault) {
+    detect().Clear();
+    frames(99, k60);
+    EXPECT_THAT(scheduler->take(), IsEmpty());
+    EXPECT_EQ(detect().GetCurrentFps(), 0);
+    frames(1, k60);
+    EXPECT_THAT(scheduler->take(), ElementsAre(Sent(60)));
+    EXPECT_EQ(detect().GetCurrentFps(), 60);
+    EXPECT_THAT(log.take(), ElementsAre("I/KVTService: GameFpsDetect: fps changed to 60fps"));
+    frames(100, k60);
+    EXPECT_THAT(scheduler->take(), ElementsAre(Sent(60))) << "sent again, though unchanged";
+    EXPECT_THAT(log.take(), IsEmpty());
+}
+
+TEST_F(GameFpsDetectTest, AnnouncesTheDetectorsRateInMode0) {
+    property_set("persist.fps.mode", "0");
+    property_set("persist.dynamicfps.logswitch", "1");
+    frames(1, k60);  // the first frame's length is its time stamp: clamped
+    frames(48, k60);
+    EXPECT_THAT(scheduler->take(), IsEmpty());
+    log.take();
+    frames(1, k60);
+    EXPECT_THAT(scheduler->take(), ElementsAre(Sent(55)));
+    EXPECT_THAT(log.take(), testing::Contains("I/KVTService: GameFpsDetect: fps 20 AI 55"));
+    frames(50, k60);
+    EXPECT_THAT(scheduler->take(), ElementsAre(Sent(60)));
+    EXPECT_THAT(log.take(), testing::Contains("I/KVTService: GameFpsDetect: fps 60 AI 60"));
+}
+
+TEST_F(GameFpsDetectTest, ReadsTheModeAsANumber) {
+    property_set("persist.fps.mode", "no number");
+    frames(50, k60);
+    EXPECT_THAT(scheduler->take(), testing::SizeIs(1)) << "reads as 0";
+}
+
+TEST_F(GameFpsDetectTest, ChoosesTheTarget) {
+    const struct {
+        int32_t fps;
+        const char* layer;
+        int32_t limit;
+        int32_t forced;
+        int32_t target;
+        int32_t current;
+    } cases[] = {
+        {60, kLayer, -1, -1, 60, 60},       {69, kLayer, -1, -1, 69, 69},
+        {70, kLayer, -1, -1, 90, 90},       {80, kLayer, -1, -1, 90, 90},
+        {55, kLayer, -1, -1, 55, 55},       {49, kRacingLayer, -1, -1, 49, 49},
+        {50, kRacingLayer, -1, -1, 52, 50}, {55, kRacingLayer, -1, -1, 52, 55},
+        {56, kRacingLayer, -1, -1, 56, 56}, {60, kLayer, 40, -1, 40, 60},
+        {60, kLayer, 60, 90, 60, 60},       {60, kLayer, 1, 90, 1, 60},
+        {60, kLayer, 0, -1, 60, 60},        {30, kLayer, 40, -1, 30, 30},
+        {30, kLayer, 40, 90, 90, 30},       {30, kLayer, -1, 90, 90, 30},
+        {30, kLayer, -1, 1, 1, 30},         {30, kLayer, -1, 0, 30, 30},
+        {55, kRacingLayer, 53, -1, 52, 55}, {80, kLayer, 80, -1, 80, 90},
+    };
+    for (const auto& c : cases) {
+        FpsCommon::limitedGameFps = c.limit;
+        FpsCommon::forcedGameFps = c.forced;
+        EXPECT_THAT(announce(c.fps, c.layer), ElementsAre(Sent(c.target))) << c.fps << c.layer;
+        EXPECT_EQ(detect().GetCurrentFps(), c.current);
+    }
+}
+
+TEST_F(GameFpsDetectTest, ReportsTheHighestRateAfter121SecondsThenEveryChange) {
+    detect().AttachService(service);
+    detect().Clear();
+    for (const int32_t fps : {45, 80, 50}) {
+        announce(fps);
+    }
+    SleepFor(121 * kNsPerS - 1);
+    announce(40);
+    EXPECT_THAT(service->take(), IsEmpty());
+    SleepFor(1);
+    announce(40);
+    EXPECT_THAT(service->take(), ElementsAre(Reported(90)));
+    announce(40);
+    EXPECT_THAT(service->take(), IsEmpty()) << "no change";
+    announce(50);
+    announce(80);
+    announce(61);
+    EXPECT_THAT(service->take(), ElementsAre(Reported(60), Reported(90), Reported(61)));
+
+    detect().Clear();
+    EXPECT_EQ(detect().GetCurrentFps(), 0);
+    announce(61);
+    EXPECT_THAT(service->take(), IsEmpty()) << "another game, another 121 s";
+    SleepFor(121 * kNsPerS);
+    announce(30);
+    EXPECT_THAT(service->take(), ElementsAre(Reported(61)))
+        << "the rates of the game before are forgotten";
+}
+
+TEST_F(GameFpsDetectTest, ReportsAtLeast60) {
+    detect().AttachService(service);
+    detect().Clear();
+    SleepFor(121 * kNsPerS);
+    announce(30);
+    EXPECT_THAT(service->take(), ElementsAre(Reported(60))) << "the changed rate is reported once";
+}
+
+TEST_F(GameFpsDetectTest, WaitsForAServiceToReportTo) {
+    detect().Clear();
+    SleepFor(200 * kNsPerS);
+    announce(80);
+    announce(45);
+    detect().AttachService(service);
+    announce(45);
+    EXPECT_THAT(service->take(), ElementsAre(Reported(90)));
+    detect().AttachService(nullptr);
+    announce(50);
+    const android::sp<RecordingService> other = new RecordingService;
+    detect().AttachService(other);
+    announce(61);
+    EXPECT_THAT(service->take(), IsEmpty());
+    EXPECT_THAT(other->take(), ElementsAre(Reported(61)));
+}
+
+TEST_F(GameFpsDetectTest, TellsTheArmedStrategy) {
+    announce(60);
+    EXPECT_THAT(gStrategyCalls, IsEmpty());
+    FpsCommon::gameConst90Switch = true;
+    announce(60);
+    FpsCommon::gameDynamicSwitch = true;
+    announce(80);
+    announce(55, kRacingLayer);
+    EXPECT_THAT(gStrategyCalls, ElementsAre("high 60", "dynamic 90", "dynamic 55"));
+}
+
+TEST_F(GameFpsDetectTest, LooksForTheSchedulerUntilItIsThere) {
+    const std::string missing =
+        "E/KVTService: GameFpsDetect: SendTargetFpsToAiSched could not find AISched service";
+    publish(nullptr);
+    detect().SendTargetFpsToAiSched(90);
+    EXPECT_THAT(log.take(), ElementsAre(missing));
+    announce(60);
+    EXPECT_EQ(detect().GetCurrentFps(), 60) << "announced to everyone else all the same";
+    log.take();
+
+    publish(scheduler);
+    detect().SendTargetFpsToAiSched(90);
+    EXPECT_THAT(scheduler->take(), ElementsAre("1 {\"kvtFPS\":\"90\"} 16"));
+    detect().SendTargetFpsToAiSched(std::numeric_limits<int32_t>::min());
+    EXPECT_THAT(scheduler->take(), ElementsAre("1 {\"kvtFPS\":\"-2147483648\"} 25"));
+    EXPECT_THAT(log.take(), IsEmpty());
+}
+
+TEST_F(GameFpsDetectTest, LooksTheSchedulerUpAgainAfterAFailedSend) {
+    const std::string failed =
+        "E/KVTService: GameFpsDetect: SendTargetFpsToAiSched sent msg failed";
+    detect().SendTargetFpsToAiSched(60);
+    const android::sp<Scheduler> restarted = new Scheduler;
+    publish(restarted);
+    detect().SendTargetFpsToAiSched(61);
+    EXPECT_THAT(scheduler->take(), ElementsAre(Sent(60), Sent(61))) << "no lookup without need";
+
+    scheduler->broken = true;
+    detect().SendTargetFpsToAiSched(62);
+    EXPECT_THAT(log.take(), ElementsAre(failed));
+    EXPECT_THAT(restarted->take(), IsEmpty()) << "what failed is not sent again";
+    detect().SendTargetFpsToAiSched(63);
+    EXPECT_THAT(restarted->take(), ElementsAre(Sent(63)));
+
+    restarted->broken = true;
+    publish(nullptr);
+    detect().SendTargetFpsToAiSched(64);
+    EXPECT_THAT(log.take(), ElementsAre(failed)) << "the lookup after it stays quiet";
+    detect().SendTargetFpsToAiSched(65);
+    EXPECT_THAT(log.take(), ElementsAre(testing::HasSubstr("could not find AISched service")));
+}
+
+TEST_F(GameFpsDetectTest, ClearsTheMonitor) {
+    frames(150, k90);
+    scheduler->take();
+    detect().Clear();
+    frames(99, k60);
+    EXPECT_THAT(scheduler->take(), IsEmpty());
+    frames(1, k60);
+    EXPECT_THAT(scheduler->take(), ElementsAre(Sent(60)));
+}
+
+TEST_F(GameFpsDetectTest, ClearsTheDetectorAndKeepsTheLastTimestamp) {
+    property_set("persist.fps.mode", "0");
+    frames(120, k90);
+    scheduler->take();
+    detect().Clear();
+    frames(49, k60);
+    EXPECT_THAT(scheduler->take(), IsEmpty());
+    frames(1, k60);
+    EXPECT_THAT(scheduler->take(), ElementsAre(Sent(60))) << "no long first frame among them";
+}
+
+TEST_F(GameFpsDetectTest, SurvivesAbsurdTimestamps) {
+    constexpr int64_t kMin = std::numeric_limits<int64_t>::min();
+    constexpr int64_t kMax = std::numeric_limits<int64_t>::max();
+    for (int i = 0; i < 100; ++i) {
+        for (const int64_t absurd : {kMin, kMax, int64_t{0}, int64_t{-1}}) {
+            detect().ProcessLayerTimeInfo("", absurd);
+        }
+    }
+    EXPECT_GT(detect().GetCurrentFps(), 0);
+}
+
+/** Meant for ThreadSanitizer: everything that may happen while frames arrive, on real threads. */
+TEST_F(GameFpsDetectTest, StandsConcurrentUse) {
+    std::atomic<bool> done{false};
+    std::thread others[] = {std::thread([&] {
+                                while (!done) {
+                                    detect().Clear();
+                                    detect().AttachService(service);
+                                }
+                            }),
+                            std::thread([&] {
+                                while (!done) {
+                                    detect().SendTargetFpsToAiSched(detect().GetCurrentFps());
+                                    scheduler->broken = !scheduler->broken;
+                                }
+                            }),
+                            std::thread([&] {
+                                while (!done) {
+                                    publish(nullptr);
+                                    publish(scheduler);
+                                    log.take();
+                                }
+                            })};
+    frames(20'000, k60);
+    done = true;
+    for (std::thread& thread : others) {
+        thread.join();
+    }
+    detect().Clear();
+    scheduler->broken = false;
+    scheduler->take();
+    frames(100, k90);
+    EXPECT_EQ(detect().GetCurrentFps(), 90);
+}
+
+}  // namespace
+}  // namespace KVT

@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "strategy/GameSdkReport.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+namespace KVT {
+namespace {
+
+using Int = std::optional<int32_t>;
+
+std::string Nested(size_t depth, const char* open, const char* close) {
+    std::string text = "{\"pkg\":\"p\",\"1\":101,\"x\":";
+    for (size_t i = 0; i < depth; ++i) {
+        text += open;
+    }
+    text += "1";
+    for (size_t i = 0; i < depth; ++i) {
+        text += close;
+    }
+    return text + "}";
+}
+
+TEST(GameSdkReport, ReadsIntegersAndNothingElse) {
+    const struct {
+        const char* value;
+        Int expected;
+    } cases[] = {
+        {"90", 90},
+        {"-1", -1},
+        {"0", 0},
+        {"2147483647", 2147483647},
+        {"-2147483648", -2147483647 - 1},
+        {"2147483648", {}},
+        {"99999999999999999999999", {}},
+        {"1e400", {}},
+        {"90.0", 90},
+        {"90.5", {}},
+        {"\"90\"", {}},
+        {"true", {}},
+        {"null", {}},
+        {"[90]", {}},
+        {"{\"1\":90}", {}},
+    };
+    for (const auto& each : cases) {
+        const std::string json = std::string("{\"pkg\":\"p\",\"10\":") + each.value + "}";
+        const auto report = GameSdkReport::Parse(json);
+        ASSERT_TRUE(report || each.expected == Int()) << json;
+        EXPECT_EQ(report ? report->fps : Int(), each.expected) << json;
+    }
+}
+
+TEST(GameSdkReport, AcceptsWhatIsOne) {
+    const auto report = GameSdkReport::Parse(
+        "// from the SDK\n {\"1\":101,\"pkg\":\"com.tencent.tmgp.pubgmhd\",\"4\":[],\"10\":90}");
+    ASSERT_TRUE(report);
+    EXPECT_EQ(report->pkg, "com.tencent.tmgp.pubgmhd");
+    EXPECT_EQ(report->scene, Int(101));
+    EXPECT_EQ(report->fps, Int(90));
+    EXPECT_TRUE(GameSdkReport::Parse(Nested(8, "[", "]")));
+}
+
+TEST(GameSdkReport, RefusesTheRestQuietly) {
+    const std::string cases[] = {
+        "",
+        " ",
+        "{",
+        "[]",
+        "90",
+        "null",
+        "\"pkg\"",
+        "{}",
+        "{\"pkg\":1}",
+        "{\"pkg\":null}",
+        "{\"pkg\":\"p\"",
+        "{\"pkg\":\"p\",}",
+        "{pkg:\"p\"}",
+        "{'pkg':'p'}",
+        "[{\"pkg\":\"p\"}]",
+        "{\"pkg\":[\"p\"]}",
+        std::string(1, '\0'),
+        "\xef\xbb\xbf{",
+        "{\"pkg\":\"\\ud800\"}",
+        "/*",
+        "{\"pkg\":\"p\"/*",
+        Nested(100, "[", "]"),
+        Nested(20'000, "[", "]"),
+        Nested(10'000, "{\"x\":", "}"),
+        std::string(1 << 20, '['),
+        "{\"pkg\":\"" + std::string(1 << 20, 'p') + "\"}",
+    };
+    for (const std::string& json : cases) {
+        EXPECT_FALSE(GameSdkReport::Parse(json)) << json.substr(0, 60);
+    }
+}
+
+TEST(GameSdkReport, SurvivesDamage) {
+    const std::string good = "{\"pkg\":\"com.tencent.tmgp.pubgmhd\",\"1\":101,\"10\":9.0e1} //x";
+    std::mt19937_64 random(1);
+    for (int round = 0; round < 20'000; ++round) {
+        std::string json = good;
+        for (uint64_t hits = 1 + random() % 4; hits > 0; --hits) {
+            json[random() % json.size()] = static_cast<char>(random());
+        }
+        (void)GameSdkReport::Parse(json);
+    }
+}
+
+}  // namespace
+}  // namespace KVT
