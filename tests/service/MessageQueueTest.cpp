@@ -1,0 +1,214 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "service/MessageQueue.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <atomic>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "sync/Clock.h"
+#include "tests/support/LogCapture.h"
+
+namespace KVT {
+namespace {
+
+using android::Message;
+using android::MessageHandler;
+using android::sp;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr const char* kNoLooper = "E/KVTService: Looper mLooper is nullptr, break";
+constexpr int kStop = 99;
+
+/** Notes what it gets, and hands kStop to `onStop`. */
+class Recorder : public MessageHandler {
+  public:
+    explicit Recorder(std::function<void()> onStop) : mOnStop(std::move(onStop)) {}
+
+    void handleMessage(const Message& message) override {
+        if (message.what == kStop) {
+            mOnStop();
+        } else {
+            received.push_back(message.what);
+        }
+    }
+
+    std::vector<int> received;
+
+  private:
+    const std::function<void()> mOnStop;
+};
+
+class MessageQueueTest : public testing::Test {
+  protected:
+    void init() {
+        queue = std::make_unique<MessageQueue>();
+        queue->Init(/*startThread=*/false);
+    }
+    void post(int what, int64_t delay = 0) {
+        EXPECT_EQ(queue->PostMessage(recorder, Message(what), delay), 0);
+    }
+    /** Delivers what is posted on this thread, until the message that ends the queue. */
+    std::vector<int> received(int64_t stopDelay = 0) {
+        post(kStop, stopDelay);
+        queue->WaitMessage();
+        return recorder->received;
+    }
+
+    std::unique_ptr<MessageQueue> queue;
+    const sp<Recorder> recorder = new Recorder([this] { queue.reset(); });
+    LogCapture log;
+};
+
+TEST_F(MessageQueueTest, SendsAtOnceOrAfterTheDelay) {
+    init();
+    post(3, kNsPerMs);
+    post(0);
+    post(1, -kNsPerS);
+    post(2, 1);
+    EXPECT_THAT(received(2 * kNsPerMs), ElementsAre(0, 1, 2, 3));
+}
+
+TEST_F(MessageQueueTest, RemovesPendingMessages) {
+    init();
+    const sp<Recorder> other = new Recorder([] {});
+    for (const int what : {1, 2, 1, 3}) {
+        post(what);
+    }
+    queue->PostMessage(other, Message(1), 0);
+    EXPECT_EQ(queue->RemoveMessages(recorder, 1), 0);
+    EXPECT_THAT(received(), ElementsAre(2, 3));
+    EXPECT_THAT(other->received, ElementsAre(1));
+
+    init();
+    recorder->received.clear();
+    post(1);
+    post(2);
+    queue->PostMessage(other, Message(2), 0);
+    EXPECT_EQ(queue->RemoveMessages(recorder), 0);
+    EXPECT_THAT(received(), IsEmpty());
+    EXPECT_THAT(other->received, ElementsAre(1, 2));
+}
+
+TEST_F(MessageQueueTest, ItsOwnHandlerLogsThreeEvents) {
+    init();
+    for (const int what : {0, 3, 1, -1}) {
+        EXPECT_EQ(queue->PostMessage(Message(what), 0), 0);
+    }
+    sp<MessageQueue::Handler>(new MessageQueue::Handler(queue.get()))->DispatchMessage(2);
+    received();
+    EXPECT_THAT(
+        log.take(),
+        ElementsAre("I/KVTService: MessageQueue::Handler::HandleMessage, handle event EVENT0",
+                    "I/KVTService: MessageQueue::Handler::HandleMessage, handle event EVENT1",
+                    "I/KVTService: MessageQueue::Handler::HandleMessage, handle event EVENT2",
+                    kNoLooper));
+}
+
+TEST_F(MessageQueueTest, DoesNothingBeforeInit) {
+    queue = std::make_unique<MessageQueue>();
+    EXPECT_EQ(queue->PostMessage(recorder, Message(1), 0), android::NO_INIT);
+    EXPECT_EQ(queue->PostMessage(Message(1), 1), android::NO_INIT);
+    EXPECT_EQ(queue->RemoveMessages(recorder), android::NO_INIT);
+    EXPECT_EQ(queue->RemoveMessages(recorder, 1), android::NO_INIT);
+    queue->WaitMessage();
+    EXPECT_THAT(log.take(), ElementsAre(kNoLooper));
+}
+
+/** Waits for what another thread does; the test's time limit ends it when that never happens. */
+void Await(const std::function<bool()>& done) {
+    while (!done()) {
+        std::this_thread::yield();
+    }
+}
+
+/** The process's threads by number; one that was joined may be listed for a moment longer. */
+std::set<std::string> Threads() {
+    std::set<std::string> threads;
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        threads.insert(task.path().filename());
+    }
+    return threads;
+}
+
+class MessageThreadTest : public testing::Test {
+  protected:
+    MessageThreadTest() {
+        // A sanitizer may start a thread of its own beside the first one.
+        std::thread([] {}).join();
+        mThreadsBefore = Threads();
+    }
+
+    void awaitThreadsEnd() {
+        Await([this] {
+            const auto threads = Threads();
+            return std::includes(mThreadsBefore.begin(), mThreadsBefore.end(), threads.begin(),
+                                 threads.end());
+        });
+    }
+
+    LogCapture log;
+
+  private:
+    std::set<std::string> mThreadsBefore;
+};
+
+TEST_F(MessageThreadTest, DeliversOnAThreadThatEndsWithTheQueue) {
+    std::atomic<std::thread::id> deliveredOn{};
+    {
+        MessageQueue queue;
+        queue.Init(/*startThread=*/true);
+        queue.PostMessage(new Recorder([&] { deliveredOn = std::this_thread::get_id(); }),
+                          Message(kStop), 0);
+        Await([&] { return deliveredOn.load() != std::thread::id(); });
+        EXPECT_NE(deliveredOn.load(), std::this_thread::get_id());
+        EXPECT_THAT(log.take(), IsEmpty());
+    }
+    awaitThreadsEnd();
+    EXPECT_THAT(log.take(), ElementsAre(kNoLooper));
+}
+
+TEST_F(MessageThreadTest, OutlivesAQueueThatGoesAtAnyMoment) {
+    constexpr int kQueues = 200;
+    for (int i = 0; i < kQueues; ++i) {
+        MessageQueue queue;
+        queue.Init(/*startThread=*/true);
+        queue.PostMessage(Message(0), i % 2);
+    }
+    awaitThreadsEnd();
+}
+
+TEST_F(MessageThreadTest, AMessageMayEndItsOwnQueue) {
+    auto* queue = new MessageQueue;
+    queue->Init(/*startThread=*/true);
+    queue->PostMessage(new Recorder([queue] { delete queue; }), Message(kStop), 0);
+    awaitThreadsEnd();
+    EXPECT_THAT(log.take(), ElementsAre(kNoLooper));
+}
+
+TEST_F(MessageThreadTest, WithoutALooperItComplainsUntilAskedToExit) {
+    std::vector<std::string> lines;
+    std::optional<MessageQueue> queue(std::in_place);
+    const sp<MessageQueue::HandleThread> thread = new MessageQueue::HandleThread(&*queue);
+    queue.reset();
+    thread->run("complaining");
+    Await([&] {
+        const auto more = log.take();
+        lines.insert(lines.end(), more.begin(), more.end());
+        return lines.size() >= 3;
+    });
+    thread->requestExitAndWait();
+    EXPECT_THAT(lines, testing::Each(kNoLooper));
+}
+
+}  // namespace
+}  // namespace KVT
