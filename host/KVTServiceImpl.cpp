@@ -1,0 +1,156 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/KVTServiceImpl.h"
+
+#include <android-base/file.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "detect/GameFpsDetect.h"
+#include "detect/GameFpsHelper.h"
+#include "host/Dumper.h"
+#include "host/PolicyDump.h"
+#include "policy/FpsCommon.h"
+#include "strategy/AppDynamicFps.h"
+#include "strategy/AppFpsDetect.h"
+#include "strategy/FrameRefreshDetect.h"
+
+namespace KVT {
+
+using android::IBinder;
+using android::IInterface;
+using android::sp;
+using android::wp;
+
+/** Takes a listener off the list when its process dies. */
+class KVTServiceImpl::ListenerDeath : public IBinder::DeathRecipient {
+  public:
+    explicit ListenerDeath(KVTServiceImpl* service) : mService(service) {}
+    void binderDied(const wp<IBinder>& who) override {
+        if (const sp<KVTServiceImpl> service = mService.promote(); service != nullptr) {
+            service->removeListener(who);
+        }
+    }
+
+  private:
+    const wp<KVTServiceImpl> mService;
+};
+
+int32_t KVTServiceImpl::RegisterListener(const sp<IKVTListener>& listener) {
+    if (listener == nullptr) {
+        return kNoListener;
+    }
+    const sp<IBinder> binder = IInterface::asBinder(listener);
+    const sp<ListenerDeath> death = new ListenerDeath(this);
+    {
+        MutexLock lock(mListenerMutex);
+        const bool known = std::any_of(
+            mListeners.begin(), mListeners.end(),
+            [&binder](const Entry& e) { return IInterface::asBinder(e.listener) == binder; });
+        if (known) {
+            return kRegistered;
+        }
+        mListeners.push_back({listener, death});
+    }
+    // After the entry is there, so that a death in this very moment finds something to remove.
+    if (binder->linkToDeath(death) == android::DEAD_OBJECT) {
+        removeListener(binder);
+    }
+    return kRegistered;
+}
+
+int32_t KVTServiceImpl::UnRegisterListener(const sp<IKVTListener>& listener) {
+    if (listener == nullptr) {
+        return kNoListener;
+    }
+    removeListener(IInterface::asBinder(listener));
+    return kRegistered;
+}
+
+void KVTServiceImpl::removeListener(const wp<IBinder>& binder) {
+    Entry removed;
+    {
+        MutexLock lock(mListenerMutex);
+        const auto found = std::find_if(
+            mListeners.begin(), mListeners.end(),
+            [&binder](const Entry& e) { return IInterface::asBinder(e.listener) == binder; });
+        if (found == mListeners.end()) {
+            return;
+        }
+        removed = *found;
+        mListeners.erase(found);
+    }
+    IInterface::asBinder(removed.listener)->unlinkToDeath(removed.death);
+}
+
+size_t KVTServiceImpl::listenerCount() {
+    MutexLock lock(mListenerMutex);
+    return mListeners.size();
+}
+
+android::status_t KVTServiceImpl::dump(int fd, const android::Vector<android::String16>&) {
+    Dumper dumper;
+    DumpPolicy(&dumper);
+    dumper.section("listeners");
+    dumper.value("registered", static_cast<int64_t>(listenerCount()));
+    return android::base::WriteStringToFd(dumper.text(), fd) ? android::OK : -errno;
+}
+
+void KVTServiceImpl::ReportGameFps(int32_t fps) {
+    // Called outside the lock: a listener of this process may register another one meanwhile.
+    // Remote ones are called one-way, so none of them keeps the next one waiting.
+    std::vector<sp<IKVTListener>> listeners;
+    {
+        MutexLock lock(mListenerMutex);
+        for (const Entry& entry : mListeners) {
+            listeners.push_back(entry.listener);
+        }
+    }
+    for (const sp<IKVTListener>& listener : listeners) {
+        listener->NotifyGameFpsToAps(fps);
+    }
+}
+
+void KVTServiceImpl::SendLayerTimeInfo(LayerTimeInfo& info) {
+    if (!FpsCommon::gameScene) {
+        if (info.flag) {
+            AppFpsDetect::GetInstance()->UpdateTimestamp(info.timestamp);
+        }
+        return;
+    }
+    MutexLock lock(mFrameMutex);
+    if (mTargetChange != FpsCommon::foregroundChanges) {
+        refreshTarget();
+    }
+    if (info.layerName.compare(0, mTargetLayer.size(), mTargetLayer) == 0) {
+        GameFpsDetect::GetInstance()->ProcessLayerTimeInfo(info.layerName, info.timestamp);
+    }
+}
+
+void KVTServiceImpl::refreshTarget() {
+    mTargetChange = FpsCommon::foregroundChanges;
+    mTargetLayer.clear();
+    GameFpsHelper::GetInstance()->SearchTargetLayer(FpsCommon::CurrentPkgName(), mTargetLayer);
+}
+
+void KVTServiceImpl::SetLcdEvent(int32_t event) {
+    AppDynamicFps::GetInstance()->SetLcdEvent(event);
+}
+
+void KVTServiceImpl::NotifyFrameRefresh(int64_t timestamp) {
+    FrameRefreshDetect::GetInstance()->UpdateTimestamp(timestamp);
+}
+
+void KVTServiceImpl::NotifyDisplayHotplugEvent(int32_t event) {
+    FpsCommon::OnDisplayHotplugEventReceived(event);
+}
+
+void KVTServiceImpl::NotifyVirtualDisplayEvent(int32_t event) {
+    FpsCommon::OnVirtualDisplayEventReceived(event);
+}
+
+void KVTServiceImpl::NotifyGpuCompositionEvent(int32_t status) {
+    FpsCommon::OnGpuCompositionEventReceived(status);
+}
+
+}  // namespace KVT

@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "service/KVTService.h"
+#include "sync/Mutex.h"
+
+namespace KVT {
+
+/** The service that is published: hands each event to its subsystem and keeps the listeners. */
+class KVTServiceImpl : public KVTService {
+  public:
+    /** What RegisterListener answers. */
+    static constexpr int32_t kRegistered = 0;
+    static constexpr int32_t kNoListener = -1;
+
+    int32_t RegisterListener(const android::sp<IKVTListener>& listener) override;
+    int32_t UnRegisterListener(const android::sp<IKVTListener>& listener) override;
+    void SendLayerTimeInfo(LayerTimeInfo& info) override;
+    void SetLcdEvent(int32_t event) override;
+    void NotifyFrameRefresh(int64_t timestamp) override;
+    void NotifyDisplayHotplugEvent(int32_t event) override;
+    void NotifyVirtualDisplayEvent(int32_t event) override;
+    void NotifyGpuCompositionEvent(int32_t status) override;
+    void ReportGameFps(int32_t fps) override;
+
+    /** Writes the state of the service as sections of name=value lines. */
+    android::status_t dump(int fd, const android::Vector<android::String16>& args) override;
+
+    size_t listenerCount() EXCLUDES(mListenerMutex);
+
+  private:
+    class ListenerDeath;
+
+    void removeListener(const android::wp<android::IBinder>& binder) EXCLUDES(mListenerMutex);
+    void refreshTarget() REQUIRES(mFrameMutex);
+
+    struct Entry {
+        android::sp<IKVTListener> listener;
+        android::sp<android::IBinder::DeathRecipient> death;
+    };
+    Mutex mListenerMutex;
+    std::vector<Entry> mListeners GUARDED_BY(mListenerMutex);
+
+    /** Delivers frames to the game detector one at a time. */
+    Mutex mFrameMutex;
+    /** The foreground game's layer, name up to the '#' before a counter; empty when any will do. */
+    std::string mTargetLayer GUARDED_BY(mFrameMutex);
+    uint32_t mTargetChange GUARDED_BY(mFrameMutex) = UINT32_MAX;
+};
+
+}  // namespace KVT

@@ -1,0 +1,146 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/KVTServiceImpl.h"
+
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include "detect/GameFpsDetect.h"
+#include "strategy/AppFpsDetect.h"
+#include "tests/support/Phone.h"
+
+namespace KVT {
+namespace {
+
+using android::sp;
+using android::wp;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class Listener : public BnKVTListener {
+  public:
+    std::vector<int32_t> heard;
+    std::function<void()> then = [] {};
+    void NotifyGameFpsToAps(int32_t fps) override {
+        heard.push_back(fps);
+        then();
+    }
+};
+
+class Host : public Phone {
+  public:
+    void frames(const std::string& layer, int count, bool flag = false) {
+        for (int i = 0; i < count; ++i) {
+            SleepFor(16'666'666);
+            LayerTimeInfo info{layer, MonotonicNow(), flag};
+            impl->SendLayerTimeInfo(info);
+        }
+    }
+
+    sp<KVTServiceImpl> impl = new KVTServiceImpl;
+};
+
+TEST_F(Host, KeepsListenersByBinderIdentity) {
+    const sp<Listener> one = new Listener;
+    const sp<Listener> two = new Listener;
+    EXPECT_EQ(impl->RegisterListener(nullptr), -1);
+    EXPECT_EQ(impl->UnRegisterListener(nullptr), -1);
+    for (const auto& listener : {one, two, one}) {
+        EXPECT_EQ(impl->RegisterListener(listener), 0);
+    }
+    EXPECT_EQ(impl->listenerCount(), 2u);
+    impl->ReportGameFps(90);
+    EXPECT_THAT(one->heard, ElementsAre(90));
+    EXPECT_THAT(two->heard, ElementsAre(90));
+    EXPECT_EQ(impl->UnRegisterListener(one), 0);
+    EXPECT_EQ(impl->UnRegisterListener(one), 0);
+    impl->ReportGameFps(60);
+    EXPECT_THAT(one->heard, ElementsAre(90));
+    EXPECT_THAT(two->heard, ElementsAre(90, 60));
+}
+
+TEST_F(Host, LetsAListenerRegisterAnotherOneInItsReport) {
+    const sp<Listener> first = new Listener;
+    const sp<Listener> second = new Listener;
+    first->then = [&] { impl->RegisterListener(second); };
+    impl->RegisterListener(first);
+    impl->ReportGameFps(90);
+    impl->ReportGameFps(60);
+    EXPECT_THAT(second->heard, ElementsAre(60));
+}
+
+TEST_F(Host, FeedsTheDetectorFromTheTargetLayerOfAGame) {
+    const std::string nba = "com.t2ksports.nba2k19and";
+    const std::string target = nba + "/" + nba + ".gameactivity#";
+    type(nba, 9);
+    type("com.example.game", 9);
+    start();
+    GameFpsDetect* detect = GameFpsDetect::GetInstance();
+    focus("com.example.app");
+    frames("com.example.app#0", 200);
+    EXPECT_EQ(detect->GetCurrentFps(), 0) << "no game, no detection";
+    focus(nba);
+    frames("StatusBar#0", 200);
+    EXPECT_EQ(detect->GetCurrentFps(), 0);
+    frames(target + "12", 200);
+    EXPECT_EQ(detect->GetCurrentFps(), 60);
+    focus("com.example.game");
+    EXPECT_EQ(detect->GetCurrentFps(), 0);
+    frames("anything", 200);
+    EXPECT_EQ(detect->GetCurrentFps(), 60) << "without a known target any layer counts";
+}
+
+TEST_F(Host, TakesFlaggedFramesOutsideGamesForAFullScreenSurface) {
+    type("com.example.game", 9);
+    start();
+    frames("video#0", 1);
+    EXPECT_FALSE(AppFpsDetect::GetInstance()->IsFullSurfaceViewActive());
+    focus("com.example.game");
+    frames("video#0", 1, true);
+    EXPECT_FALSE(AppFpsDetect::GetInstance()->IsFullSurfaceViewActive());
+    focus("com.example.app");
+    frames("video#0", 1, true);
+    EXPECT_TRUE(AppFpsDetect::GetInstance()->IsFullSurfaceViewActive());
+}
+
+TEST_F(Host, HandsSceneEventsToThePolicy) {
+    start();
+    impl->NotifyDisplayHotplugEvent(1);
+    impl->NotifyVirtualDisplayEvent(1);
+    EXPECT_TRUE(FpsCommon::underDisplayHotplugControl);
+    EXPECT_EQ(FpsCommon::virtualDisplayStatus, 1);
+    FpsCommon::tables.gpuCompositionSwitch = true;
+    impl->NotifyGpuCompositionEvent(1);
+    EXPECT_EQ(FpsCommon::gpuCompositionStatus, 1);
+}
+
+TEST_F(Host, DumpsWhatItDidAndWhy) {
+    type("com.example.game", 9);
+    start();
+    focus("com.example.game\ninjected=1");
+    FpsCommon::OnDisplayHotplugEventReceived(1);
+    impl->RegisterListener(new Listener);
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    {
+        // What a request in progress holds must not be needed.
+        MutexLock stuck(FpsCommon::decisionMutex);
+        EXPECT_EQ(impl->dump(ends[1], {}), android::OK);
+    }
+    close(ends[1]);
+    std::string text;
+    android::base::ReadFdToString(ends[0], &text);
+    close(ends[0]);
+    for (const char* part :
+         {"[foreground]\npackage=com.example.game?injected=1\ntype=1\ngame=false\ncode=2\n"
+          "target_layer=any\ndetected_fps=0\n",
+          "[strategy]\narmed=none\n", "[panel]\nrequested_hz=60\nconfirmed_hz=60\nmaximum_hz=90\n",
+          "[scenes]\n", "display_hotplug=true\n", "hold rule display-hotplug 60 Hz\n",
+          "app-fixed rule app-code code 2 60 Hz\n", "[seconds_at_rate]\n60=",
+          "[seconds_at_rate_by_package]\n", "[listeners]\nregistered=1\n"}) {
+        EXPECT_THAT(text, HasSubstr(part));
+    }
+}
+
+}  // namespace
+}  // namespace KVT
