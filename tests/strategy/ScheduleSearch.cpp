@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: Apache-2.0
+// Searches seeded schedules of events against the check threads for one that breaks a rule.
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cinttypes>
+#include <cstdio>
+#include <unordered_set>
+#include <vector>
+
+#include "ScheduleScenarios.h"
+#include "sync/virtual/VirtualTime.h"
+
+namespace {
+
+/** Real seconds after which a schedule counts as hanging; it takes about a millisecond. */
+constexpr unsigned kPatienceS = 30;
+
+/** What a child that passed leaves for its parent. */
+struct Shared {
+    uint64_t digest;
+};
+
+/** The body of a child. Leaves through exit(), so that the strategies' own end is tried as well. */
+[[noreturn]] void Run(uint64_t seed, bool verbose, Shared* shared) {
+    alarm(kPatienceS);
+    const char* broken = KVT::RunSchedule(seed);
+    if (verbose || broken != nullptr) {
+        fprintf(stderr, "%s", KVT::ScheduleTrace().c_str());
+    }
+    if (broken != nullptr) {
+        fprintf(stderr, "seed %" PRIu64 ": %s\n", seed, broken);
+    }
+    shared->digest = KVT::VirtualTime::Digest();
+    exit(broken == nullptr ? 0 : 1);
+}
+
+bool Passes(uint64_t seed, bool verbose, Shared* shared) {
+    const pid_t child = fork();
+    if (child == 0) {
+        Run(seed, verbose, shared);
+    }
+    int status = 0;
+    if (child < 0 || waitpid(child, &status, 0) != child) {
+        perror("schedule_search");
+        return false;
+    }
+    if (WIFSIGNALED(status)) {
+        fprintf(stderr, "seed %" PRIu64 ": ended by signal %d%s\n", seed, WTERMSIG(status),
+                WTERMSIG(status) == SIGALRM ? " (it hung)" : "");
+    }
+    return status == 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app("Plays seeded schedules of events against the strategies' check threads.");
+    uint64_t count = 10'000;
+    uint64_t first = 0;
+    uint64_t single = 0;
+    bool expectFault = false;
+    app.add_option("--seeds", count, "Number of schedules")->capture_default_str();
+    app.add_option("--first", first, "First seed")->capture_default_str();
+    const CLI::Option* replay = app.add_option("--seed", single, "Replay this one, with its trace");
+    app.add_flag("--expect-fault", expectFault, "Succeed when, and only when, a schedule fails");
+    CLI11_PARSE(app, argc, argv);
+    if (*replay) {
+        first = single;
+        count = 1;
+    }
+
+    auto* shared = static_cast<Shared*>(
+        mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+    if (shared == MAP_FAILED) {
+        perror("schedule_search");
+        return 2;
+    }
+    std::unordered_set<uint64_t> courses;
+    for (uint64_t seed = first; seed < first + count; ++seed) {
+        if (!Passes(seed, static_cast<bool>(*replay), shared)) {
+            fprintf(stderr, "failed after %" PRIu64 " schedules; replay with --seed %" PRIu64 "\n",
+                    seed - first + 1, seed);
+            return expectFault ? 0 : 1;
+        }
+        courses.insert(shared->digest);
+    }
+    printf("%" PRIu64 " schedules passed, %zu of them different\n", count, courses.size());
+    return expectFault ? 1 : 0;
+}
