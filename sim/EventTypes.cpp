@@ -1,0 +1,274 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sim/EventTypes.h"
+
+#include <iomanip>
+#include <sstream>
+
+#include "linux/vendor/Protocol.h"
+#include "policy/FpsCommon.h"
+#include "sim/FrameSource.h"
+#include "sync/Clock.h"
+
+namespace KVT::sim {
+namespace {
+
+constexpr int64_t kMaxInt = INT32_MAX;
+constexpr int64_t kLongestMs = 24 * 3600 * 1000;
+
+int32_t Int(Arguments& arguments, const char* name) {
+    return static_cast<int32_t>(arguments.integer(name, -kMaxInt - 1, kMaxInt));
+}
+
+// --- Framework ---
+
+Action Packages(Arguments& arguments) {
+    const std::string focus = arguments.text("focus");
+    const std::vector<std::string> visible = arguments.texts("visible");
+    return [=](World& world) { world.framework.packages(focus, visible); };
+}
+
+template <android::status_t (FrameworkClient::*Send)(int32_t)>
+Action FrameworkValue(Arguments& arguments) {
+    const int32_t value = Int(arguments, "value");
+    return [=](World& world) { (world.framework.*Send)(value); };
+}
+
+Action Fingerprint(Arguments& arguments) {
+    const std::string pkg = arguments.text("package");
+    const int32_t status = Int(arguments, "value");
+    return [=](World& world) { world.framework.fingerprint(pkg, status); };
+}
+
+Action ApplicationState(Arguments& arguments) {
+    const int32_t type = Int(arguments, "type");
+    const int32_t state = Int(arguments, "state");
+    const int32_t gameMode = Int(arguments, "game_mode");
+    const std::string pkg = arguments.text("package");
+    return [=](World& world) { world.framework.applicationState(type, state, gameMode, pkg); };
+}
+
+Action SelfTest(Arguments&) {
+    return [](World& world) {
+        int32_t answer = 0;
+        world.framework.selfTest(&answer);
+        world.phone.journal->add("service answers " + std::to_string(answer));
+    };
+}
+
+// --- Scenes without a transaction of their own ---
+
+/** Runs `scene` where the policy is; another process can not be reached this way. */
+template <typename Scene>
+Action InPolicy(Scene scene) {
+    return [scene](World& world) {
+        if (world.inProcess) {
+            scene();
+        } else {
+            world.phone.journal->add("nothing happens: this event needs the policy in its process");
+        }
+    };
+}
+
+Action VideoCall(Arguments& arguments) {
+    const bool on = arguments.boolean("on");
+    return InPolicy([=] { FpsCommon::SetLcdLowDownByWechatVideoScene(on); });
+}
+
+Action FullVideoScene(Arguments& arguments) {
+    const int32_t value = Int(arguments, "value");
+    return InPolicy([=] { FpsCommon::OnFullVideoStatusReceived(value); });
+}
+
+Action GameExit(Arguments& arguments) {
+    const std::string pkg = arguments.text("package");
+    const auto state = static_cast<int32_t>(arguments.integer("state", -kMaxInt - 1, kMaxInt, 0));
+    return InPolicy([=] { FpsCommon::OnGameExitReceived(pkg, state); });
+}
+
+Action Recover(Arguments&) {
+    return InPolicy([] { FpsCommon::RecoverLcd(); });
+}
+
+// --- Compositor ---
+
+template <void (IKVTService::*Send)(int32_t)>
+Action CompositorValue(Arguments& arguments) {
+    const int32_t value = Int(arguments, "value");
+    return [=](World& world) { (world.compositorSide.get()->*Send)(value); };
+}
+
+Action Touch(Arguments& arguments) {
+    const bool down = arguments.boolean("down");
+    return [=](World& world) {
+        if (world.phone.compositor->wantsTouchEvents()) {
+            world.compositorSide->SetLcdEvent(down ? 1 : 0);
+        } else {
+            world.phone.journal->add("compositor keeps the touch to itself");
+        }
+    };
+}
+
+FrameSource::Options FrameOptions(Arguments& arguments) {
+    constexpr int64_t kShortestFrameNs = kNsPerMs;
+    FrameSource::Options options;
+    FramePattern& pattern = options.pattern;
+    pattern.periodNs = static_cast<int64_t>(1e9 / arguments.number("fps", 0.1, 1000));
+    // However a frame turns out, the next one is later.
+    const int64_t mostJitterUs = (pattern.periodNs - kShortestFrameNs / 2) / kNsPerUs;
+    pattern.jitterNs = arguments.integer("jitter_us", 0, mostJitterUs, 0) * kNsPerUs;
+    pattern.dropPerMille = static_cast<int32_t>(arguments.integer("drop_per_mille", 0, 999, 0));
+    options.lengthNs = arguments.integer("for_ms", 1, kLongestMs) * kNsPerMs;
+    options.pauseEveryNs = arguments.integer("pause_every_ms", 0, kLongestMs, 0) * kNsPerMs;
+    options.pauseNs = arguments.integer("pause_ms", 0, kLongestMs, 0) * kNsPerMs;
+    options.seed = static_cast<uint64_t>(arguments.integer("seed", 0, INT64_MAX, 1));
+    return options;
+}
+
+Action Frames(Arguments& arguments) {
+    const FrameSource::Options options = FrameOptions(arguments);
+    const std::string layer = arguments.text("layer");
+    const bool flag = arguments.boolean("flag", false);
+    return [=](World& world) {
+        FrameSource::Start(world, options, [&world, layer, flag](int64_t timestamp) {
+            LayerTimeInfo info{layer, timestamp, flag};
+            world.compositorSide->SendLayerTimeInfo(info);
+        });
+    };
+}
+
+Action Refreshes(Arguments& arguments) {
+    const FrameSource::Options options = FrameOptions(arguments);
+    return [=](World& world) {
+        FrameSource::Start(world, options, [&world](int64_t timestamp) {
+            world.compositorSide->NotifyFrameRefresh(timestamp);
+        });
+    };
+}
+
+// --- The phone around the service ---
+
+Action Panel(Arguments& arguments) {
+    FakePanel::Behaviour wanted;
+    const bool moves = arguments.has("current");
+    wanted.current = arguments.text("current", wanted.current);
+    wanted.normal = arguments.text("default", wanted.normal);
+    const bool lists = arguments.has("rates");
+    const std::vector<std::string> rates = arguments.texts("rates");
+    wanted.rates = lists ? rates : wanted.rates;
+    wanted.obeysAfter = static_cast<int32_t>(
+        arguments.integer("obeys_after", FakePanel::kNever, kMaxInt, wanted.obeysAfter));
+    wanted.getError = static_cast<int32_t>(arguments.integer("get_error", -kMaxInt, kMaxInt, 0));
+    wanted.setError = static_cast<int32_t>(arguments.integer("set_error", -kMaxInt, kMaxInt, 0));
+    wanted.hasVersion11 = arguments.boolean("version_1_1", true);
+    wanted.vanished = arguments.boolean("vanished", false);
+    return [=](World& world) {
+        FakePanel::Behaviour next = wanted;
+        if (!moves) {
+            next.current = world.phone.panel->behaviour().current;
+        }
+        world.phone.panel->behave(next);
+    };
+}
+
+Action PanelMoves(Arguments& arguments) {
+    const std::string rate = arguments.text("rate");
+    return [=](World& world) { world.phone.panel->changeByItself(rate); };
+}
+
+Action Types(Arguments& arguments) {
+    const Json::Value types = arguments.object("types");
+    for (const std::string& pkg : types.getMemberNames()) {
+        if (!types[pkg].isInt()) {
+            throw ScenarioError("types: the type of '" + pkg + "' should be a whole number");
+        }
+    }
+    return [=](World& world) {
+        for (const std::string& pkg : types.getMemberNames()) {
+            world.phone.classifier->setType(pkg, types[pkg].asInt());
+        }
+    };
+}
+
+Action Withdraw(Arguments& arguments) {
+    const std::string service = arguments.text("service");
+    return [=](World& world) { world.phone.withdraw(service); };
+}
+
+Action Publish(Arguments&) {
+    return [](World& world) { world.phone.publish(); };
+}
+
+Action Sdk(Arguments& arguments) {
+    Json::StreamWriterBuilder writer;
+    writer["indentation"] = "";
+    const std::string report = Json::writeString(writer, arguments.object("report"));
+    return [=](World& world) { world.phone.gameSdk->report(report); };
+}
+
+constexpr const char* kValue = "value";
+constexpr const char* kFrames =
+    "fps, for_ms, [jitter_us, drop_per_mille, pause_every_ms, pause_ms, seed]";
+
+const EventType kEventTypes[] = {
+    {"packages", "focus, [visible]", "focused package, and all that are visible", Packages},
+    {"power_mode", kValue, "1 and 4 save power", FrameworkValue<&FrameworkClient::powerMode>},
+    {"lcd_setting", kValue, "user's refresh-rate setting: 0, 1 or 2",
+     FrameworkValue<&FrameworkClient::lcdSetting>},
+    {"game_fps_limit", kValue, "upper limit of game frame rates; -1 none",
+     FrameworkValue<&FrameworkClient::gameFpsLimit>},
+    {"touch_pointer", kValue, "touch-pad pointer: 1 on, 0 off",
+     FrameworkValue<&FrameworkClient::touchPointer>},
+    {"fingerprint", "package, value", "unlock: 0 idle, 1 wants 90 Hz, 2 wants 60 Hz", Fingerprint},
+    {"temperature", kValue, "only logged", FrameworkValue<&FrameworkClient::temperature>},
+    {"thermal_level", kValue, "only logged", FrameworkValue<&FrameworkClient::thermalLevel>},
+    {"full_video_status", kValue, "the framework's notice; only logged",
+     FrameworkValue<&FrameworkClient::fullVideo>},
+    {"application_state", "type, state, game_mode, package", "only logged", ApplicationState},
+    {"self_test", "", "asks the service whether it is alive", SelfTest},
+    {"hotplug", kValue, "external display: 1 connected, 0 disconnected",
+     CompositorValue<&IKVTService::NotifyDisplayHotplugEvent>},
+    {"virtual_display", kValue, "1 created, 0 removed",
+     CompositorValue<&IKVTService::NotifyVirtualDisplayEvent>},
+    {"gpu_composition", kValue, "1 started, other values ended",
+     CompositorValue<&IKVTService::NotifyGpuCompositionEvent>},
+    {"touch", "down", "finger on the screen, sent while the compositor sends touches", Touch},
+    {"frames",
+     "layer, fps, for_ms, [flag, jitter_us, drop_per_mille, pause_every_ms, pause_ms, seed]",
+     "frames of a layer", Frames},
+    {"refreshes", kFrames, "refreshes of the screen", Refreshes},
+    {"video_call", "on", "scene of the service's process", VideoCall},
+    {"full_video", kValue, "scene of the service's process: 1 on, 0 off", FullVideoScene},
+    {"game_exit", "package, [state]", "a game reports that it ends (state 0)", GameExit},
+    {"recover", "", "restores the panel's rate", Recover},
+    {"panel", "[current, default, rates, obeys_after, get_error, set_error, version_1_1, vanished]",
+     "how the panel behaves from now on (obeys_after -1: never)", Panel},
+    {"panel_moves", "rate", "the panel changes by itself", PanelMoves},
+    {"types", "types", "application types by package; 9 is a game", Types},
+    {"withdraw", "service", "takes a service away, by its full name", Withdraw},
+    {"publish", "", "brings all services back", Publish},
+    {"sdk", "report", "report of the game SDK", Sdk},
+};
+
+}  // namespace
+
+const EventType* FindEventType(const std::string& name) {
+    for (const EventType& type : kEventTypes) {
+        if (name == type.name) {
+            return &type;
+        }
+    }
+    return nullptr;
+}
+
+std::string DescribeEventTypes() {
+    std::ostringstream text;
+    for (const EventType& type : kEventTypes) {
+        text << "  " << std::left << std::setw(18) << type.name << type.meaning << "\n";
+        if (type.arguments[0] != '\0') {
+            text << std::string(20, ' ') << type.arguments << "\n";
+        }
+    }
+    return text.str();
+}
+
+}  // namespace KVT::sim

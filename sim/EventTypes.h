@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "sim/Arguments.h"
+#include "sim/World.h"
+
+namespace KVT::sim {
+
+using Action = std::function<void(World&)>;
+
+/** A kind of line in a scenario. */
+struct EventType {
+    const char* name;
+    /** Arguments, for the list of events that kvt-sim prints. */
+    const char* arguments;
+    const char* meaning;
+    /** Checks the arguments and says what the event does. Throws ScenarioError. */
+    Action (*prepare)(Arguments& arguments);
+};
+
+/** @return null when there is no such event */
+const EventType* FindEventType(const std::string& name);
+
+/** All of them, as a table for people. */
+std::string DescribeEventTypes();
+
+}  // namespace KVT::sim

@@ -1,0 +1,146 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sim/Player.h"
+
+#include <cutils/properties.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+
+#include "common/Paths.h"
+#include "detect/GameFpsDetect.h"
+#include "display/LcdFpsControl.h"
+#include "host/KVTServiceImpl.h"
+#include "policy/FpsCommon.h"
+#include "sync/Clock.h"
+#include "sync/virtual/VirtualTime.h"
+
+namespace KVT::sim {
+namespace {
+
+double Seconds(int64_t ns) {
+    return static_cast<double>(ns) / static_cast<double>(kNsPerS);
+}
+
+std::string Describe(const Decision& decision) {
+    std::string text =
+        "decision: " + std::string(NameOf(decision.outcome)) + ", rule " + NameOf(decision.rule);
+    if (decision.code >= 0) {
+        text += " " + std::to_string(decision.code);
+    }
+    return text + (decision.rate == kRateUntouched ? ", rate left to the strategy"
+                                                   : ", " + std::to_string(decision.rate) + " Hz");
+}
+
+/** Hears what the service tells its listeners. */
+class JournalListener : public BnKVTListener {
+  public:
+    explicit JournalListener(const android::sp<Journal>& journal) : mJournal(journal) {}
+    void NotifyGameFpsToAps(int32_t fps) override {
+        mJournal->add("listeners told " + std::to_string(fps) + " fps");
+    }
+
+  private:
+    const android::sp<Journal> mJournal;
+};
+
+}  // namespace
+
+void Player::startService() {
+    const android::sp<KVTServiceImpl> service = new KVTServiceImpl;
+    mWorld.phone.publish();
+    FpsCommon::Init();
+    GameFpsDetect::GetInstance()->AttachService(service);
+    service->RegisterListener(new JournalListener(mWorld.phone.journal));
+    // The proxy makes the compositor's calls real ones, parcels and all.
+    mWorld.attach(service, new BpKVTService(service));
+}
+
+void Player::line(int64_t time, const std::string& text) {
+    char head[128];
+    snprintf(head, sizeof(head), "%10.3f s  %3d Hz  %-30.30s  ", Seconds(time - mStart), mHz,
+             mForeground.c_str());
+    mOut << head << text << std::endl;  // a fatal fault must not take the report with it
+}
+
+void Player::printConsequences() {
+    struct Entry {
+        int64_t time;
+        std::string text;
+        const DecisionRecord* decision;
+    };
+    const std::vector<DecisionRecord> records = FpsCommon::decisions.since(mLastDecision);
+    std::vector<Entry> entries;
+    for (const DecisionRecord& record : records) {
+        mLastDecision = record.number;
+        entries.push_back({record.time, Describe(record.decision), &record});
+    }
+    for (Journal::Entry& entry : mWorld.phone.journal->take()) {
+        entries.push_back({entry.time, std::move(entry.text), nullptr});
+    }
+    std::stable_sort(entries.begin(), entries.end(),
+                     [](const Entry& a, const Entry& b) { return a.time < b.time; });
+    for (const Entry& entry : entries) {
+        int32_t from = 0;
+        int32_t to = 0;
+        if (entry.decision != nullptr) {
+            mForeground = entry.decision->pkg;
+        } else if (sscanf(entry.text.c_str(), "panel %d%*[^>]> %d", &from, &to) == 2) {
+            mHz = to;
+        }
+        line(entry.time, "  " + entry.text);
+    }
+    if (const uint64_t failures = LcdFpsControl::stats.totals().failures; failures != mFailures) {
+        mFailures = failures;
+        line(MonotonicNow(), "  panel did not follow a change");
+    }
+    mForeground = FpsCommon::CurrentPkgName();
+}
+
+void Player::printSummary() {
+    mOut << "\nSummary of " << Seconds(MonotonicNow() - mStart) << " s\n";
+    for (const auto& [rate, ns] : mWorld.phone.panel->timeAtRate()) {
+        char text[64];
+        snprintf(text, sizeof(text), "  %10.3f s at %s Hz\n", Seconds(ns), rate.c_str());
+        mOut << text;
+    }
+    mOut << "  panel switches: " << mWorld.phone.panel->switches() << "\n"
+         << "  failed changes: " << LcdFpsControl::stats.totals().failures << "\n"
+         << "  decisions: " << mLastDecision << "\n";
+}
+
+void Player::play() {
+    Paths paths;
+    paths.configFile = mScenario.configFile;
+    paths.vipCpus = "/dev/null";
+    SetPaths(paths);
+    for (const auto& [name, value] : mScenario.properties) {
+        property_set(name.c_str(), value.c_str());
+    }
+    for (const Action& action : mScenario.before) {
+        action(mWorld);
+    }
+    mStart = MonotonicNow();
+    mHz = mWorld.phone.panel->currentHz();
+    mForeground = FpsCommon::CurrentPkgName();
+    for (const ScenarioEvent& event : mScenario.events) {
+        mWorld.at(mStart + event.atNs, [this, &event] {
+            line(MonotonicNow(), event.text);
+            event.action(mWorld);
+        });
+    }
+    line(mStart, "the service starts");
+    startService();
+    printConsequences();
+    while (mWorld.nextTime() != INT64_MAX) {
+        SleepFor(mWorld.nextTime() - MonotonicNow());
+        printConsequences();
+        mWorld.runNext();
+        printConsequences();
+    }
+    VirtualTime::Settle();
+    printConsequences();
+    printSummary();
+}
+
+}  // namespace KVT::sim

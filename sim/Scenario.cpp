@@ -1,0 +1,148 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sim/Scenario.h"
+
+#include <cutils/properties.h>
+#include <json/json.h>
+
+#include <fstream>
+#include <memory>
+
+#include "sync/Clock.h"
+
+namespace KVT::sim {
+namespace {
+
+constexpr int64_t kLatestMs = 24 * 3600 * 1000;
+constexpr size_t kLongestLine = 64 * 1024;
+
+Json::Value ParseLine(const std::string& line) {
+    Json::CharReaderBuilder builder;
+    Json::CharReaderBuilder::strictMode(&builder.settings_);
+    builder["stackLimit"] = 32;
+    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    Json::Value object;
+    std::string errors;
+    if (line.size() > kLongestLine) {
+        throw ScenarioError("the line is too long");
+    }
+    try {
+        if (!reader->parse(line.data(), line.data() + line.size(), &object, &errors)) {
+            errors.erase(errors.find_last_not_of('\n') + 1);
+            throw ScenarioError("no JSON: " + errors);
+        }
+    } catch (const Json::Exception& e) {
+        throw ScenarioError(std::string("no JSON: ") + e.what());
+    }
+    if (!object.isObject()) {
+        throw ScenarioError("each line should be a JSON object");
+    }
+    return object;
+}
+
+/** "packages focus=com.example.app visible=[...]": the event as the report shows it. */
+std::string Describe(const Json::Value& object) {
+    Json::StreamWriterBuilder writer;
+    writer["indentation"] = "";
+    std::string text = object["event"].asString();
+    for (const std::string& name : object.getMemberNames()) {
+        if (name != "event" && name != "at_ms") {
+            const Json::Value& value = object[name];
+            text += " " + name + "=" +
+                    (value.isString() ? value.asString() : Json::writeString(writer, value));
+        }
+    }
+    return text;
+}
+
+void ReadSetup(Json::Value object, const std::string& folder, Scenario* scenario) {
+    object.removeMember("event");
+    Arguments setup(object, "setup");
+    if (const std::string config = setup.text("config", ""); !config.empty()) {
+        scenario->configFile = config[0] == '/' ? config : folder + config;
+        if (!std::ifstream(scenario->configFile)) {
+            throw ScenarioError("setup: configuration file '" + scenario->configFile +
+                                "' can not be read");
+        }
+    }
+    const Json::Value properties = setup.object("properties");
+    for (const std::string& name : properties.getMemberNames()) {
+        if (!properties[name].isString()) {
+            throw ScenarioError("setup: property '" + name + "' should be a text");
+        }
+        if (name.empty() || name[0] == '.' || name.find('/') != std::string::npos ||
+            properties[name].asString().size() >= PROPERTY_VALUE_MAX) {
+            throw ScenarioError("setup: property '" + name +
+                                "' should have a plain name and at most 91 characters");
+        }
+        scenario->properties.emplace_back(name, properties[name].asString());
+    }
+    for (const char* part : {"panel", "types"}) {
+        if (!setup.has(part)) {
+            continue;
+        }
+        Json::Value wrapped = setup.object(part);
+        if (part == std::string("types")) {
+            wrapped = Json::Value(Json::objectValue);
+            wrapped["types"] = setup.object(part);
+        }
+        Arguments arguments(wrapped, part);
+        scenario->before.push_back(FindEventType(part)->prepare(arguments));
+        arguments.finish();
+    }
+    setup.finish();
+}
+
+ScenarioEvent ReadEvent(const Json::Value& object) {
+    Arguments arguments(object, "event");
+    const std::string name = arguments.text("event");
+    const EventType* type = FindEventType(name);
+    if (type == nullptr) {
+        throw ScenarioError("there is no event '" + name + "'; kvt-sim events lists them");
+    }
+    Arguments own(object, name);
+    own.text("event");
+    const int64_t atMs = own.integer("at_ms", 0, kLatestMs);
+    Action action = type->prepare(own);
+    own.finish();
+    return {atMs * kNsPerMs, Describe(object), std::move(action)};
+}
+
+}  // namespace
+
+Scenario ReadScenarioFile(const std::string& path) {
+    std::ifstream in(path);
+    if (!in || in.peek() == std::ifstream::traits_type::eof()) {
+        throw ScenarioError(path + ": can not be read, or is empty");
+    }
+    const size_t slash = path.rfind('/');
+    const std::string folder = slash == std::string::npos ? "" : path.substr(0, slash + 1);
+    Scenario scenario;
+    int number = 0;
+    bool first = true;
+    std::string line;
+    while (std::getline(in, line)) {
+        ++number;
+        try {
+            if (line.find_first_not_of(" \t\r") == std::string::npos || line[0] == '#') {
+                continue;
+            }
+            const Json::Value object = ParseLine(line);
+            if (first && object["event"] == "setup") {
+                ReadSetup(object, folder, &scenario);
+            } else {
+                scenario.events.push_back(ReadEvent(object));
+                const size_t count = scenario.events.size();
+                if (count > 1 &&
+                    scenario.events[count - 1].atNs < scenario.events[count - 2].atNs) {
+                    throw ScenarioError("'at_ms' goes back in time");
+                }
+            }
+            first = false;
+        } catch (const ScenarioError& e) {
+            throw ScenarioError(path + ":" + std::to_string(number) + ": " + e.what());
+        }
+    }
+    return scenario;
+}
+
+}  // namespace KVT::sim

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sim/SimCommand.h"
+
+#include <android/log.h>
+
+#include <CLI/CLI.hpp>
+#include <optional>
+#include <string>
+
+#include "linux/Properties.h"
+#include "sim/Player.h"
+#include "sync/virtual/VirtualTime.h"
+
+namespace KVT::sim {
+namespace {
+
+constexpr int kUsage = 2;
+
+int Play(const std::string& path, std::optional<uint64_t> seed, std::ostream& out,
+         std::ostream& err) {
+    try {
+        const Scenario scenario = ReadScenarioFile(path);
+        UsePropertyFolder("");  // a simulated phone has its own
+        VirtualTime::Options options;
+        options.seed = seed;
+        VirtualTime::Enter(options);
+        Player(scenario, out).play();
+        return 0;
+    } catch (const ScenarioError& e) {
+        err << "kvt-sim: " << e.what() << "\n";
+        return kUsage;
+    }
+}
+
+}  // namespace
+
+int RunSim(int argc, const char* const* argv, std::ostream& out, std::ostream& err) {
+    CLI::App app{"Plays a phone in virtual time and reports what its panel does, and why."};
+    app.require_subcommand(1);
+
+    std::string path;
+    uint64_t seed = 0;
+    bool log = false;
+    CLI::App* run = app.add_subcommand("run", "Plays a scenario: one JSON object per line");
+    run->add_option("FILE", path, "scenario")->required();
+    CLI::Option* seeded =
+        run->add_option("--seed", seed, "picks the schedule of threads at random from this seed");
+    run->add_flag("--log", log, "prints the library's log, to standard error");
+    CLI::App* events = app.add_subcommand("events", "Lists the events that a scenario can have");
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& e) {
+        return app.exit(e, out, err) == 0 ? 0 : kUsage;
+    }
+    if (events->parsed()) {
+        out << DescribeEventTypes();
+        return 0;
+    }
+    // Errors must be seen; everything else is for those who ask.
+    __android_log_set_minimum_priority(log ? ANDROID_LOG_VERBOSE : ANDROID_LOG_ERROR);
+    return Play(path, *seeded ? std::optional(seed) : std::nullopt, out, err);
+}
+
+}  // namespace KVT::sim

@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
+
+#include "host/FrameworkClient.h"
+#include "service/IKVTService.h"
+#include "sim/fakes/FakePhone.h"
+
+namespace KVT::sim {
+
+/** The simulated phone, a service to send events to, and what happens on it later. */
+class World {
+  public:
+    /** @param policyIsHere the policy runs in this process, so that its state can be reached */
+    explicit World(bool policyIsHere) : inProcess(policyIsHere) {}
+
+    /**
+     * Sends events from now on.
+     *
+     * @param service       as the framework calls it
+     * @param compositorApi the same one, as the compositor calls it
+     */
+    void attach(const android::sp<android::IBinder>& service,
+                const android::sp<IKVTService>& compositorApi);
+
+    /** Runs `action` at a time of the monotonic clock; equal times in the order of the calls. */
+    void at(int64_t timeNs, std::function<void()> action);
+    /** @return time of the next action; none when it is INT64_MAX */
+    int64_t nextTime() const;
+    void runNext();
+
+    FakePhone phone;
+    FrameworkClient framework{nullptr};
+    android::sp<IKVTService> compositorSide;
+    const bool inProcess;
+
+  private:
+    std::multimap<int64_t, std::function<void()>> mActions;
+};
+
+}  // namespace KVT::sim

@@ -1,0 +1,134 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sim/SimCommand.h"
+
+#include <android-base/file.h>
+#include <gmock/gmock.h>
+
+#include <sstream>
+
+namespace KVT::sim {
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+class Sim : public testing::Test {
+  public:
+    int run(const std::vector<const char*>& arguments) {
+        std::vector<const char*> argv = {"kvt-sim"};
+        argv.insert(argv.end(), arguments.begin(), arguments.end());
+        out.str("");
+        err.str("");
+        return RunSim(static_cast<int>(argv.size()), argv.data(), out, err);
+    }
+
+    int play(const std::string& scenario) {
+        EXPECT_TRUE(android::base::WriteStringToFile(scenario, path()));
+        return run({"run", path().c_str()});
+    }
+
+    std::string path() { return std::string(mFolder.path) + "/s.jsonl"; }
+
+    std::ostringstream out;
+    std::ostringstream err;
+
+  private:
+    TemporaryDir mFolder;
+};
+
+TEST_F(Sim, RefusesBrokenScenariosWithFileLineAndReason) {
+    const struct {
+        const char* text;
+        const char* reason;
+    } cases[] = {
+        {"\n# people\nnonsense\n", ":3: no JSON: "},
+        {R"({"at_ms":1,"event":"recover")", ":1: no JSON: "},
+        {"[1]", ":1: each line should be a JSON object"},
+        {R"({"event":"recover"})", ":1: recover: 'at_ms' is missing"},
+        {R"({"at_ms":1})", ":1: event: 'event' is missing"},
+        {R"({"at_ms":-1,"event":"recover"})",
+         ":1: recover: 'at_ms' should be a whole number from 0 to 86400000"},
+        {R"({"at_ms":1.5,"event":"recover"})", ":1: recover: 'at_ms' should be a whole number"},
+        {R"({"at_ms":1,"event":"explode"})", ":1: there is no event 'explode'"},
+        {R"({"at_ms":1,"event":"packages"})", ":1: packages: 'focus' is missing"},
+        {R"({"at_ms":1,"event":"packages","focus":7})", ":1: packages: 'focus' should be a text"},
+        {R"({"at_ms":1,"event":"packages","focus":"a","visible":[1]})",
+         ":1: packages: 'visible' should be a list of texts"},
+        {R"({"at_ms":1,"event":"recover","now":true})", ":1: recover: there is no argument 'now'"},
+        {R"({"at_ms":1,"event":"power_mode","value":99999999999})",
+         ":1: power_mode: 'value' should be a whole number"},
+        {"{\"at_ms\":2,\"event\":\"recover\"}\n{\"at_ms\":1,\"event\":\"recover\"}",
+         ":2: 'at_ms' goes back in time"},
+        {"{\"at_ms\":0,\"event\":\"recover\"}\n{\"event\":\"setup\"}",
+         ":2: there is no event 'setup'"},
+        {R"({"event":"setup","panel":{"obeys":1}})", ":1: panel: there is no argument 'obeys'"},
+        {R"({"event":"setup","types":{"a":"game"}})",
+         ":1: types: the type of 'a' should be a whole number"},
+        {R"({"event":"setup","properties":{"a":1}})", ":1: setup: property 'a' should be a text"},
+        {R"({"at_ms":0,"event":"frames","layer":"l","fps":0,"for_ms":1})",
+         ":1: frames: 'fps' should be a number from 0.1 to 1000"},
+        {R"({"at_ms":0,"event":"frames","layer":"l","fps":60,"for_ms":9,"jitter_us":20000})",
+         ":1: frames: 'jitter_us' should be a whole number from 0 to 16166"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.text);
+        EXPECT_EQ(play(c.text), 2);
+        EXPECT_THAT(err.str(), StartsWith("kvt-sim: " + path() + c.reason));
+        EXPECT_EQ(out.str(), "");
+    }
+    EXPECT_EQ(play(std::string(100000, '[')), 2);
+    EXPECT_EQ(play("{\"at_ms\":" + std::string(1000, '[')), 2);
+}
+
+TEST_F(Sim, RefusesACommandLineThatMakesNoSense) {
+    for (const auto& arguments : {std::vector<const char*>{},
+                                  {"fly"},
+                                  {"run"},
+                                  {"run", "/nonexistent/file"},
+                                  {"run", "--seed", "x", "file"}}) {
+        EXPECT_EQ(run(arguments), 2);
+        EXPECT_NE(err.str(), "");
+    }
+    EXPECT_EQ(run({"--help"}), 0);
+    EXPECT_THAT(out.str(), HasSubstr("run"));
+    EXPECT_EQ(run({"events"}), 0);
+    EXPECT_THAT(out.str(), HasSubstr("focused package"));
+}
+
+TEST_F(Sim, ReportsWhatThePanelDidAndWhy) {
+    ASSERT_EQ(play(R"({"event":"setup","panel":{"rates":["60","90"],"obeys_after":2}}
+{"at_ms":1000,"event":"lcd_setting","value":2}
+{"at_ms":2000,"event":"hotplug","value":1}
+{"at_ms":3000,"event":"panel","obeys_after":-1}
+{"at_ms":3000,"event":"hotplug","value":0}
+)"),
+              0);
+    EXPECT_EQ(out.str(),
+              R"(     0.000 s   60 Hz  com.norvik.android.launcher     the service starts
+     0.000 s   60 Hz  com.norvik.android.launcher       decision: app-fixed, rule app-code 2, 60 Hz
+     0.000 s   60 Hz  com.norvik.android.launcher       decision: app-fixed, rule app-code 2, 60 Hz
+     0.000 s   60 Hz  com.norvik.android.launcher       performance service told 60 Hz
+     1.000 s   60 Hz  com.norvik.android.launcher     lcd_setting value=2
+     1.000 s   60 Hz  com.norvik.android.launcher       decision: app-fixed, rule app-code 3, 90 Hz
+     1.016 s   90 Hz  com.norvik.android.launcher       panel 60 -> 90 Hz
+     1.032 s   90 Hz  com.norvik.android.launcher       performance service told 90 Hz
+     2.000 s   90 Hz  com.norvik.android.launcher     hotplug value=1
+     2.000 s   90 Hz  com.norvik.android.launcher       decision: hold, rule display-hotplug, 60 Hz
+     2.016 s   60 Hz  com.norvik.android.launcher       panel 90 -> 60 Hz
+     2.032 s   60 Hz  com.norvik.android.launcher       performance service told 60 Hz
+     3.000 s   60 Hz  com.norvik.android.launcher     panel obeys_after=-1
+     3.000 s   60 Hz  com.norvik.android.launcher     hotplug value=0
+     3.000 s   60 Hz  com.norvik.android.launcher       decision: app-fixed, rule app-code 3, 90 Hz
+     3.144 s   60 Hz  com.norvik.android.launcher       panel did not follow a change
+
+Summary of 3.144 s
+       2.144 s at 60 Hz
+       1.000 s at 90 Hz
+  panel switches: 2
+  failed changes: 1
+  decisions: 5
+)");
+}
+
+}  // namespace
+}  // namespace KVT::sim
