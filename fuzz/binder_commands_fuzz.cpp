@@ -1,0 +1,363 @@
+// SPDX-License-Identifier: Apache-2.0
+// The driver says whatever the fuzzer wants, at any time: to a process that calls, serves, watches
+// deaths and drops proxies. A driver is believed the addresses that it got from the process itself,
+// so those are always good; everything else is open: kinds and order of commands, lengths, contents
+// of calls, where objects stand, what is cut off.
+//
+// Afterwards the books must balance: every buffer given back, every reference released.
+#include <android/log.h>
+#include <binder/BpBinder.h>
+#include <binder/IPCThreadState.h>
+#include <binder/ProcessState.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <iterator>
+
+#include "fuzz/FuzzInput.h"
+#include "tests/platform/linux/binder/FakeDriver.h"
+
+namespace KVT::fuzz {
+namespace {
+
+using namespace android;
+using test::Answer;
+using test::FakeDriver;
+
+constexpr size_t kObjects = 3;
+constexpr int32_t kProxies = 3;
+
+// The runtime reads this much at a time, and a driver never cuts a command in two.
+constexpr size_t kRoom = 256;
+constexpr size_t kLongestCommand = 4 + sizeof(binder_transaction_data_secctx);
+
+void Require(bool condition, const char* what) {
+    if (!condition) {
+        fprintf(stderr, "broken: %s\n", what);
+        abort();
+    }
+}
+
+class Watcher : public IBinder::DeathRecipient {
+  public:
+    void binderDied(const wp<IBinder>& who) override { who.promote(); }
+};
+
+/** Does a little of everything with what it gets, and calls on. */
+class Object : public BBinder {
+  protected:
+    status_t onTransact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags) override;
+};
+
+class Session {
+  public:
+    Session(const uint8_t* data, size_t size) : mInput(data, size) {}
+
+    void run();
+    void act();
+    void settle();
+
+  private:
+    std::optional<Answer> nextAnswer();
+    bool addCommand(Answer* answer);
+    void addReference(Answer* answer, uint32_t command);
+    void addDeath(Answer* answer);
+    bool addGarbage(Answer* answer);
+    binder_transaction_data body();
+    flat_binder_object object();
+    void balance();
+
+    FuzzInput mInput;
+    FakeDriver& mDriver = FakeDriver::Get();
+    sp<Object> mObjects[kObjects] = {new Object, new Object, new Object};
+    int mStrong[kObjects] = {};  // as the driver counts: confirmed, less released
+    int mWeak[kObjects] = {};
+    sp<IBinder> mProxies[kProxies];
+    std::vector<int> mDescriptors;
+    const sp<Watcher> mWatcher = new Watcher;
+};
+
+Session* gSession = nullptr;
+
+status_t Object::onTransact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags) {
+    const sp<IBinder> got = data.readStrongBinder();
+    data.readFileDescriptor();
+    data.readString16();
+    if (code % 2 == 0) {
+        gSession->act();
+    }
+    reply->writeStrongBinder(got);
+    return BBinder::onTransact(code, data, reply, flags);
+}
+
+void Session::run() {
+    gSession = this;
+    mDriver.onRead = [this] { return nextAnswer(); };
+    while (!mInput.empty()) {
+        act();
+    }
+    settle();
+    gSession = nullptr;
+}
+
+/** One thing that a process does with binder. */
+void Session::act() {
+    if (mInput.empty()) {
+        return;  // a call that is served while everything is being put away
+    }
+    IPCThreadState* const thread = IPCThreadState::self();
+    sp<IBinder>& proxy = mProxies[mInput.pick(kProxies)];
+    if (proxy == nullptr) {
+        proxy = ProcessState::self()->getStrongProxyForHandle(
+            1 + static_cast<int32_t>(&proxy - mProxies));
+    }
+    const sp<IBinder> used = proxy;
+    Parcel data;
+    Parcel reply;
+    data.writeStrongBinder(mObjects[mInput.pick(kObjects)]);
+    switch (mInput.pick(8)) {
+        case 0:
+            thread->joinThreadPool(false);
+            break;
+        case 1:
+            thread->handlePolledCommands();
+            break;
+        case 2:
+            used->transact(1, data, nullptr, IBinder::FLAG_ONEWAY);
+            break;
+        case 3:
+            used->linkToDeath(mWatcher);
+            break;
+        case 4:
+            used->unlinkToDeath(mWatcher);
+            break;
+        case 5:
+            proxy.clear();
+            break;
+        case 6:
+            used->getInterfaceDescriptor();
+            break;
+        default:
+            used->transact(1, data, &reply);
+            reply.readStrongBinder();
+            reply.readInt32();
+    }
+}
+
+std::optional<Answer> Session::nextAnswer() {
+    if (mInput.empty()) {
+        return std::nullopt;
+    }
+    Answer answer;
+    for (size_t commands = 1 + mInput.pick(4); commands > 0; --commands) {
+        if (answer.get().size() + kLongestCommand > kRoom || !addCommand(&answer)) {
+            break;
+        }
+    }
+    return answer;
+}
+
+/** @return false when nothing that follows would be understood */
+bool Session::addCommand(Answer* answer) {
+    static constexpr uint32_t kPlain[] = {
+        BR_OK,         BR_NOOP,         BR_TRANSACTION_COMPLETE,
+        BR_DEAD_REPLY, BR_FAILED_REPLY, BR_FROZEN_REPLY,
+        BR_FINISHED,   BR_SPAWN_LOOPER, BR_ONEWAY_SPAM_SUSPECT,
+    };
+    switch (mInput.pick(10)) {
+        case 0:
+            answer->add(kPlain[mInput.pick(std::size(kPlain))]);
+            return true;
+        case 1:
+            answer->add(BR_ERROR, mInput.take<int32_t>());
+            return true;
+        case 2:
+            addReference(answer, mInput.pick(2) == 0 ? BR_INCREFS : BR_ACQUIRE);
+            return true;
+        case 3:
+            addReference(answer, mInput.pick(2) == 0 ? BR_DECREFS : BR_RELEASE);
+            return true;
+        case 4:
+            addDeath(answer);
+            return true;
+        case 5:
+            return addGarbage(answer);
+        case 6:
+            mDriver.fail(-EINTR, mInput.pick(64));
+            return true;
+        case 7:
+            answer->add(BR_REPLY, body());
+            return true;
+        default: {
+            binder_transaction_data call = body();
+            if (const size_t target = mInput.pick(kObjects + 1); target < kObjects) {
+                call = FakeDriver::CallOf(mObjects[target].get(), call.code, call);
+            }
+            answer->add(BR_TRANSACTION, call);
+            return true;
+        }
+    }
+}
+
+void Session::addReference(Answer* answer, uint32_t command) {
+    const size_t i = mInput.pick(kObjects);
+    binder_ptr_cookie name{};
+    name.ptr = reinterpret_cast<uintptr_t>(mObjects[i]->getWeakRefs());
+    name.cookie = reinterpret_cast<uintptr_t>(mObjects[i].get());
+    if (command == BR_RELEASE && mDriver.confirmed(name.cookie) + mStrong[i]-- <= 0) {
+        ++mStrong[i];
+        return;
+    }
+    if (command == BR_DECREFS && mDriver.confirmedWeak(name.ptr) + mWeak[i]-- <= 0) {
+        ++mWeak[i];
+        return;
+    }
+    answer->add(command, name);
+}
+
+void Session::addDeath(Answer* answer) {
+    const bool withdrawn = mInput.pick(2) == 0;
+    const auto requests = mDriver.deathRequests(withdrawn);
+    if (requests.empty()) {
+        return;
+    }
+    const binder_uintptr_t cookie = requests[mInput.pick(requests.size())];
+    answer->add(withdrawn ? BR_CLEAR_DEATH_NOTIFICATION_DONE : BR_DEAD_BINDER, cookie);
+    if (withdrawn) {
+        mDriver.forgetDeathRequest(cookie);
+    }
+}
+
+/** A command that is unknown, or known and cut off. */
+bool Session::addGarbage(Answer* answer) {
+    static constexpr uint32_t kWithArgument[] = {
+        BR_ERROR,   BR_TRANSACTION, BR_TRANSACTION_SEC_CTX, BR_REPLY, BR_INCREFS, BR_ACQUIRE,
+        BR_RELEASE, BR_DECREFS,     BR_DEAD_BINDER,
+    };
+    if (mInput.pick(2) == 0) {
+        const uint32_t command = kWithArgument[mInput.pick(std::size(kWithArgument))];
+        const std::vector<uint8_t> argument = mInput.bytes(mInput.pick(_IOC_SIZE(command)));
+        answer->add(command).bytes(argument.data(), argument.size());
+        return false;
+    }
+    constexpr uint32_t kNoKnownNumber = 0x80;
+    const uint32_t command = mInput.take<uint32_t>() | kNoKnownNumber;
+    const std::vector<uint8_t> argument =
+        mInput.bytes(std::min<size_t>(_IOC_SIZE(command), kRoom - 4 - answer->get().size()));
+    answer->add(command).bytes(argument.data(), argument.size());
+    return false;
+}
+
+flat_binder_object Session::object() {
+    flat_binder_object object{};
+    object.flags = mInput.take<uint8_t>();
+    switch (mInput.pick(4)) {
+        case 0: {
+            const sp<Object>& local = mObjects[mInput.pick(kObjects)];
+            object.hdr.type = BINDER_TYPE_BINDER;
+            object.binder = reinterpret_cast<uintptr_t>(local->getWeakRefs());
+            object.cookie = reinterpret_cast<uintptr_t>(local.get());
+            break;
+        }
+        case 1:
+            object.hdr.type = BINDER_TYPE_HANDLE;
+            object.handle = mInput.take<uint32_t>();
+            break;
+        case 2:
+            object.hdr.type = BINDER_TYPE_FD;
+            mDescriptors.push_back(open("/dev/null", O_RDONLY | O_CLOEXEC));
+            object.handle = static_cast<uint32_t>(mDescriptors.back());
+            object.cookie = mInput.pick(2);
+            break;
+        default:
+            // A kind that the runtime knows no objects of.
+            object.hdr.type = mInput.take<uint32_t>() & 0xffff;
+            object.binder = mInput.take<uint64_t>();
+    }
+    return object;
+}
+
+binder_transaction_data Session::body() {
+    std::vector<uint8_t> bytes = mInput.bytes(mInput.pick(128));
+    std::vector<binder_size_t> offsets;
+    binder_size_t end = 0;
+    for (size_t count = mInput.pick(4); count > 0; --count) {
+        const binder_size_t offset = mInput.pick(160);
+        offsets.push_back(offset);
+        if (offset >= end && offset + sizeof(flat_binder_object) <= bytes.size()) {
+            const flat_binder_object placed = object();
+            memcpy(&bytes[offset], &placed, sizeof(placed));
+            end = offset + sizeof(placed);
+        } else {
+            break;  // the runtime believes none of the table
+        }
+    }
+    binder_transaction_data received = mDriver.receive(bytes.data(), bytes.size(), offsets);
+    received.code = mInput.take<uint32_t>();
+    received.flags = mInput.take<uint8_t>();
+    received.sender_pid = mInput.take<int32_t>();
+    if (offsets.empty() && mInput.pick(16) == 0) {
+        received.data_size = mInput.take<uint64_t>();
+    }
+    if (mInput.pick(16) == 0) {
+        // Outside the receive buffers, or at an odd place in them.
+        received.data.ptr.offsets =
+            mInput.pick(2) == 0 ? mInput.take<uint16_t>() : received.data.ptr.offsets | 1;
+        received.offsets_size = 8;
+    }
+    return received;
+}
+
+/** The driver takes back whatever it still holds; then nothing may be left. */
+void Session::settle() {
+    mDriver.onRead = nullptr;
+    for (sp<IBinder>& proxy : mProxies) {
+        proxy.clear();
+    }
+    IPCThreadState::self()->joinThreadPool();
+    balance();
+    IPCThreadState::self()->joinThreadPool();
+    IPCThreadState::self()->flushCommands();
+    Require(mDriver.buffersOut() == 0, "a receive buffer was not given back");
+    Require(mDriver.references() == 0, "a reference to a remote object is left, or one too few");
+    Require(mDriver.faults() == 0, "something was given back that was not held");
+    for (const sp<Object>& object : mObjects) {
+        Require(object->getStrongCount() == 1, "a local object is held for nobody");
+    }
+    mDriver.forgetCommands();
+    for (const int descriptor : mDescriptors) {
+        close(descriptor);  // a table of objects that was not believed left it open
+    }
+}
+
+void Session::balance() {
+    for (size_t i = 0; i < kObjects; ++i) {
+        binder_ptr_cookie name{};
+        name.ptr = reinterpret_cast<uintptr_t>(mObjects[i]->getWeakRefs());
+        name.cookie = reinterpret_cast<uintptr_t>(mObjects[i].get());
+        for (; mDriver.confirmed(name.cookie) + mStrong[i] > 0; --mStrong[i]) {
+            mDriver.answer(Answer().add(BR_RELEASE, name));
+        }
+        for (; mDriver.confirmedWeak(name.ptr) + mWeak[i] > 0; --mWeak[i]) {
+            mDriver.answer(Answer().add(BR_DECREFS, name));
+        }
+    }
+    for (const binder_uintptr_t cookie : mDriver.deathRequests(true)) {
+        mDriver.answer(Answer().add(BR_CLEAR_DEATH_NOTIFICATION_DONE, cookie));
+        mDriver.forgetDeathRequest(cookie);
+    }
+}
+
+void DropLine(const __android_logger_data*, const char*) {}
+
+}  // namespace
+}  // namespace KVT::fuzz
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    __android_log_set_logger(KVT::fuzz::DropLine);
+    KVT::fuzz::Session(data, size).run();
+    return 0;
+}
