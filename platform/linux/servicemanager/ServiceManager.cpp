@@ -1,0 +1,156 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "linux/servicemanager/ServiceManager.h"
+
+#include <binder/IPCThreadState.h>
+#include <binder/IServiceManager.h>
+#include <binder/Parcel.h>
+#include <binder/ProcessState.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <utility>
+
+namespace KVT {
+namespace {
+
+using android::IBinder;
+using android::IServiceManager;
+using android::OK;
+using android::Parcel;
+using android::sp;
+using android::status_t;
+using android::String16;
+using android::wp;
+
+constexpr size_t kMaxNameLength = 127;
+
+// What Android's own service manager answers to a request that it does not grant.
+constexpr status_t kRefused = -1;
+
+// Android's uids are user * 100000 + application; the last thousand applications are isolated
+// processes, which get only the services that allow it.
+bool IsIsolated(uid_t uid) {
+    constexpr uid_t kUidsPerUser = 100'000;
+    constexpr uid_t kFirstIsolated = 99'000;
+    return uid % kUidsPerUser >= kFirstIsolated;
+}
+
+}  // namespace
+
+/** Takes one registration back when the service's process dies. */
+class ServiceManager::DeathWatch : public IBinder::DeathRecipient {
+  public:
+    DeathWatch(ServiceManager* manager, const String16& name) : mManager(manager), mName(name) {}
+
+    void binderDied(const wp<IBinder>&) override {
+        if (const sp<ServiceManager> manager = mManager.promote(); manager != nullptr) {
+            manager->remove(mName, this);
+        }
+    }
+
+  private:
+    const wp<ServiceManager> mManager;
+    const String16 mName;
+};
+
+const String16& ServiceManager::getInterfaceDescriptor() const {
+    return IServiceManager::descriptor;
+}
+
+status_t ServiceManager::onTransact(uint32_t code, const Parcel& data, Parcel* reply,
+                                    uint32_t flags) {
+    if (code < IServiceManager::GET_SERVICE_TRANSACTION ||
+        code > IServiceManager::LIST_SERVICES_TRANSACTION) {
+        return BBinder::onTransact(code, data, reply, flags);
+    }
+    CHECK_INTERFACE(IServiceManager, data, reply);
+    if (code == IServiceManager::LIST_SERVICES_TRANSACTION) {
+        const uint32_t index = data.readUint32();
+        return list(index, data.readInt32(), reply);
+    }
+    const String16 name = data.readString16();
+    if (code != IServiceManager::ADD_SERVICE_TRANSACTION) {
+        // Clients do the waiting: "get" answers at once, just as "check" does.
+        return reply->writeStrongBinder(find(name));
+    }
+    Service service;
+    service.binder = data.readStrongBinder();
+    service.allowIsolated = data.readInt32() != 0;
+    service.dumpPriority = data.readInt32();
+    const status_t status = add(name, service);
+    return status == OK ? reply->writeInt32(0) : status;
+}
+
+sp<IBinder> ServiceManager::find(const String16& name) const {
+    const uid_t caller = android::IPCThreadState::self()->getCallingUid();
+    MutexLock lock(mMutex);
+    const auto found = mServices.find(name);
+    if (found == mServices.end() || (IsIsolated(caller) && !found->second.allowIsolated)) {
+        return nullptr;
+    }
+    return found->second.binder;
+}
+
+status_t ServiceManager::add(const String16& name, const Service& service) {
+    if (service.binder == nullptr || name.size() == 0 || name.size() > kMaxNameLength) {
+        return kRefused;
+    }
+    Service added = service;
+    added.watch = new DeathWatch(this, name);
+    // In the directory before it is watched: a death in between must find what it takes back.
+    Service replaced;
+    {
+        MutexLock lock(mMutex);
+        replaced = std::exchange(mServices[name], added);
+    }
+    // A service of this very process can not be watched, and need not be.
+    const status_t linked = added.binder->linkToDeath(added.watch);
+    if (replaced.binder != nullptr) {
+        replaced.binder->unlinkToDeath(replaced.watch);
+    }
+    if (linked == android::DEAD_OBJECT) {
+        remove(name, added.watch.get());
+        return kRefused;
+    }
+    return OK;
+}
+
+status_t ServiceManager::list(uint32_t index, int32_t dumpPriority, Parcel* reply) const {
+    MutexLock lock(mMutex);
+    for (const auto& [name, service] : mServices) {
+        if ((service.dumpPriority & dumpPriority) != 0 && index-- == 0) {
+            return reply->writeString16(name);
+        }
+    }
+    return kRefused;
+}
+
+void ServiceManager::remove(const String16& name, const DeathWatch* watch) {
+    Service removed;
+    MutexLock lock(mMutex);
+    const auto found = mServices.find(name);
+    if (found != mServices.end() && found->second.watch.get() == watch) {
+        removed = std::move(found->second);
+        mServices.erase(found);
+    }
+}
+
+int RunServiceManager() {
+    const sp<android::ProcessState> process = android::ProcessState::self();
+    if (!process->hasDriver()) {
+        return 1;  // and the log has said why
+    }
+    // One thread, so that requests are answered in the order in which they came.
+    process->setThreadPoolMaxThreadCount(0);
+    const status_t status = process->becomeContextManager(new ServiceManager);
+    if (status != OK) {
+        fprintf(stderr, "kvt-servicemanager: can not be the context manager: %s\n",
+                status == -EBUSY ? "there is one already" : strerror(-status));
+        return 1;
+    }
+    android::IPCThreadState::self()->joinThreadPool();
+    return 0;
+}
+
+}  // namespace KVT

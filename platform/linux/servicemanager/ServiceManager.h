@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <binder/Binder.h>
+#include <utils/String16.h>
+
+#include <map>
+
+#include "sync/Mutex.h"
+
+namespace KVT {
+
+/**
+ * The directory of services: IServiceManager's protocol as Android 10's clients speak it. A service
+ * stays until another takes its name or its process dies.
+ *
+ * Names are 1 to 127 UTF-16 units and are listed in the order of their code units. Replies have no
+ * status word before a binder or a name. Thread-safe.
+ */
+class ServiceManager : public android::BBinder {
+  public:
+    const android::String16& getInterfaceDescriptor() const override;
+
+  protected:
+    android::status_t onTransact(uint32_t code, const android::Parcel& data, android::Parcel* reply,
+                                 uint32_t flags) override;
+
+  private:
+    class DeathWatch;
+    struct Service {
+        android::sp<android::IBinder> binder;
+        android::sp<DeathWatch> watch;
+        bool allowIsolated = false;
+        int32_t dumpPriority = 0;
+    };
+
+    android::sp<android::IBinder> find(const android::String16& name) const;
+    android::status_t add(const android::String16& name, const Service& service);
+    android::status_t list(uint32_t index, int32_t dumpPriority, android::Parcel* reply) const;
+    void remove(const android::String16& name, const DeathWatch* watch);
+
+    mutable Mutex mMutex;
+    std::map<android::String16, Service> mServices GUARDED_BY(mMutex);
+};
+
+/**
+ * Makes this process the context manager and serves until the driver goes away.
+ *
+ * @return the process's exit status: 1, with a line on stderr, when it can not be the one
+ */
+int RunServiceManager();
+
+}  // namespace KVT
