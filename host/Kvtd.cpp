@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/Kvtd.h"
+
+#include <android/log.h>
+#include <binder/IPCThreadState.h>
+#include <binder/IServiceManager.h>
+#include <binder/ProcessState.h>
+#include <pthread.h>
+#include <signal.h>
+
+#include <CLI/CLI.hpp>
+#include <iostream>
+
+#include "common/Paths.h"
+#include "detect/GameFpsDetect.h"
+#include "host/KVTServiceImpl.h"
+#include "policy/FpsCommon.h"
+#include "sync/Clock.h"
+
+namespace KVT {
+namespace {
+
+using android::IServiceManager;
+using android::ProcessState;
+using android::sp;
+
+constexpr int kFailed = 1;
+constexpr int kUsage = 2;
+
+struct Options {
+    Paths paths;
+    bool systemLog = false;
+    bool verbose = false;
+};
+
+/** The service manager may be started at the same time as this process. */
+sp<IServiceManager> WaitForServiceManager() {
+    constexpr int64_t kPatienceNs = 5 * kNsPerS;
+    constexpr int64_t kPollNs = 50 * kNsPerMs;
+    const int64_t deadline = MonotonicNow() + kPatienceNs;
+    sp<IServiceManager> manager = android::defaultServiceManager();
+    while (manager == nullptr && MonotonicNow() < deadline) {
+        SleepFor(kPollNs);
+        manager = android::defaultServiceManager();
+    }
+    return manager;
+}
+
+int Serve(const Options& options) {
+    __android_log_set_logger(options.systemLog ? __android_log_logd_logger
+                                               : __android_log_stderr_logger);
+    __android_log_set_minimum_priority(options.verbose ? ANDROID_LOG_DEBUG : ANDROID_LOG_INFO);
+
+    // Blocked in every thread, so that the one below gets them, at a moment of its own choice.
+    sigset_t endings;
+    sigemptyset(&endings);
+    sigaddset(&endings, SIGTERM);
+    sigaddset(&endings, SIGINT);
+    pthread_sigmask(SIG_BLOCK, &endings, nullptr);
+
+    if (!ProcessState::self()->hasDriver()) {
+        return kFailed;  // which has been said already
+    }
+    const sp<IServiceManager> manager = WaitForServiceManager();
+    if (manager == nullptr) {
+        std::cerr << "kvtd: there is no service manager; start kvt-servicemanager first\n";
+        return kFailed;
+    }
+    SetPaths(options.paths);
+    FpsCommon::Init();
+    const sp<KVTServiceImpl> service = new KVTServiceImpl;
+    GameFpsDetect::GetInstance()->AttachService(service);
+    if (manager->addService(IKVTService::descriptor, service) != android::OK) {
+        std::cerr << "kvtd: the service manager refuses the service\n";
+        return kFailed;
+    }
+    ProcessState::self()->startThreadPool();
+
+    int signal = 0;
+    sigwait(&endings, &signal);
+    android::IPCThreadState::self()->stopProcess();
+    return 0;
+}
+
+}  // namespace
+
+int RunKvtd(int argc, const char* const* argv) {
+    Options options;
+    CLI::App app{"Decides at which refresh rate the panel runs, and publishes KVTService.", "kvtd"};
+    app.add_option("--config", options.paths.configFile, "configuration file")
+        ->capture_default_str();
+    app.add_option("--cpuset", options.paths.vipCpus, "file with the CPUs of the vip set")
+        ->capture_default_str();
+    app.add_flag("--system-log", options.systemLog,
+                 "log to the phone's log, not to standard error");
+    app.add_flag("--verbose", options.verbose, "log debug lines, too");
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& e) {
+        return app.exit(e) == 0 ? 0 : kUsage;
+    }
+    return Serve(options);
+}
+
+}  // namespace KVT
