@@ -1,0 +1,91 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/config/ConfigChecker.h"
+
+#include <cstring>
+#include <string_view>
+
+#include "tools/config/Findings.h"
+#include "tools/config/SectionChecks.h"
+
+namespace KVT {
+
+using tinyxml2::XMLElement;
+
+namespace {
+
+constexpr const char* kGroup = "dynamic_fps_config";
+
+/** The root: the first of its name, whatever stands beside it. */
+const XMLElement* FindConfig(const ConfigDocument& document, Findings& findings) {
+    const XMLElement* config = document.xml().FirstChildElement("Config");
+    for (const tinyxml2::XMLNode* node = document.xml().FirstChild(); node != nullptr;
+         node = node->NextSibling()) {
+        const std::string_view text = node->ToText() != nullptr ? node->Value() : "";
+        constexpr const char* kBlank = " \t\r\n";
+        if (const size_t begin = text.find_first_not_of(kBlank); begin != std::string_view::npos) {
+            const size_t end = text.find_last_not_of(kBlank) + 1;
+            findings.addForFile(
+                "text " + Quoted(text.substr(begin, end - begin)) + " beside the root is ignored",
+                "nothing");
+        }
+    }
+    if (document.hasZeroByte()) {
+        findings.addForFile("what follows the first zero byte is ignored", "a text file");
+    }
+    for (const XMLElement* root = document.xml().FirstChildElement(); root != nullptr;
+         root = root->NextSiblingElement()) {
+        if (root != config) {
+            findings.add(root, "element " + Quoted(root->Name()) + " beside the root is ignored",
+                         "one <Config> in the file");
+        }
+    }
+    if (config == nullptr) {
+        findings.addForFile("no element 'Config': the built-in values hold", "a <Config>");
+    }
+    return config;
+}
+
+/** The group that is read: the first of its name. */
+const XMLElement* FindGroup(const XMLElement* config, Findings& findings) {
+    const XMLElement* group = nullptr;
+    for (const XMLElement* params = config->FirstChildElement("Params"); params != nullptr;
+         params = params->NextSiblingElement("Params")) {
+        if (group != nullptr) {
+            const char* name = params->Attribute("name");
+            findings.add(params,
+                         "parameter group " + Quoted(name == nullptr ? "" : name) +
+                             " is ignored: the one on line " + std::to_string(group->GetLineNum()) +
+                             " is read",
+                         "one group " + Quoted(kGroup));
+            continue;
+        }
+        const char* name = findings.requiredName(params);
+        if (name != nullptr && strcmp(name, kGroup) == 0) {
+            group = params;
+        } else if (name != nullptr) {
+            findings.add(params, "parameter group " + Quoted(name) + " is ignored", Quoted(kGroup),
+                         "name");
+        }
+    }
+    if (group == nullptr) {
+        findings.add(config, "no parameter group " + Quoted(kGroup) + ": the built-in values hold",
+                     "one <Params name=\"" + std::string(kGroup) + "\">");
+    }
+    return group;
+}
+
+}  // namespace
+
+std::vector<Finding> ConfigChecker::Check(const ConfigDocument& document) {
+    Findings findings(document);
+    if (const XMLElement* config = FindConfig(document, findings); config != nullptr) {
+        findings.onlyAttributes(config, {});
+        findings.onlyChildren(config, "Params");
+        if (const XMLElement* group = FindGroup(config, findings); group != nullptr) {
+            SectionChecks(findings).group(group);
+        }
+    }
+    return findings.sorted();
+}
+
+}  // namespace KVT

@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <tinyxml2.h>
+
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace KVT {
+
+/** A place in the file; lines and columns count from 1, column 0 is an unknown one. */
+struct Position {
+    int line = 0;
+    int column = 0;
+};
+
+/** A configuration file, loaded just as the service loads it, and the places of its elements. */
+class ConfigDocument {
+  public:
+    ConfigDocument() : mDocument(true, tinyxml2::PRESERVE_WHITESPACE) {}
+
+    /** False for a file that is missing, no plain file or no XML; error() then says why. */
+    bool load(const std::string& path);
+
+    /** "<path>: <reason>", with the line where there is one. */
+    const std::string& error() const { return mError; }
+
+    const tinyxml2::XMLDocument& xml() const { return mDocument; }
+
+    Position of(const tinyxml2::XMLElement* element) const;
+    /** Of an attribute; of its element when it has none of that name. */
+    Position of(const tinyxml2::XMLElement* element, const char* attribute) const;
+
+    /** The library's parser ends there. */
+    bool hasZeroByte() const { return mText.find('\0') != std::string::npos; }
+
+  private:
+    void locate();
+    Position positionAt(size_t offset) const;
+
+    tinyxml2::XMLDocument mDocument;
+    std::string mText;
+    std::string mError;
+    std::unordered_map<const tinyxml2::XMLElement*, size_t> mOffsets;
+    std::vector<size_t> mLineStarts;
+};
+
+}  // namespace KVT

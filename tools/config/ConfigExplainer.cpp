@@ -1,0 +1,132 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/config/ConfigExplainer.h"
+
+#include <cstring>
+#include <string_view>
+
+#include "common/LeadingNumber.h"
+#include "config/XmlElements.h"
+#include "config/XmlParser.h"
+#include "policy/FpsCommon.h"
+
+namespace KVT {
+
+using tinyxml2::XMLElement;
+
+namespace {
+
+std::string RateOf(const Decision& decision) {
+    const std::string hz = std::to_string(decision.rate) + " Hz";
+    switch (decision.outcome) {
+        case Outcome::kGameConstHigh:
+            return hz + ", constant-high strategy";
+        case Outcome::kGameDynamic:
+            return "game dynamic strategy: " + hz + " first, then as the game's frame rate asks";
+        case Outcome::kAppDynamic:
+            return "app touch strategy: " + std::to_string(kHighHz) + " Hz on touch, " +
+                   std::to_string(kLowHz) + " Hz after it";
+        default:
+            return hz;
+    }
+}
+
+/** The first `child` of the section's lists of that name whose text `matches`, or null. */
+template <typename Matches>
+const XMLElement* FindEntry(const XMLElement* section, const char* listName, const char* child,
+                            Matches matches) {
+    for (const XMLElement* list = section->FirstChildElement("list"); list != nullptr;
+         list = list->NextSiblingElement("list")) {
+        if (strcmp(list->Attribute("name"), listName) != 0) {
+            continue;
+        }
+        for (const XMLElement* entry = list->FirstChildElement(child); entry != nullptr;
+             entry = entry->NextSiblingElement(child)) {
+            if (matches(entry->GetText())) {
+                return entry;
+            }
+        }
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+ConfigExplainer::ConfigExplainer(const ConfigDocument& document) {
+    if (const XMLElement* config = document.xml().FirstChildElement("Config"); config != nullptr) {
+        mGroup = XmlParser::FindGroup(config);
+    }
+    // Once without the built-in values, to see what the file gives; then as the service does.
+    FpsCommon::tables = {};
+    parse();
+    for (const auto& [setting, switches] : FpsCommon::tables.settingSwitchMap) {
+        for (const auto& [name, code] : switches) {
+            mGiven.emplace(setting, name);
+        }
+    }
+    FpsCommon::tables = {};
+    XmlParser::Init();
+    parse();
+}
+
+void ConfigExplainer::parse() {
+    if (mGroup == nullptr) {
+        return;
+    }
+    ForEachChild(mGroup, "Param", [](const XMLElement* param) {
+        const char* name = RequiredName(param);
+        for (const XmlParser::Section& section : XmlParser::kSections) {
+            if (!section.handedOn && strcmp(name, section.name) == 0) {
+                section.parse(param);
+            }
+        }
+    });
+}
+
+int32_t ConfigExplainer::defaultSetting() const {
+    return FpsCommon::tables.defaultSettingId;
+}
+
+Explanation ConfigExplainer::explain(const std::string& pkg, int32_t type, bool game,
+                                     int32_t setting) const {
+    const CodeChoice choice = game ? ChooseGameCode(FpsCommon::tables, setting, pkg)
+                                   : ChooseAppCode(FpsCommon::tables, setting, pkg, type);
+    const Decision decision = game ? DecideGame(choice.code) : DecideApp(choice.code);
+    return {choice, decision, RateOf(decision), reasonFor(choice, type, setting)};
+}
+
+std::string ConfigExplainer::reasonFor(const CodeChoice& choice, int32_t type,
+                                       int32_t setting) const {
+    std::string reason = choice.switchName;
+    reason += mGiven.count({setting, choice.switchName}) != 0 ? ", as in the file" : ", built in";
+    if (choice.listName == nullptr) {
+        return reason;
+    }
+    const std::string entry = choice.prefix != nullptr ? "entry '" + *choice.prefix + "'"
+                                                       : "type " + std::to_string(type);
+    return reason + "; " + entry + " of " + choice.listName + ", line " +
+           std::to_string(lineOfEntry(choice, type));
+}
+
+int ConfigExplainer::lineOfEntry(const CodeChoice& choice, int32_t type) const {
+    const bool byPackage = choice.prefix != nullptr;
+    int line = 0;
+    ForEachChild(mGroup, "Param", [&](const XMLElement* param) {
+        if (strcmp(param->Attribute("name"), "application_list") != 0) {
+            return;
+        }
+        const XMLElement* entry =
+            byPackage ? FindEntry(param, choice.listName, "pkg",
+                                  [&](std::string_view text) {
+                                      return text.substr(0, text.find('*')) == *choice.prefix;
+                                  })
+                      : FindEntry(param, choice.listName, "type",
+                                  [type](const char* text) { return LeadingNumber(text) == type; });
+        // The first package entry was kept; types are those of the last section.
+        if (entry != nullptr && (line == 0 || !byPackage)) {
+            line = entry->GetLineNum();
+        }
+    });
+    return line;
+}
+
+}  // namespace KVT

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+
+#include "policy/CodeChoice.h"
+#include "policy/Decision.h"
+#include "tools/config/ConfigDocument.h"
+
+namespace KVT {
+
+/** What a package gets under one user setting, no scene holding. */
+struct Explanation {
+    CodeChoice choice;
+    Decision decision;
+    /** "60 Hz", or the strategy that moves the panel. */
+    std::string rate;
+    /** The entry or default that decided, with its line where the file has it. */
+    std::string reason;
+};
+
+/**
+ * Says which entry of a configuration file decides a package's refresh rate.
+ *
+ * Uses the library's own parser, tables (FpsCommon::tables of this process) and choice. Only those
+ * sections are parsed that stay within the library: an explanation neither sets properties nor
+ * speaks to a compositor.
+ */
+class ConfigExplainer {
+  public:
+    /** @param document one without a fatal finding; it must outlive this object */
+    explicit ConfigExplainer(const ConfigDocument& document);
+
+    /** Setting in force when the user has chosen none. */
+    int32_t defaultSetting() const;
+
+    /** @param type application type, -1 unknown; a game's does not matter */
+    Explanation explain(const std::string& pkg, int32_t type, bool game, int32_t setting) const;
+
+  private:
+    void parse();
+    std::string reasonFor(const CodeChoice& choice, int32_t type, int32_t setting) const;
+    int lineOfEntry(const CodeChoice& choice, int32_t type) const;
+
+    const tinyxml2::XMLElement* mGroup = nullptr;
+    /** Setting and name of the switches that the file gives. */
+    std::set<std::pair<int32_t, std::string>> mGiven;
+};
+
+}  // namespace KVT

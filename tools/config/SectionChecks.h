@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <map>
+#include <string>
+#include <utility>
+
+#include "tools/config/Findings.h"
+#include "tools/config/ListChecks.h"
+
+namespace KVT {
+
+/** Checks the sections of the parameter group, one function a section. */
+class SectionChecks {
+  public:
+    explicit SectionChecks(Findings& findings) : mFindings(findings), mLists(findings) {}
+
+    void group(const tinyxml2::XMLElement* group);
+
+  private:
+    using XMLElement = tinyxml2::XMLElement;
+    struct Row {
+        const char* name;
+        void (SectionChecks::*check)(const XMLElement* param);
+        /** A later section of the same name overrides the earlier one. */
+        bool once;
+    };
+    static const Row kRows[];
+
+    void param(const XMLElement* param);
+    void settingSwitch(const XMLElement* param);
+    void switchOf(int32_t setting, const XMLElement* element);
+    void settingDefaultId(const XMLElement* param);
+    void applicationList(const XMLElement* param) { mLists.section(param); }
+    void tpPointer(const XMLElement* param);
+    void multiApp(const XMLElement* param);
+    void composition(const XMLElement* param);
+    void slideModel(const XMLElement* param);
+    void slideParam(const XMLElement* element, const char* name);
+    void partialCompose(const XMLElement* param);
+
+    /** Section whose only content is its own "value". */
+    void valueSection(const XMLElement* param);
+    /** Section of parameter elements: calls `check(element, name)` for each with a known name. */
+    template <typename Check>
+    void paramSection(const XMLElement* param, const char* child,
+                      const std::vector<std::string>& names, Check check);
+
+    Findings& mFindings;
+    ListChecks mLists;
+    std::map<std::string, const XMLElement*> mSections;
+    std::map<std::pair<int32_t, std::string>, const XMLElement*> mSwitches;
+};
+
+}  // namespace KVT
