@@ -1,0 +1,258 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <sstream>
+
+#include "config/XmlParser.h"
+#include "policy/CodeChoice.h"
+#include "tests/support/Phone.h"
+#include "tools/config/ConfigExplainer.h"
+#include "tools/kvtctl/Kvtctl.h"
+
+namespace KVT {
+namespace {
+
+using testing::AllOf;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+class Kvtctl : public Phone {
+  public:
+    /** Runs the command and leaves what it wrote in `out` and `err`. */
+    int run(std::vector<std::string> args) {
+        std::vector<const char*> argv = {"kvtctl"};
+        for (const std::string& arg : args) {
+            argv.push_back(arg.c_str());
+        }
+        std::ostringstream outStream;
+        std::ostringstream errStream;
+        const int status =
+            ctl::Run(static_cast<int>(argv.size()), argv.data(), outStream, errStream);
+        out = outStream.str();
+        err = errStream.str();
+        return status;
+    }
+
+    std::string file(const std::string& text) {
+        EXPECT_TRUE(android::base::WriteStringToFile(text, path("example.xml")));
+        return path("example.xml");
+    }
+
+    std::string out;
+    std::string err;
+};
+
+TEST_F(Kvtctl, TellsByItsStatusHowACheckWent) {
+    EXPECT_EQ(run({"config", "check", KVT_SAMPLE_CONFIG}), 0);
+    EXPECT_EQ(out, std::string(KVT_SAMPLE_CONFIG) + ": clean\n");
+
+    const std::string unknown = file(ConfigWith("<Param name='unknown'/>"));
+    EXPECT_EQ(run({"config", "check", unknown}), 1);
+    EXPECT_THAT(out, AllOf(HasSubstr(unknown + ":1:50: unknown section 'unknown' is ignored"),
+                           EndsWith("1 finding\n")));
+
+    EXPECT_EQ(run({"config", "check", path("nowhere.xml")}), 2);
+    EXPECT_THAT(out, IsEmpty());
+    EXPECT_THAT(err, HasSubstr("nowhere.xml: No such file"));
+    EXPECT_EQ(run({"config", "check", file("<Config>")}), 2);
+    EXPECT_EQ(run({"config", "check", file("")}), 2);
+}
+
+TEST_F(Kvtctl, RefusesACommandLineThatItCanNotRead) {
+    const std::vector<std::vector<std::string>> cases = {
+        {},
+        {"config"},
+        {"configure"},
+        {"config", "check"},
+        {"config", "check", "a.xml", "b.xml"},
+        {"config", "explain", KVT_SAMPLE_CONFIG},
+        {"config", "explain", KVT_SAMPLE_CONFIG, "a.b", "--type", "37"},
+        {"config", "explain", KVT_SAMPLE_CONFIG, "a.b", "--type", "x"},
+        {"config", "explain", KVT_SAMPLE_CONFIG, "a.b", "--setting", "3"},
+    };
+    for (const auto& args : cases) {
+        EXPECT_EQ(run(args), 2) << testing::PrintToString(args);
+        EXPECT_THAT(err, Not(IsEmpty()));
+    }
+    EXPECT_EQ(run({"config", "--help"}), 0);
+    EXPECT_THAT(out, AllOf(HasSubstr("check"), HasSubstr("explain")));
+}
+
+TEST_F(Kvtctl, ExplainsByEntryOrDefault) {
+    const std::string config = file(ConfigWith(R"(
+<Param name="setting_switch"><setting id="1">
+  <switch name="app_default" value="4"/>
+  <switch name="app_perceptible_switch" value="9"/>
+  <switch name="app_imperceptible_switch" value="0"/>
+</setting></Param>
+<Param name="setting_switch_id_default" value="1"/>
+<Param name="application_list">
+  <list name="app_type_perceptible_list"><type>3</type></list>
+  <list name="app_pkg_perceptible_list">
+    <pkg>com.example.*</pkg>
+  </list>
+  <list name="app_pkg_imperceptible_list"><pkg>org.example</pkg></list>
+  <list name="game_pkg_perceptible_list"><pkg>com.example.game</pkg></list>
+</Param>)"));
+    const struct {
+        std::vector<std::string> args;
+        const char* expected;
+    } cases[] = {
+        {{"com.other", "--setting", "1"},
+         "com.other, an application of type -1\n"
+         "setting 1 (default): code 4, 120 Hz\n"
+         "    because of app_default, as in the file\n"},
+        {{"com.other", "--setting", "2"},
+         "com.other, an application of type -1\n"
+         "setting 2: code 3, 90 Hz\n"
+         "    because of app_default, built in\n"},
+        {{"com.other", "--setting", "1", "--type", "3"},
+         "com.other, an application of type 3\n"
+         "setting 1 (default): code 9, app touch strategy: 90 Hz on touch, 60 Hz after it\n"
+         "    because of app_perceptible_switch, as in the file; type 3 of "
+         "app_type_perceptible_list, line 9\n"},
+        {{"com.example.a"},
+         "com.example.a, an application of type -1\n"
+         "setting 0: code 2, 60 Hz\n"
+         "    because of app_perceptible_switch, built in; entry 'com.example.' of "
+         "app_pkg_perceptible_list, line 11\n"
+         "setting 1 (default): code 9, app touch strategy: 90 Hz on touch, 60 Hz after it\n"
+         "    because of app_perceptible_switch, as in the file; entry 'com.example.' of "
+         "app_pkg_perceptible_list, line 11\n"
+         "setting 2: code 3, 90 Hz\n"
+         "    because of app_perceptible_switch, built in; entry 'com.example.' of "
+         "app_pkg_perceptible_list, line 11\n"},
+        {{"org.example.b", "--setting", "1"},  // its list changes nothing
+         "org.example.b, an application of type -1\n"
+         "setting 1 (default): code 4, 120 Hz\n"
+         "    because of app_default, as in the file\n"},
+        {{"com.example.game", "--game", "--setting", "1"},
+         "com.example.game, a game\n"
+         "setting 1 (default): code 3, 90 Hz, constant-high strategy\n"
+         "    because of game_perceptible_switch, built in; entry 'com.example.game' of "
+         "game_pkg_perceptible_list, line 14\n"},
+        {{"com.example.chess", "--type", "9", "--setting", "1"},
+         "com.example.chess, a game\n"
+         "setting 1 (default): code 9, game dynamic strategy: 60 Hz first, then as the game's "
+         "frame rate asks\n"
+         "    because of game_default, built in\n"},
+    };
+    for (const auto& row : cases) {
+        std::vector<std::string> args = {"config", "explain", config};
+        args.insert(args.end(), row.args.begin(), row.args.end());
+        EXPECT_EQ(run(args), 0);
+        EXPECT_EQ(out, row.expected);
+        EXPECT_EQ(err, "");
+    }
+}
+
+TEST_F(Kvtctl, ExplainsNoFileThatWouldEndTheService) {
+    const std::string fatal = file(ConfigWith("<Param/>"));
+    EXPECT_EQ(run({"config", "explain", fatal, "a.b"}), 2);
+    EXPECT_EQ(out, "");
+    EXPECT_THAT(err, HasSubstr(fatal + ":1:43: fatal: <Param> without attribute 'name'"));
+    EXPECT_EQ(run({"config", "explain", path("nowhere.xml"), "a.b"}), 2);
+
+    EXPECT_EQ(run({"config", "explain", file("<Config/>"), "a.b", "--setting", "1"}), 0);
+    EXPECT_THAT(out, HasSubstr("code 3, 90 Hz\n    because of app_default, built in"));
+    EXPECT_THAT(err, HasSubstr("the file has findings"));
+}
+
+TEST_F(Kvtctl, ExplainsAsTheServiceReadsAndTellsNobody) {
+    for (const auto& entry : std::filesystem::directory_iterator(KVT_CONFIG_DIR "/broken")) {
+        if (entry.path().extension() != ".xml" || entry.path().stem() == "fatal") {
+            continue;
+        }
+        SCOPED_TRACE(entry.path());
+        ConfigDocument document;
+        ASSERT_TRUE(document.load(entry.path()));
+        settle();
+        const ConfigExplainer explainer(document);
+        const ConfigTables explained = FpsCommon::tables;
+        EXPECT_THAT(told(), IsEmpty());
+        char value[PROPERTY_VALUE_MAX];
+        EXPECT_EQ(property_get("persist.kvt.slide_model_parms", value, ""), 0);
+
+        FpsCommon::tables = {};
+        SetPaths({entry.path(), path("cpus")});
+        XmlParser::Init();
+        XmlParser::ParseXmlConfigFile();
+        EXPECT_EQ(explained.settingSwitchMap, FpsCommon::tables.settingSwitchMap);
+        EXPECT_EQ(explained.defaultSettingId, FpsCommon::tables.defaultSettingId);
+        EXPECT_EQ(explained.appTypeFilterMap, FpsCommon::tables.appTypeFilterMap);
+        for (const char* pkg : {"com.example.news.sport", "com.example.mail", "net.example.a",
+                                "com.example.chess.blitz", "com.example.go", "org.other"}) {
+            for (const int32_t setting : validLcdSettings) {
+                EXPECT_EQ(ChooseAppCode(explained, setting, pkg, 3).code,
+                          ChooseAppCode(FpsCommon::tables, setting, pkg, 3).code);
+                EXPECT_EQ(ChooseGameCode(explained, setting, pkg).code,
+                          ChooseGameCode(FpsCommon::tables, setting, pkg).code);
+            }
+        }
+        property_set("persist.kvt.slide_model_parms", "");
+    }
+}
+
+/** Fenced blocks of the document: kind ("xml", "console", ...) and text. */
+std::vector<std::pair<std::string, std::string>> BlocksOf(const std::string& file) {
+    std::string text;
+    EXPECT_TRUE(android::base::ReadFileToString(file, &text));
+    std::vector<std::pair<std::string, std::string>> blocks;
+    std::istringstream stream(text);
+    bool inside = false;
+    for (std::string line; std::getline(stream, line);) {
+        if (line.substr(0, 3) == "```") {
+            inside = !inside;
+            if (inside) {
+                blocks.emplace_back(line.substr(3), "");
+            }
+        } else if (inside) {
+            blocks.back().second += line + "\n";
+        }
+    }
+    return blocks;
+}
+
+// An "xml" block is example.xml for the "console" block behind it; one without a console block must
+// be clean. Sections stand without the elements around them.
+TEST_F(Kvtctl, AgreesWithTheExamplesOfTheReference) {
+    const auto blocks = BlocksOf(KVT_CONFIGURATION_DOC);
+    size_t consoles = 0;
+    for (size_t i = 0; i < blocks.size(); ++i) {
+        const auto& [kind, text] = blocks[i];
+        if (kind == "xml") {
+            SCOPED_TRACE(text);
+            file(text.find("<Config") == std::string::npos ? ConfigWith(text) : text);
+            if (i + 1 == blocks.size() || blocks[i + 1].first != "console") {
+                EXPECT_EQ(run({"config", "check", path("example.xml")}), 0) << out << err;
+            }
+        } else if (kind == "console") {
+            ++consoles;
+            std::istringstream lines(text);
+            std::string produced;
+            for (std::string line; std::getline(lines, line);) {
+                if (line.substr(0, 9) != "$ kvtctl ") {
+                    continue;
+                }
+                std::istringstream words(line.substr(9));
+                std::vector<std::string> args;
+                for (std::string word; words >> word;) {
+                    args.push_back(word == "example.xml" ? path("example.xml") : word);
+                }
+                run(args);
+                produced += line + "\n" + out;
+            }
+            for (size_t at = 0; (at = produced.find(path("example.xml"))) != std::string::npos;) {
+                produced.replace(at, path("example.xml").size(), "example.xml");
+            }
+            EXPECT_EQ(produced, text);
+        }
+    }
+    EXPECT_GE(consoles, 2u);
+}
+
+}  // namespace
+}  // namespace KVT

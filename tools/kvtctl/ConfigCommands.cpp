@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/kvtctl/ConfigCommands.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "common/Codes.h"
+#include "config/ConfigTables.h"
+#include "tools/config/ConfigChecker.h"
+#include "tools/config/ConfigExplainer.h"
+
+namespace KVT::ctl {
+namespace {
+
+struct ExplainOptions {
+    std::string pkg;
+    int32_t type = kTypeUnknown;
+    bool game = false;
+    std::vector<int32_t> settings{validLcdSettings.begin(), validLcdSettings.end()};
+};
+
+int Check(const std::string& file, Context& context) {
+    ConfigDocument document;
+    if (!document.load(file)) {
+        context.err << document.error() << "\n";
+        return kUsage;
+    }
+    const std::vector<Finding> findings = ConfigChecker::Check(document);
+    for (const Finding& finding : findings) {
+        context.out << file << ":" << TextOf(finding) << "\n";
+    }
+    if (findings.empty()) {
+        context.out << file << ": clean\n";
+        return kDone;
+    }
+    context.out << findings.size() << (findings.size() == 1 ? " finding" : " findings") << "\n";
+    return kRefused;
+}
+
+int Explain(const std::string& file, const ExplainOptions& options, Context& context) {
+    ConfigDocument document;
+    if (!document.load(file)) {
+        context.err << document.error() << "\n";
+        return kUsage;
+    }
+    const std::vector<Finding> findings = ConfigChecker::Check(document);
+    bool fatal = false;
+    for (const Finding& finding : findings) {
+        if (finding.fatal) {
+            context.err << file << ":" << TextOf(finding) << "\n";
+            fatal = true;
+        }
+    }
+    if (fatal) {
+        return kUsage;
+    }
+    const ConfigExplainer explainer(document);
+    const bool game = options.game || options.type == kTypeGame;
+    context.out << options.pkg << ", "
+                << (game ? "a game" : "an application of type " + std::to_string(options.type))
+                << "\n";
+    std::vector<int32_t> settings = options.settings;
+    std::sort(settings.begin(), settings.end());
+    for (const int32_t setting : settings) {
+        const Explanation explanation = explainer.explain(options.pkg, options.type, game, setting);
+        context.out << "setting " << setting
+                    << (setting == explainer.defaultSetting() ? " (default)" : "") << ": code "
+                    << explanation.choice.code << ", " << explanation.rate << "\n    because of "
+                    << explanation.reason << "\n";
+    }
+    if (!findings.empty()) {
+        context.err << "the file has findings: see kvtctl config check " << file << "\n";
+    }
+    return kDone;
+}
+
+}  // namespace
+
+void AddConfigCommands(CLI::App& app, Context& context) {
+    CLI::App* config = app.add_subcommand("config", "Check and explain a configuration file.");
+    config->require_subcommand(1);
+    const auto file = std::make_shared<std::string>();
+
+    CLI::App* check = config->add_subcommand(
+        "check",
+        "Report all that the service would ignore, read otherwise or end on.\n"
+        "Exit status: 0 clean, 1 findings, 2 unreadable.");
+    check->add_option("FILE", *file, "Configuration file")->required();
+    check->callback([file, &context] { context.status = Check(*file, context); });
+
+    const auto options = std::make_shared<ExplainOptions>();
+    CLI::App* explain = config->add_subcommand(
+        "explain",
+        "Say which code and rate a package gets, and which entry or default decides.\n"
+        "Exit status: 0, or 2 for a file that is unreadable or would end the service.");
+    explain->add_option("FILE", *file, "Configuration file")->required();
+    explain->add_option("PACKAGE", options->pkg, "Package name")->required();
+    explain->add_option("--type", options->type, "Application type (9 is a game); -1 is unknown")
+        ->check(CLI::Validator(
+            [](const std::string& text) {
+                int32_t type = 0;
+                return CLI::detail::lexical_cast(text, type) && IsKnownType(type)
+                           ? std::string()
+                           : "no such type: " + text + " (from -1 to 36, or 255)";
+            },
+            "TYPE"));
+    explain->add_flag("--game", options->game, "The package is a game");
+    explain->add_option("--setting", options->settings, "User's refresh-rate setting; default: all")
+        ->expected(1)
+        ->check(CLI::IsMember(validLcdSettings));
+    explain->callback(
+        [file, options, &context] { context.status = Explain(*file, *options, context); });
+}
+
+}  // namespace KVT::ctl
