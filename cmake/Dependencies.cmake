@@ -23,3 +23,20 @@ target_include_directories(android_base SYSTEM INTERFACE ${ANDROID_INCLUDE_DIR})
 target_compile_options(android_base INTERFACE "SHELL:-include atomic" "SHELL:-include memory")
 target_link_libraries(android_base INTERFACE
     ${ANDROID_utils} ${ANDROID_log} ${ANDROID_cutils} ${ANDROID_base} Threads::Threads)
+
+# The Java bridge needs a JDK; everything else builds without one.
+find_package(Java 11 COMPONENTS Development)
+if(Java_FOUND AND NOT DEFINED JAVA_HOME)
+    # jni.h of the same JDK, where several are installed.
+    file(REAL_PATH ${Java_JAVAC_EXECUTABLE} javac)
+    cmake_path(GET javac PARENT_PATH JAVA_HOME)
+    cmake_path(GET JAVA_HOME PARENT_PATH JAVA_HOME)
+endif()
+find_package(JNI COMPONENTS JVM)
+if(Java_FOUND AND JNI_FOUND)
+    set(KVT_HAVE_JAVA ON)
+else()
+    set(KVT_HAVE_JAVA OFF)
+    message(WARNING "No JDK found: libkvt_jni.so and its tests are not built. "
+        "Install openjdk-17-jdk-headless to have them.")
+endif()

@@ -1,0 +1,161 @@
+// SPDX-License-Identifier: Apache-2.0
+// The bridge's failure paths, which no real VM can be made to take.
+#include <gmock/gmock.h>
+#include <pthread.h>
+
+#include <system_error>
+
+#include "jni/KVTService_jni.h"
+#include "tests/support/LogCapture.h"
+
+namespace KVT {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr const char* kNoAdapter = "E/KVTService_jni: jni: javaZrKVTScene is NULL";
+constexpr const char* kNoMethod = "E/KVTService_jni: jni: setGameFps is NULL";
+constexpr const char* kNoAttach = "E/KVTService_jni: jni: AttachCurrentThread failed";
+
+/** A VM whose every answer the test decides. */
+class FakeVm : public testing::Test {
+  public:
+    FakeVm() {
+        sVm = this;
+        mVmTable.GetEnv = [](JavaVM*, void** result, jint asked) -> jint {
+            *result = asked == sVm->version ? &sVm->env : nullptr;
+            return *result != nullptr ? JNI_OK : JNI_EVERSION;
+        };
+        mVmTable.AttachCurrentThread = [](JavaVM*, void** result, void* arguments) -> jint {
+            EXPECT_EQ(arguments, nullptr);
+            *result = sVm->attachGivesEnv ? &sVm->env : nullptr;
+            return sVm->attachResult;
+        };
+        mEnvTable.NewGlobalRef = [](JNIEnv*, jobject object) { return object; };
+        mEnvTable.ExceptionCheck = [](JNIEnv*) -> jboolean { return sVm->pending; };
+        mEnvTable.ExceptionDescribe = [](JNIEnv*) { sVm->calls.push_back("describe"); };
+        mEnvTable.ExceptionClear = [](JNIEnv*) {
+            sVm->pending = JNI_FALSE;
+            sVm->calls.push_back("clear");
+        };
+        mEnvTable.GetObjectClass = [](JNIEnv*, jobject) -> jclass {
+            EXPECT_FALSE(sVm->pending);
+            return sVm->adapterClass;
+        };
+        mEnvTable.GetStaticMethodID = [](JNIEnv*, jclass, const char* name,
+                                         const char* signature) -> jmethodID {
+            EXPECT_STREQ(name, "setGameFps");
+            EXPECT_STREQ(signature, "(I)V");
+            return sVm->method;
+        };
+        mEnvTable.CallStaticVoidMethodV = [](JNIEnv*, jclass, jmethodID, va_list arguments) {
+            sVm->calls.push_back("call " + std::to_string(va_arg(arguments, jint)));
+        };
+        mEnvTable.DeleteLocalRef = [](JNIEnv*, jobject) { sVm->calls.push_back("delete"); };
+        vm.functions = &mVmTable;
+        env.functions = &mEnvTable;
+    }
+
+    void report(int32_t fps) {
+        const android::sp<KVTListener> listener = new KVTGameFpsListener;
+        listener->NotifyGameFpsToAps(fps);
+    }
+    /** Makes the adapter known, as an unregistration does too. */
+    void knowAdapter() {
+        Java_com_norvik_android_zraps_ApsKVTAdapter_nativeKVTUnRegisterListener(
+            &env, reinterpret_cast<jobject>(&mAdapter));
+    }
+
+    JavaVM vm{};
+    JNIEnv env{};
+    jint version = 0x10006;
+    jint attachResult = JNI_OK;
+    bool attachGivesEnv = true;
+    jboolean pending = JNI_FALSE;
+    jclass adapterClass = reinterpret_cast<jclass>(&mAdapter);
+    jmethodID method = reinterpret_cast<jmethodID>(&mAdapter);
+    std::vector<std::string> calls;
+    LogCapture log;
+
+  private:
+    static FakeVm* sVm;
+    JNIInvokeInterface_ mVmTable{};
+    JNINativeInterface_ mEnvTable{};
+    int mAdapter = 0;
+};
+FakeVm* FakeVm::sVm = nullptr;
+
+TEST_F(FakeVm, MustSpeakTheVersion) {
+    EXPECT_EQ(JNI_OnLoad(&vm, nullptr), 0x10006);
+    EXPECT_THAT(log.take(), IsEmpty());
+    version = 0x10004;
+    EXPECT_EQ(JNI_OnLoad(&vm, nullptr), -1);
+    EXPECT_THAT(log.take(), ElementsAre("E/KVTService_jni: jni: JNI version mismatch error"));
+}
+
+TEST_F(FakeVm, IsNotNeededForAReportToBeDropped) {
+    report(60);
+    EXPECT_THAT(log.take(), ElementsAre(kNoAdapter));
+    EXPECT_EQ(GetCurrentThreadEnv(), nullptr);
+    EXPECT_THAT(log.take(), IsEmpty());
+}
+
+TEST_F(FakeVm, DropsAReportThatCanNotBeDelivered) {
+    JNI_OnLoad(&vm, nullptr);
+    report(60);
+    EXPECT_THAT(log.take(), ElementsAre(kNoAdapter)) << "before any call from Java";
+    knowAdapter();
+
+    attachResult = JNI_ERR;
+    report(60);
+    EXPECT_THAT(log.take(), ElementsAre(kNoAttach, kNoAdapter));
+    EXPECT_EQ(GetCurrentThreadEnv(), nullptr);
+    EXPECT_THAT(log.take(), ElementsAre(kNoAttach));
+    attachResult = JNI_OK;
+    attachGivesEnv = false;
+    report(60);
+    EXPECT_THAT(log.take(), ElementsAre(kNoAttach, kNoAdapter));
+    attachGivesEnv = true;
+
+    const jclass known = adapterClass;
+    adapterClass = nullptr;
+    EXPECT_EQ(HandleReportStallEvent(&env, 60), -1);
+    EXPECT_THAT(log.take(), ElementsAre(kNoAdapter));
+    adapterClass = known;
+    method = nullptr;
+    EXPECT_EQ(HandleReportStallEvent(&env, 60), -1);
+    EXPECT_THAT(log.take(), ElementsAre(kNoMethod));
+    EXPECT_THAT(calls, IsEmpty());
+}
+
+TEST_F(FakeVm, DropsAnExceptionOnlyBeforeTheNextReport) {
+    JNI_OnLoad(&vm, nullptr);
+    knowAdapter();
+    report(60);
+    EXPECT_THAT(calls, ElementsAre("call 60", "delete"));
+    calls.clear();
+    pending = JNI_TRUE;  // as the call would have left it
+    report(61);
+    EXPECT_THAT(calls, ElementsAre("describe", "clear", "call 61", "delete"));
+}
+
+TEST_F(FakeVm, SaysThatARegistrationCouldNotStart) {
+    // A stack beyond every address space: no thread can have it.
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    ASSERT_EQ(pthread_attr_setstacksize(&attributes, size_t{1} << 50), 0);
+    ASSERT_EQ(pthread_setattr_default_np(&attributes), 0);
+    pthread_attr_destroy(&attributes);
+    int adapter = 0;
+    try {
+        Java_com_norvik_android_zraps_ApsKVTAdapter_nativeKVTRegisterListener(
+            &env, reinterpret_cast<jobject>(&adapter));
+        ADD_FAILURE() << "no exception";
+    } catch (const std::system_error& error) {
+        EXPECT_THAT(error.what(), testing::StartsWith("thread constructor failed"));
+    }
+}
+
+}  // namespace
+}  // namespace KVT
