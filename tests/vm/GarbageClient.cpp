@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: Apache-2.0
+// Sends calls with random bytes to every code of the service: garbage_client SEED CALLS
+#include <binder/IServiceManager.h>
+#include <binder/Parcel.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <random>
+
+#include "service/IKVTService.h"
+#include "service/Transactions.h"
+
+namespace {
+
+using android::IBinder;
+using android::Parcel;
+
+constexpr uint32_t kUnknownCodes[] = {
+    0, 20, 19999, 20001, 20002, IBinder::DUMP_TRANSACTION, IBinder::INTERFACE_TRANSACTION};
+
+uint32_t PickCode(std::mt19937& random) {
+    size_t known = 0;
+    const KVT::TransactionInfo* transactions = KVT::Transactions(&known);
+    const size_t index = random() % (known + std::size(kUnknownCodes));
+    return index < known ? transactions[index].code : kUnknownCodes[index - known];
+}
+
+void Fill(Parcel* data, std::mt19937& random) {
+    if (random() % 2 == 0) {
+        data->writeInterfaceToken(KVT::IKVTService::descriptor);
+    }
+    for (size_t words = random() % 64; words > 0; --words) {
+        // Half of them small, so that lengths and counts are sometimes plausible.
+        data->writeInt32(static_cast<int32_t>(random() % 2 == 0 ? random() : random() % 32));
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 3) {
+        fprintf(stderr, "usage: garbage_client SEED CALLS\n");
+        return 2;
+    }
+    std::mt19937 random(static_cast<uint32_t>(atoi(argv[1])));
+    const auto manager = android::defaultServiceManager();
+    const auto service =
+        manager == nullptr ? nullptr : manager->checkService(KVT::IKVTService::descriptor);
+    if (service == nullptr) {
+        fprintf(stderr, "garbage_client: no service\n");
+        return 1;
+    }
+    for (int call = atoi(argv[2]); call > 0; --call) {
+        Parcel data;
+        Parcel reply;
+        const uint32_t code = PickCode(random);
+        Fill(&data, random);
+        const android::status_t status =
+            service->transact(code, data, &reply, random() % 4 == 0 ? IBinder::FLAG_ONEWAY : 0);
+        if (status == android::DEAD_OBJECT) {
+            fprintf(stderr, "garbage_client: the service died of code %u\n", code);
+            return 1;
+        }
+    }
+    return 0;
+}

@@ -1,0 +1,85 @@
+# shellcheck shell=bash disable=SC2034 # variables are for the tests
+# SPDX-License-Identifier: Apache-2.0
+# For tests of the programs together, inside the virtual machine: starts and ends the system's processes, and
+# counts what was not as expected. Sourced; wants KVT_BUILD, the build directory.
+
+PATH=$KVT_BUILD/tools:$KVT_BUILD/host:$KVT_BUILD/sim:$KVT_BUILD/platform:$KVT_BUILD/tests/vm:$PATH
+source_dir=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
+work=$(mktemp -d)
+failures=0
+PATIENCE=${PATIENCE:-20} # seconds
+
+expect() { # WHAT ACTUAL EXPECTED
+    if [[ $2 == "$3" ]]; then
+        echo "ok: $1"
+    else
+        printf 'FAILED: %s\n  expected: %s\n  actual:   %s\n' "$1" "$3" "$2"
+        failures=$((failures + 1))
+    fi
+}
+
+# Asks again until the command succeeds.
+eventually() { # WHAT COMMAND...
+    local what=$1 deadline=$((SECONDS + PATIENCE))
+    shift
+    while ((SECONDS < deadline)); do
+        if "$@" >/dev/null 2>&1; then
+            echo "ok: $what"
+            return
+        fi
+        sleep 0.1
+    done
+    printf 'FAILED: %s\n  never: %s\n' "$what" "$*"
+    failures=$((failures + 1))
+    finish # what follows builds on it
+}
+
+# One call of kvtctl; sets status, out and err.
+ctl() {
+    kvtctl "$@" >"$work/out" 2>"$work/err" && status=0 || status=$?
+    out=$(<"$work/out")
+    err=$(<"$work/err")
+}
+
+# The value of one line of the status.
+status_value() { kvtctl status | sed -n "s/^$1=//p"; }
+status_is() { [[ $(status_value "$1") == "$2" ]]; }
+last_decision() { kvtctl status | sed -n 's/^[0-9]*=at [0-9.]* //p' | tail -n 1; }
+last_decision_is() { [[ $(last_decision) == "$1" ]]; }
+
+manager_answers() { [[ $(kvtctl self-test 2>&1) == *"KVTService is not running"* ]]; }
+
+start_manager() {
+    kvt-servicemanager >"$work/manager" 2>&1 &
+    manager=$!
+    eventually "the service manager answers" manager_answers
+}
+
+start_phone() {
+    kvt-phone "$source_dir/sim/scenarios/live.jsonl" >"$work/phone" 2>&1 &
+    phone=$!
+    eventually "the phone is up" grep -q "the phone is up" "$work/phone"
+}
+
+start_service() {
+    kvtd --config "$source_dir/sim/scenarios/first_light.xml" --cpuset "$work/cpus" >"$work/kvtd" 2>&1 &
+    service=$!
+    eventually "the service answers" kvtctl self-test
+}
+
+# Waits for a process of this shell; sets status. One that does not end is killed, which shows in its status.
+await_end() { # PID
+    local deadline=$((SECONDS + PATIENCE))
+    while ((SECONDS < deadline)) && kill -0 "$1" 2>/dev/null; do
+        sleep 0.1
+    done
+    kill -KILL "$1" 2>/dev/null || true
+    { wait "$1"; } 2>/dev/null && status=0 || status=$?
+}
+
+finish() {
+    if ((failures > 0)); then
+        tail -n 20 "$work/manager" "$work/phone" "$work/kvtd" || true
+    fi
+    exit $((failures > 0))
+}
