@@ -7,7 +7,7 @@
 #include "common/Log.h"
 #include "display/LcdFpsControl.h"
 #include "strategy/AppFpsDetect.h"
-#include "strategy/BaseThread.h"
+#include "strategy/CheckThread.h"
 #include "strategy/FrameRefreshDetect.h"
 #include "strategy/LcdFpsMonitor.h"
 #include "sync/Clock.h"
@@ -25,17 +25,7 @@ constexpr int64_t kMaxHighNs = 5 * kNsPerS;
 
 }  // namespace
 
-class AppDynamicFps::CheckFpsThread : public BaseThread {
-  public:
-    CheckFpsThread() : Thread(/*canCallJava=*/true) {}
-    ~CheckFpsThread() override {
-        Stop([] {});
-    }
-
-  private:
-    bool threadLoop() override {
-        return RepeatUntilExit([] { AppDynamicFps::GetInstance()->CheckFps(); });
-    }
+class AppDynamicFps::CheckFpsThread : public CheckThread<AppDynamicFps, &AppDynamicFps::CheckFps> {
 };
 
 AppDynamicFps* AppDynamicFps::GetInstance() {

@@ -32,15 +32,6 @@ class BaseThread : virtual public android::Thread {
   protected:
     android::status_t readyToRun() override;
 
-    /** The body of threadLoop(): runs for the whole life of the thread. */
-    template <typename Step>
-    bool RepeatUntilExit(Step step) {
-        while (!exitPending()) {
-            step();
-        }
-        return false;
-    }
-
   private:
     const char* mName = nullptr;
 };

@@ -3,15 +3,13 @@
 
 #include <new>
 #include <optional>
-#include <utility>
 
 #include "common/Codes.h"
 #include "common/Log.h"
 #include "detect/GameFpsDetect.h"
 #include "display/LcdFpsControl.h"
-#include "policy/FpsCommon.h"
 #include "service/KVTGameSdkListener.h"
-#include "strategy/BaseThread.h"
+#include "strategy/CheckThread.h"
 #include "strategy/GameSdkReport.h"
 #include "strategy/LcdFpsMonitor.h"
 #include "sync/Clock.h"
@@ -38,18 +36,8 @@ constexpr char kSubscription[] = "RES:com.tencent.tmgp.pubgmhd->pkg|1|10";
 
 }  // namespace
 
-class GameDynamicFps::CheckFpsThread : public BaseThread {
-  public:
-    CheckFpsThread() : Thread(/*canCallJava=*/true) {}
-    ~CheckFpsThread() override {
-        Stop([] {});
-    }
-
-  private:
-    bool threadLoop() override {
-        return RepeatUntilExit([] { GameDynamicFps::GetInstance()->CheckFps(); });
-    }
-};
+class GameDynamicFps::CheckFpsThread
+    : public CheckThread<GameDynamicFps, &GameDynamicFps::CheckFps> {};
 
 GameDynamicFps* GameDynamicFps::GetInstance() {
     static GameDynamicFps instance;
@@ -84,7 +72,7 @@ void GameDynamicFps::Set() {
     mIsPubgAeroplane = false;
     StoreGameFps(0);
     mPubgFps = kDefaultPubgFps;
-    if (mTrial == Trial::kNone) {
+    if (!mTrial.isPending()) {
         // What is pending was about the game before.
         mCond.clear();
     }
@@ -100,12 +88,7 @@ void GameDynamicFps::Set() {
 void GameDynamicFps::Reset() {
     MutexLock lock(mMutex);
     mIsActive = false;
-    if (mTrial == Trial::kRunning) {
-        // Here and not when the check thread notices: by then another strategy may have forced its
-        // own rate.
-        mTrial = Trial::kVoid;
-        FpsCommon::forcedGameFps = kNoGameFps;
-    }
+    mTrial.revoke();
     mCond.signal();
 }
 
@@ -168,25 +151,20 @@ void GameDynamicFps::CheckFps() {
 
 void GameDynamicFps::RunTrial() {
     const uint32_t changesBefore = mGameFpsChanges;
-    mTrial = Trial::kRunning;
     LcdFpsControl::SetLcdFps(kHighHz);
     KVT_LOGI("GameDynamicFps: set lcd to 90Hz 5s");
-    FpsCommon::forcedGameFps = kHighHz;
-    GameFpsDetect::GetInstance()->SendTargetFpsToAiSched(kHighHz);
+    mTrial.begin(kHighHz);
 
     (void)mCond.waitUntil(mMutex, MonotonicNow() + kTrialNs);
 
-    const bool isVoid = std::exchange(mTrial, Trial::kNone) == Trial::kVoid;
-    if (!isVoid) {
-        FpsCommon::forcedGameFps = kNoGameFps;
-        if (mGameFps <= kUpAboveFps) {
-            LcdFpsControl::SetLcdFps(kLowHz);
-            KVT_LOGI("GameDynamicFps: set lcd to 60Hz back after 5s");
-        }
+    const bool lasted = mTrial.end();
+    if (lasted && mGameFps <= kUpAboveFps) {
+        LcdFpsControl::SetLcdFps(kLowHz);
+        KVT_LOGI("GameDynamicFps: set lcd to 60Hz back after 5s");
     }
     // The event that ended the trial may have stood for several: a rate that left 60 and came back,
     // or that of the next game, has not been looked at yet.
-    if (mGameFpsChanges != changesBefore && (isVoid || mGameFps == kTrialFps)) {
+    if (mGameFpsChanges != changesBefore && (!lasted || mGameFps == kTrialFps)) {
         mCond.signal();
     }
 }

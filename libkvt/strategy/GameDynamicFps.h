@@ -6,6 +6,7 @@
 
 #include <cstdint>
 
+#include "strategy/ForcedRate.h"
 #include "sync/Condition.h"
 
 namespace KVT {
@@ -49,13 +50,6 @@ class GameDynamicFps {
   private:
     class CheckFpsThread;
 
-    /** Whether the panel is on its five seconds at 90 Hz. */
-    enum class Trial {
-        kNone,
-        kRunning,
-        kVoid,  // disarmed meanwhile, the check thread has yet to notice
-    };
-
     GameDynamicFps();
     ~GameDynamicFps();
 
@@ -68,7 +62,8 @@ class GameDynamicFps {
     int32_t mGameFps GUARDED_BY(mMutex) = 0;
     /** Counts the changes of mGameFps, so that a trial knows whether there were any. */
     uint32_t mGameFpsChanges GUARDED_BY(mMutex) = 0;
-    Trial mTrial GUARDED_BY(mMutex) = Trial::kNone;
+    /** The five seconds at 90 Hz. */
+    ForcedRate mTrial GUARDED_BY(mMutex);
     /** The frame rate that the reporting game is set to. */
     int32_t mPubgFps GUARDED_BY(mMutex);
     bool mIsActive GUARDED_BY(mMutex) = false;

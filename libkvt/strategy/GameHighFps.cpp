@@ -1,13 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "strategy/GameHighFps.h"
 
-#include <utility>
-
-#include "common/Codes.h"
 #include "common/Log.h"
 #include "detect/GameFpsDetect.h"
-#include "policy/FpsCommon.h"
-#include "strategy/BaseThread.h"
+#include "strategy/CheckThread.h"
 #include "sync/Clock.h"
 
 namespace KVT {
@@ -20,18 +16,7 @@ constexpr int64_t kBoostNs = 5 * kNsPerS;
 
 }  // namespace
 
-class GameHighFps::CheckFpsThread : public BaseThread {
-  public:
-    CheckFpsThread() : Thread(/*canCallJava=*/true) {}
-    ~CheckFpsThread() override {
-        Stop([] {});
-    }
-
-  private:
-    bool threadLoop() override {
-        return RepeatUntilExit([] { GameHighFps::GetInstance()->CheckFps(); });
-    }
-};
+class GameHighFps::CheckFpsThread : public CheckThread<GameHighFps, &GameHighFps::CheckFps> {};
 
 GameHighFps* GameHighFps::GetInstance() {
     static GameHighFps instance;
@@ -59,7 +44,7 @@ void GameHighFps::Set() {
     MutexLock lock(mMutex);
     mIsActive = true;
     StoreGameFps(0);
-    if (mBoost == Boost::kNone) {
+    if (!mBoost.isPending()) {
         // What is pending was about the game before.
         mCond.clear();
     }
@@ -68,12 +53,7 @@ void GameHighFps::Set() {
 void GameHighFps::Reset() {
     MutexLock lock(mMutex);
     mIsActive = false;
-    if (mBoost == Boost::kRunning) {
-        // Here and not when the check thread notices: by then another strategy may have forced its
-        // own rate.
-        mBoost = Boost::kVoid;
-        FpsCommon::forcedGameFps = kNoGameFps;
-    }
+    mBoost.revoke();
     mCond.signal();
 }
 
@@ -102,16 +82,12 @@ void GameHighFps::CheckFps() {
 
 void GameHighFps::RunBoost() {
     const uint32_t changesBefore = mGameFpsChanges;
-    mBoost = Boost::kRunning;
     KVT_LOGI("GameHighFps: send 90fps to sched 5s: start");
-    FpsCommon::forcedGameFps = kBoostToFps;
-    GameFpsDetect::GetInstance()->SendTargetFpsToAiSched(kBoostToFps);
+    mBoost.begin(kBoostToFps);
 
     (void)mCond.waitUntil(mMutex, MonotonicNow() + kBoostNs);
 
-    if (std::exchange(mBoost, Boost::kNone) == Boost::kRunning) {
-        FpsCommon::forcedGameFps = kNoGameFps;
-    }
+    (void)mBoost.end();
     KVT_LOGI("GameHighFps: send 90fps to sched: end");
     if (mGameFpsChanges != changesBefore && mGameFps == kBoostFromFps) {
         // The event that ended the boost may have stood for several: the rate left 60 and came

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 
+#include "strategy/ForcedRate.h"
 #include "sync/Condition.h"
 
 namespace KVT {
@@ -38,13 +39,6 @@ class GameHighFps {
   private:
     class CheckFpsThread;
 
-    /** Whether the scheduler is being asked for more than the game shows. */
-    enum class Boost {
-        kNone,
-        kRunning,
-        kVoid,  // disarmed meanwhile, the check thread has yet to notice
-    };
-
     GameHighFps();
     ~GameHighFps();
 
@@ -56,7 +50,8 @@ class GameHighFps {
     int32_t mGameFps GUARDED_BY(mMutex) = 0;
     /** Counts the changes of mGameFps, so that a boost knows whether there were any. */
     uint32_t mGameFpsChanges GUARDED_BY(mMutex) = 0;
-    Boost mBoost GUARDED_BY(mMutex) = Boost::kNone;
+    /** The five seconds in which the scheduler is asked for more. */
+    ForcedRate mBoost GUARDED_BY(mMutex);
     bool mIsActive GUARDED_BY(mMutex) = false;
 
     android::sp<CheckFpsThread> mCheckThread;

@@ -5,7 +5,7 @@
 
 #include "common/Log.h"
 #include "policy/FpsCommon.h"
-#include "strategy/BaseThread.h"
+#include "strategy/CheckThread.h"
 #include "sync/Clock.h"
 
 namespace KVT {
@@ -15,18 +15,8 @@ constexpr int64_t kResendNs = 10 * kNsPerS;
 
 }  // namespace
 
-class LcdFpsMonitor::CheckLcdFpsThread : public BaseThread {
-  public:
-    CheckLcdFpsThread() : Thread(/*canCallJava=*/true) {}
-    ~CheckLcdFpsThread() override {
-        Stop([] {});
-    }
-
-  private:
-    bool threadLoop() override {
-        return RepeatUntilExit([] { LcdFpsMonitor::GetInstance()->CheckLcdFps(); });
-    }
-};
+class LcdFpsMonitor::CheckLcdFpsThread
+    : public CheckThread<LcdFpsMonitor, &LcdFpsMonitor::CheckLcdFps> {};
 
 LcdFpsMonitor* LcdFpsMonitor::GetInstance() {
     static LcdFpsMonitor instance;

@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "strategy/BaseThread.h"
+
+namespace KVT {
+
+/** The check thread of the singleton `Owner`, which repeats `Step`. */
+template <typename Owner, void (Owner::*Step)()>
+class CheckThread : public BaseThread {
+  public:
+    // Here and not left to the base, which has no threadLoop() any more.
+    ~CheckThread() override {
+        Stop([] {});
+    }
+
+  private:
+    bool threadLoop() override {
+        while (!exitPending()) {
+            (Owner::GetInstance()->*Step)();
+        }
+        return false;
+    }
+};
+
+}  // namespace KVT
