@@ -16,7 +16,7 @@ foreach(name utils log cutils base)
     find_library(ANDROID_${name} ${name} PATHS ${ANDROID_LIB_DIR} NO_DEFAULT_PATH REQUIRED)
 endforeach()
 set(CMAKE_BUILD_RPATH ${ANDROID_LIB_DIR})
-set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR};${ANDROID_LIB_DIR}")
+set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR};${ANDROID_LIB_DIR}")  # of programs
 
 add_library(android_base INTERFACE)
 target_include_directories(android_base SYSTEM INTERFACE ${ANDROID_INCLUDE_DIR})
