@@ -191,9 +191,23 @@ TEST_F(Checker, FindsColumnsThroughCommentsAndQuotes) {
 }
 
 TEST_F(Checker, ShowsTextOfTheFileWithoutItsControlCharacters) {
-    const std::string name = "\x1b[2J" + std::string(500, 'x');
-    EXPECT_THAT(checkText(ConfigWith("<Param name='" + name + "'/>")),
-                ElementsAre(HasSubstr("unknown section '?[2J" + std::string(76, 'x') + "...'")));
+    const std::string x79(79, 'x');
+    const struct {
+        std::string text;
+        std::string shown;
+    } cases[] = {
+        {"\x1b[2J" + std::string(500, 'x'), "?[2J" + std::string(76, 'x') + "..."},
+        {"\x7f&#x9b;2J\xc2\x80\xc2\x9f", "???2J????"},
+        {"\xc2\xa0\xc3\xa9\xe2\x82\xac\xf0\x9f\x8e\xae",
+         "\xc2\xa0\xc3\xa9\xe2\x82\xac\xf0\x9f\x8e\xae"},
+        {"\x9b\xc3+\xff\xe2\x82", "??+???"},
+        {x79 + "\xc3\xa9", x79 + "\xc3\xa9"},
+        {x79 + "\xc3\xa9y", x79 + "\xc3\xa9..."},
+    };
+    for (const auto& row : cases) {
+        EXPECT_THAT(checkText(ConfigWith("<Param name='" + row.text + "'/>")),
+                    ElementsAre(HasSubstr("unknown section '" + row.shown + "' is ignored")));
+    }
 }
 
 TEST_F(Checker, AnswersSoonForAHundredThousandEntries) {

@@ -69,6 +69,7 @@ TEST_F(Kvtctl, RefusesACommandLineThatItCanNotRead) {
         {"config", "check"},
         {"config", "check", "a.xml", "b.xml"},
         {"config", "explain", KVT_SAMPLE_CONFIG},
+        {"config", "explain", KVT_SAMPLE_CONFIG, ""},
         {"config", "explain", KVT_SAMPLE_CONFIG, "a.b", "--type", "37"},
         {"config", "explain", KVT_SAMPLE_CONFIG, "a.b", "--type", "x"},
         {"config", "explain", KVT_SAMPLE_CONFIG, "a.b", "--setting", "3"},

@@ -24,8 +24,41 @@ std::string Joined(const std::vector<std::string>& parts) {
     return text;
 }
 
+/** The bytes of the UTF-8 character that the text begins with; 0 for a control character, or none.
+ */
+size_t PrintableBytes(std::string_view text) {
+    const auto byte = [&](size_t i) { return static_cast<unsigned char>(text[i]); };
+    if (byte(0) < 0x80) {
+        return byte(0) < ' ' || byte(0) == 0x7f ? 0 : 1;
+    }
+    const size_t size = byte(0) >= 0xf0 ? 4 : byte(0) >= 0xe0 ? 3 : 2;
+    if (byte(0) < 0xc2 || byte(0) > 0xf4 || text.size() < size) {
+        return 0;
+    }
+    for (size_t i = 1; i < size; ++i) {
+        if ((byte(i) & 0xc0) != 0x80) {
+            return 0;
+        }
+    }
+    const bool c1Control = byte(0) == 0xc2 && byte(1) < 0xa0;
+    return c1Control ? 0 : size;
+}
+
+/** Fit for a terminal: cut when long, '?' for each byte of what is no printable UTF-8. */
+std::string Printable(std::string_view text) {
+    constexpr size_t kShown = 80;
+    std::string shown;
+    size_t i = 0;
+    while (i < text.size() && i < kShown) {
+        const size_t bytes = PrintableBytes(text.substr(i));
+        shown += bytes == 0 ? "?" : text.substr(i, bytes);
+        i += std::max<size_t>(bytes, 1);
+    }
+    return shown + (i < text.size() ? "..." : "");
+}
+
 std::string TagOf(const XMLElement* element) {
-    return "<" + std::string(element->Name()) + ">";
+    return "<" + Printable(element->Name()) + ">";
 }
 
 bool IsIntegerOfBase(std::string_view text, int base) {
@@ -40,12 +73,7 @@ bool IsIntegerOfBase(std::string_view text, int base) {
 }  // namespace
 
 std::string Quoted(std::string_view text) {
-    constexpr size_t kShown = 80;
-    std::string quoted = "'";
-    for (const char c : text.substr(0, kShown)) {
-        quoted += static_cast<unsigned char>(c) < ' ' || c == '\x7f' ? '?' : c;
-    }
-    return quoted + (text.size() > kShown ? "...'" : "'");
+    return "'" + Printable(text) + "'";
 }
 
 std::string OneOfNames(std::vector<std::string> names) {

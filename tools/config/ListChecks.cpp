@@ -21,12 +21,16 @@ bool IsTypeList(const std::string& name) {
     return name == kAppTypes[0].listName || name == kAppTypes[1].listName;
 }
 
-/** Whether a package's name could begin like this. */
+/** Whether a package's name could begin like this: parts between dots, each beginning with a
+ * letter. */
 bool IsPackagePrefix(std::string_view prefix) {
+    bool first = true;
     for (const char c : prefix) {
-        if (isalnum(static_cast<unsigned char>(c)) == 0 && c != '_' && c != '.') {
+        const auto byte = static_cast<unsigned char>(c);
+        if (isalpha(byte) == 0 && (first || (isdigit(byte) == 0 && c != '_' && c != '.'))) {
             return false;
         }
+        first = c == '.';
     }
     return true;
 }
@@ -134,8 +138,9 @@ void ListChecks::package(PackageEntries& entries, const XMLElement* element) {
         mFindings.add(element, "an empty text begins every package's name", "a package, or '*'");
     }
     if (!IsPackagePrefix(prefix)) {
-        mFindings.add(element, "no package's name begins with " + Quoted(prefix),
-                      "letters, digits, '_' and '.', and an optional '*'");
+        mFindings.add(
+            element, "no package's name begins with " + Quoted(prefix),
+            "parts of letters, digits and '_', each beginning with a letter, and an optional '*'");
     }
     entries.push_back({element, prefix});
 }

@@ -49,14 +49,15 @@ const SlideParam& SlideParamOf(const char* name) {
 }  // namespace
 
 const SectionChecks::Row SectionChecks::kRows[] = {
-    {"setting_switch", &SectionChecks::settingSwitch, false},
-    {"setting_switch_id_default", &SectionChecks::settingDefaultId, true},
-    {"application_list", &SectionChecks::applicationList, false},
-    {"TP_pointer_position_switch", &SectionChecks::tpPointer, true},
-    {"force_multi_app_lcd_fps", &SectionChecks::multiApp, true},
-    {"SF_composition_config", &SectionChecks::composition, true},
-    {"high_freq_smart_slide_model_config", &SectionChecks::slideModel, true},
-    {"partical_compose_threshold_config", &SectionChecks::partialCompose, true},
+    {"setting_switch", &SectionChecks::settingSwitch, nullptr},
+    {"setting_switch_id_default", &SectionChecks::settingDefaultId, "overrides"},
+    {"application_list", &SectionChecks::applicationList, nullptr},
+    {"TP_pointer_position_switch", &SectionChecks::tpPointer, "overrides"},
+    {"force_multi_app_lcd_fps", &SectionChecks::multiApp, "overrides"},
+    {"SF_composition_config", &SectionChecks::composition,
+     "starts anew with what the compositor is sent, and keeps the other parameters of"},
+    {"high_freq_smart_slide_model_config", &SectionChecks::slideModel, "overrides"},
+    {"partical_compose_threshold_config", &SectionChecks::partialCompose, "adds to"},
 };
 
 void SectionChecks::group(const XMLElement* group) {
@@ -76,9 +77,10 @@ void SectionChecks::param(const XMLElement* param) {
             continue;
         }
         const auto [first, isNew] = mSections.emplace(name, param);
-        if (!isNew && row.once) {
+        if (!isNew && row.repeated != nullptr) {
             mFindings.add(param,
-                          "section " + Quoted(name) + " overrides the one " + OnLine(first->second),
+                          "section " + Quoted(name) + " " + row.repeated + " the one " +
+                              OnLine(first->second),
                           "one section of that name");
         }
         return (this->*row.check)(param);
@@ -97,6 +99,10 @@ void SectionChecks::settingSwitch(const XMLElement* param) {
         if (validLcdSettings.count(id) == 0) {
             mFindings.add(setting, "setting " + std::to_string(id) + " is never in force",
                           OneOfNumbers({validLcdSettings.begin(), validLcdSettings.end()}), "id");
+        }
+        if (setting->FirstChildElement("switch") == nullptr) {
+            mFindings.add(setting, "setting " + std::to_string(id) + " without switches is ignored",
+                          "at least one <switch>");
         }
         ForEachChild(setting, "switch",
                      [this, id](const XMLElement* element) { switchOf(id, element); });

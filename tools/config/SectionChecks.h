@@ -22,8 +22,8 @@ class SectionChecks {
     struct Row {
         const char* name;
         void (SectionChecks::*check)(const XMLElement* param);
-        /** A later section of the same name overrides the earlier one. */
-        bool once;
+        /** What a later section of that name does to the earlier one; null: several are usual. */
+        const char* repeated;
     };
     static const Row kRows[];
 

@@ -98,7 +98,11 @@ void AddConfigCommands(CLI::App& app, Context& context) {
         "Say which code and rate a package gets, and which entry or default decides.\n"
         "Exit status: 0, or 2 for a file that is unreadable or would end the service.");
     explain->add_option("FILE", *file, "Configuration file")->required();
-    explain->add_option("PACKAGE", options->pkg, "Package name")->required();
+    explain->add_option("PACKAGE", options->pkg, "Package name")
+        ->required()
+        ->check(CLI::Validator(
+            [](const std::string& text) { return text.empty() ? "a package has a name" : ""; },
+            "NAME"));
     explain->add_option("--type", options->type, "Application type (9 is a game); -1 is unknown")
         ->check(CLI::Validator(
             [](const std::string& text) {
