@@ -26,7 +26,9 @@ class IBinder : public virtual RefBase {
 
         PING_TRANSACTION = B_PACK_CHARS('_', 'P', 'N', 'G'),
         DUMP_TRANSACTION = B_PACK_CHARS('_', 'D', 'M', 'P'),
+        SHELL_COMMAND_TRANSACTION = B_PACK_CHARS('_', 'C', 'M', 'D'),
         INTERFACE_TRANSACTION = B_PACK_CHARS('_', 'N', 'T', 'F'),
+        SYSPROPS_TRANSACTION = B_PACK_CHARS('_', 'S', 'P', 'R'),
 
         /** The caller does not wait and gets no reply. */
         FLAG_ONEWAY = 0x00000001,

@@ -19,6 +19,39 @@ BpBinder* IBinder::remoteBinder() {
     return nullptr;
 }
 
+namespace {
+
+Vector<String16> ReadArguments(const Parcel& data) {
+    Vector<String16> args;
+    // A count that promises more than was sent ends where reading gets no further.
+    size_t position = 0;
+    for (int32_t left = data.readInt32(); left > 0 && data.dataPosition() != position; --left) {
+        position = data.dataPosition();
+        if (data.dataAvail() > 0) {
+            args.add(data.readString16());
+        }
+    }
+    return args;
+}
+
+/** There are no commands. The shell waits until its receiver has been told. */
+status_t RefuseShellCommand(const Parcel& data) {
+    for (int i = 0; i < 3; ++i) {
+        data.readFileDescriptor();  // input, output, errors
+    }
+    ReadArguments(data);
+    data.readStrongBinder();  // opens files for the command
+    if (const sp<IBinder> receiver = data.readStrongBinder(); receiver != nullptr) {
+        Parcel result;
+        result.writeInterfaceToken(String16("com.android.internal.os.IResultReceiver"));
+        result.writeInt32(INVALID_OPERATION);
+        receiver->transact(IBinder::FIRST_CALL_TRANSACTION, result, nullptr, IBinder::FLAG_ONEWAY);
+    }
+    return OK;
+}
+
+}  // namespace
+
 BBinder::BBinder() = default;
 BBinder::~BBinder() = default;
 
@@ -60,18 +93,12 @@ status_t BBinder::onTransact(uint32_t code, const Parcel& data, Parcel* reply, u
             if (fd < 0) {
                 return fd;
             }
-            Vector<String16> args;
-            // A count that promises more than was sent ends where reading gets no further.
-            size_t position = 0;
-            for (int32_t left = data.readInt32(); left > 0 && data.dataPosition() != position;
-                 --left) {
-                position = data.dataPosition();
-                if (data.dataAvail() > 0) {
-                    args.add(data.readString16());
-                }
-            }
-            return dump(fd, args);
+            return dump(fd, ReadArguments(data));
         }
+        case SHELL_COMMAND_TRANSACTION:
+            return RefuseShellCommand(data);
+        case SYSPROPS_TRANSACTION:
+            return OK;  // properties have changed, of which nothing is kept here
         default:
             return UNKNOWN_TRANSACTION;
     }

@@ -21,6 +21,21 @@ using android::wp;
 
 class Object : public BBinder {};
 
+/** Keeps the bytes of its last call. */
+class Receiver : public BBinder {
+  public:
+    Bytes received;
+
+  protected:
+    android::status_t onTransact(uint32_t code, const Parcel& data, Parcel*,
+                                 uint32_t flags) override {
+        EXPECT_EQ(code, 1u);
+        EXPECT_EQ(flags, static_cast<uint32_t>(FLAG_ONEWAY));
+        received = BytesOf(data);
+        return android::OK;
+    }
+};
+
 TEST(Parcel, WritesAndroidTensBytes) {
     Parcel parcel;
     parcel.writeInt32(-2);
@@ -221,6 +236,30 @@ TEST(LocalBinder, GivesAOneWayCallerNoReply) {
     hostile.writeStrongBinder(object);
     EXPECT_EQ(object->transact(IBinder::DUMP_TRANSACTION, hostile, &reply), android::OK);
     EXPECT_EQ(object->linkToDeath(nullptr), android::INVALID_OPERATION);
+}
+
+TEST(LocalBinder, HasNoShellCommands) {
+    const sp<Object> object = new Object;
+    const sp<Receiver> receiver = new Receiver;
+    Parcel data;
+    Parcel reply;
+    for (int fd = 0; fd < 3; ++fd) {
+        data.writeFileDescriptor(fd);
+    }
+    data.writeInt32(1);
+    data.writeString16(String16("help"));
+    data.writeStrongBinder(nullptr);
+    data.writeStrongBinder(receiver);
+    EXPECT_EQ(object->transact(IBinder::SHELL_COMMAND_TRANSACTION, data, &reply), android::OK);
+    EXPECT_EQ(reply.dataSize(), 0u);
+    EXPECT_EQ(receiver->received,
+              FromHex("00000080 ffffffff 27000000 ~'com.android.internal.os.IResultReceiver' 0000"
+                      "daffffff"));
+    Parcel empty;
+    for (const uint32_t code :
+         {IBinder::SHELL_COMMAND_TRANSACTION, IBinder::SYSPROPS_TRANSACTION}) {
+        EXPECT_EQ(object->transact(code, empty, &reply), android::OK) << code;
+    }
 }
 
 }  // namespace
