@@ -4,7 +4,7 @@
 # What "cmake --install" writes is complete in itself: libraries, programs, and what other projects build with.
 set -euo pipefail
 
-build=$1
+build=$(realpath "$1")
 cxx=$2
 here=$(realpath "$(dirname "${BASH_SOURCE[0]}")")
 work=$(mktemp -d)
@@ -19,11 +19,12 @@ cmake --install "$build" --prefix "$work/unpacked" >/dev/null
 mv "$work/unpacked" "$work/moved" # works wherever it lies
 cd "$work/moved"
 
-for file in lib*/*.so bin/*; do
-    ldd -r "$file" >"$work/ldd" 2>&1
-    ! grep -E 'undefined symbol|not found|=> '"$(realpath "$build")" "$work/ldd" || fail "$file is not complete"
+mapfile -t libraries < <(find lib* -name '*.so')
+for file in "${libraries[@]}" bin/*; do
+    ldd -r "$file" >"$work/ldd" 2>&1 || fail "$file can not be loaded"
+    ! grep -E 'undefined symbol|not found|=> '"$build" "$work/ldd" || fail "$file is not complete"
 done
-runtimes=$(nm -D --defined-only --print-file-name lib*/*.so | grep -c 'ProcessState4selfEv$' || true)
+runtimes=$(nm -D --defined-only --print-file-name "${libraries[@]}" | grep -c 'ProcessState4selfEv$' || true)
 ((runtimes == 1)) || fail "a process with all libraries has $runtimes binder runtimes"
 
 cmake -S "$here/consumer" -B "$work/consumer" -G Ninja "-DCMAKE_CXX_COMPILER=$cxx" \
