@@ -10,9 +10,11 @@
 #include <cerrno>
 #include <cstdlib>
 #include <iterator>
+#include <string>
 
 #include "tests/platform/linux/binder/FakeDriver.h"
 #include "tests/platform/linux/binder/LocalObject.h"
+#include "tests/support/Bytes.h"
 
 namespace KVT::test {
 namespace {
@@ -118,6 +120,51 @@ TEST(KernelProcess, TakesEveryWayOfSayingThatAServiceIsMissing) {
     ASSERT_NE(service, nullptr);
     EXPECT_EQ(service->remoteBinder()->handle(), 9);
     EXPECT_EQ(Driver().buffersOut(), 0u) << "a buffer with objects goes back at once";
+}
+
+// The bytes that Android 10's own clients and service manager exchange.
+TEST(KernelProcess, SpeaksTheServiceManagersLanguage) {
+    const std::string token = "00000080 ffffffff 1a000000 ~'android.os.IServiceManager' 00000000";
+    const struct {
+        uint32_t code;
+        std::string request;
+        const char* reply;
+        uint32_t flags = 0;
+    } exchanges[] = {
+        {IBinder::PING_TRANSACTION, "", ""},
+        {2, token + "06000000 ~'Nobody' 00000000", "00000000"},
+        {3,
+         token + "03000000 ~'a.b' 0000  852a6273 13010000 0000000000000000 0000000000000000"
+                 "01000000 02000000",
+         "00000000"},
+        {4, token + "00000000 0f000000", "02000000 ~'ab' 0000 f059"},  // padding means nothing
+        {4, token + "01000000 0f000000", "ffffffff", TF_STATUS_CODE},
+    };
+    const auto* next = std::begin(exchanges);
+    Driver().onCall = [&](const FakeDriver::Command& command) {
+        if (next == std::end(exchanges)) {
+            ADD_FAILURE() << "one call too many";
+            return Answer().add(BR_FAILED_REPLY);
+        }
+        const auto sent = command.as<binder_transaction_data>();
+        const auto* bytes = reinterpret_cast<const uint8_t*>(sent.data.ptr.buffer);
+        EXPECT_EQ(sent.target.handle, 0u);
+        EXPECT_EQ(sent.code, next->code);
+        EXPECT_EQ(sent.flags, static_cast<uint32_t>(TF_ACCEPT_FDS));
+        EXPECT_EQ(Bytes(bytes, bytes + sent.data_size), FromHex(next->request));
+        const Bytes answer = FromHex(next->reply);
+        binder_transaction_data reply = Driver().receive(answer.data(), answer.size());
+        reply.flags = next++->flags;
+        return Answer().add(BR_REPLY, reply);
+    };
+    const sp<IServiceManager> manager = defaultServiceManager();
+    ASSERT_NE(manager, nullptr);
+    EXPECT_EQ(manager->checkService(String16("Nobody")), nullptr);
+    EXPECT_EQ(manager->addService(String16("a.b"), nullptr, true, 2), OK);
+    const Vector<String16> names = manager->listServices(15);
+    ASSERT_EQ(names.size(), 1u);
+    EXPECT_EQ(names[0], String16("ab"));
+    EXPECT_EQ(next, std::end(exchanges));
 }
 
 TEST(KernelProcess, AsksAProxyForItsInterfaceOnce) {
