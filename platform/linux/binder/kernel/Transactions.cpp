@@ -37,6 +37,9 @@ status_t IPCThreadState::transact(int32_t handle, uint32_t code, const Parcel& d
     if (!mIsLooper && mServing == 0) {
         processPendingDerefs();
     }
+    // A one-way call does not wait for more, and until the driver knows that the objects in it are
+    // acquired, it tells nobody of their release.
+    flushUnlessLooping();
     return status;
 }
 

@@ -77,6 +77,18 @@ TEST_F(KernelCalls, AOneWayCallEndsWhenTheDriverHasTakenIt) {
     EXPECT_EQ(call(nullptr, IBinder::FLAG_ONEWAY), OK);
 }
 
+TEST_F(KernelCalls, AOneWayCallLeavesNoConfirmationUnsent) {
+    const sp<LocalObject> sent = new LocalObject;
+    const binder_ptr_cookie name{reinterpret_cast<uintptr_t>(sent->getWeakRefs()),
+                                 reinterpret_cast<uintptr_t>(sent.get())};
+    mDriver.answer(
+        Answer().add(BR_INCREFS, name).add(BR_ACQUIRE, name).add(BR_TRANSACTION_COMPLETE));
+    EXPECT_EQ(call(nullptr, IBinder::FLAG_ONEWAY), OK);
+    EXPECT_EQ(mDriver.count(BC_ACQUIRE_DONE), 1);
+    mDriver.answer(Answer().add(BR_RELEASE, name).add(BR_DECREFS, name));
+    serve();
+}
+
 TEST_F(KernelCalls, TellsFailuresApart) {
     const binder_transaction_data status =
         words({PERMISSION_DENIED}, static_cast<uint32_t>(TF_STATUS_CODE));
