@@ -194,9 +194,15 @@ status_t IPCThreadState::talkWithDriver() {
     if (hasInput()) {
         return OK;
     }
-    const status_t status = sendCommands(true);
-    processPostWriteDerefs();
-    return status;
+    // What is held until the driver has counted it in must not be held through a long wait.
+    if (!mPostWriteStrong.empty() || !mPostWriteWeak.empty()) {
+        const status_t status = sendCommands(false);
+        processPostWriteDerefs();
+        if (status != OK) {
+            return status;
+        }
+    }
+    return sendCommands(true);
 }
 
 void IPCThreadState::flushCommands() {

@@ -77,6 +77,24 @@ TEST_F(KernelObjects, AProxySurvivesUntilTheDriverKnowsOfIt) {
     EXPECT_EQ(mDriver.count(BC_RELEASE), 1);
 }
 
+TEST_F(KernelObjects, AThreadThatWaitsHoldsNoProxy) {
+    const sp<LocalObject> object = new LocalObject;
+    object->onCall = [](const Parcel&, Parcel*) {
+        proxy();
+        return status_t{OK};
+    };
+    mDriver.answer(
+        Answer().add(BR_TRANSACTION,
+                     FakeDriver::CallOf(object.get(), 1, mDriver.receiveWords({1}, TF_ONE_WAY))));
+    mDriver.onRead = [this]() -> std::optional<Answer> {
+        EXPECT_EQ(mDriver.count(BC_ACQUIRE), 1);
+        EXPECT_EQ(mDriver.references(), 0);
+        return {};
+    };
+    serve();
+    EXPECT_EQ(object->calls.size(), 1u);
+}
+
 TEST_F(KernelObjects, AThreadThatEndsLeavesNothingUnsaid) {
     std::thread([] { proxy(); }).join();
     EXPECT_EQ(mDriver.count(BC_ACQUIRE), 1);
