@@ -8,6 +8,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 
 #include "sync/Clock.h"
@@ -30,9 +31,11 @@ Child::~Child() {
 }
 
 void Child::kill() {
-    if (mPid > 0) {
-        ::kill(mPid, SIGKILL);
+    if (const pid_t pid = mPid; pid > 0) {
+        ::kill(pid, SIGKILL);
         wait();
+        // The driver learns of a death a little later, and allows one service manager at a time.
+        EXPECT_TRUE(Eventually([pid] { return DriverStats(pid).empty(); }));
     }
 }
 
@@ -46,8 +49,32 @@ int Child::wait() {
     return mStatus;
 }
 
+Signal::Signal() {
+    EXPECT_EQ(pipe(mEnds), 0);
+}
+
+Signal::~Signal() {
+    close(mEnds[0]);
+    close(mEnds[1]);
+}
+
+void Signal::raise() const {
+    EXPECT_EQ(write(mEnds[1], "", 1), 1);
+}
+
+void Signal::await() const {
+    char byte;
+    EXPECT_EQ(read(mEnds[0], &byte, 1), 1);
+}
+
+namespace {
+
+constexpr const char* kDriverStats = "/sys/kernel/debug/binder/stats";
+
+}  // namespace
+
 int DriverCount(const std::string& kind) {
-    std::ifstream stats("/sys/kernel/debug/binder/stats");
+    std::ifstream stats(kDriverStats);
     std::string word;
     while (stats >> word) {
         int active = 0;
@@ -56,6 +83,26 @@ int DriverCount(const std::string& kind) {
         }
     }
     return -1;
+}
+
+std::map<std::string, std::string> DriverStats(pid_t pid) {
+    std::ifstream stats(kDriverStats);
+    std::map<std::string, std::string> found;
+    bool inside = false;
+    for (std::string line; std::getline(stats, line);) {
+        if (line.compare(0, 2, "  ") != 0) {
+            inside = line == "proc " + std::to_string(pid) || (inside && line == "context binder");
+        } else if (const size_t colon = line.find(": "); inside && colon != std::string::npos) {
+            found[line.substr(2, colon - 2)] = line.substr(colon + 2);
+        }
+    }
+    return found;
+}
+
+int ProcessCount(pid_t pid, const std::string& kind) {
+    const auto folder = "/proc/" + std::to_string(pid) + "/" + kind;
+    const std::filesystem::directory_iterator entries(folder);
+    return static_cast<int>(std::distance(begin(entries), end(entries)));
 }
 
 bool Eventually(const std::function<bool()>& question) {

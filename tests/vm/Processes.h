@@ -4,6 +4,7 @@
 #include <sys/types.h>
 
 #include <functional>
+#include <map>
 #include <string>
 
 namespace KVT::test {
@@ -20,6 +21,7 @@ class Child {
     Child& operator=(const Child&) = delete;
 
     pid_t pid() const { return mPid; }
+    /** Returns when the driver, too, knows that it is dead. */
     void kill();
     /** @return its exit status: 0 when it ran to the end without a failed expectation */
     int wait();
@@ -29,8 +31,30 @@ class Child {
     int mStatus = -1;
 };
 
+/** What a process does once and another one waits for. Made before both are forked. */
+class Signal {
+  public:
+    Signal();
+    ~Signal();
+    Signal(const Signal&) = delete;
+    Signal& operator=(const Signal&) = delete;
+
+    void raise() const;
+    /** Returns at once for each time that it was raised. */
+    void await() const;
+
+  private:
+    int mEnds[2];
+};
+
 /** What the driver counts of one kind of thing ("node", "ref", "death") over all processes. */
 int DriverCount(const std::string& kind);
+
+/** What the driver says about one process ("threads", "nodes", ...); empty if it knows none. */
+std::map<std::string, std::string> DriverStats(pid_t pid);
+
+/** How many threads or descriptors ("task", "fd") a process has. */
+int ProcessCount(pid_t pid, const std::string& kind);
 
 /** Asks again for 10 s at most until the answer is yes. */
 bool Eventually(const std::function<bool()>& question);

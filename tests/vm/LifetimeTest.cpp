@@ -1,0 +1,281 @@
+// SPDX-License-Identifier: Apache-2.0
+// How long listeners live between processes, and that nobody keeps anything of the dead: the real
+// service, and clients that register through the facade.
+#include <android/log.h>
+#include <binder/IPCThreadState.h>
+#include <binder/ProcessState.h>
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <unistd.h>
+
+#include <map>
+#include <optional>
+#include <string>
+
+#include "host/KVTServiceImpl.h"
+#include "linux/servicemanager/ServiceManager.h"
+#include "service/KVTManager.h"
+#include "service/KVTManagerImpl.h"
+#include "tests/vm/Processes.h"
+#include "tests/vm/Workshop.h"
+
+namespace KVT::test {
+namespace {
+
+using namespace android;
+
+#if defined(__clang__) || defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr int kScale = 10;  // it is enough that one build counts to the end
+#else
+constexpr int kScale = 1;
+#endif
+// Together 10,000 registrations that end by a death: half by the client's, half by the service's.
+constexpr int kDeaths = 100 / kScale;
+constexpr int kRegistrationsPerDeath = 50;
+constexpr int kCycles = 2'000 / kScale;
+
+/** Fewer threads than usual: each has memory of its own, and takes some more from the heap. */
+constexpr int kPoolThreads = 3;
+
+void StartPool() {
+    ProcessState::self()->setThreadPoolMaxThreadCount(kPoolThreads);
+    ProcessState::self()->startThreadPool();
+}
+
+/** What only the test asks of the service. */
+enum Question : uint32_t {
+    kReport = 1000,  // int32 fps; reports it to the listeners
+    kListeners,      // -> int32: how many are registered
+    kHeap,           // -> int32: bytes in use
+};
+
+int32_t HeapBytes() {
+    return static_cast<int32_t>(mallinfo2().uordblks);
+}
+
+class AnsweringService : public KVTServiceImpl {
+  protected:
+    status_t onTransact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags) override {
+        switch (code) {
+            case kReport:
+                ReportGameFps(data.readInt32());
+                return OK;
+            case kListeners:
+                return reply->writeInt32(static_cast<int32_t>(listenerCount()));
+            case kHeap:
+                return reply->writeInt32(HeapBytes());
+            default:
+                return KVTServiceImpl::onTransact(code, data, reply, flags);
+        }
+    }
+};
+
+void RunService(const Signal& published) {
+    const sp<KVTServiceImpl> service = new AnsweringService;
+    StartPool();
+    ASSERT_EQ(Manager()->addService(IKVTService::descriptor, service), OK);
+    IPCThreadState::self()->flushCommands();
+    published.raise();
+    IPCThreadState::self()->joinThreadPool();
+}
+
+int32_t Ask(Question question, int32_t argument = 0) {
+    const sp<IBinder> service = Manager()->checkService(IKVTService::descriptor);
+    Parcel reply;
+    return service == nullptr ? -1 : Call(service, question, &reply, argument).readInt32();
+}
+
+class Listener : public KVTListener {
+  public:
+    Listener() { ++sAlive; }
+    ~Listener() override { --sAlive; }
+    void NotifyGameFpsToAps(int32_t fps) override { sTold += fps; }
+
+    static int alive() { return sAlive; }
+    static int told() { return sTold; }
+
+  private:
+    static std::atomic<int> sAlive;
+    static std::atomic<int> sTold;
+};
+
+std::atomic<int> Listener::sAlive{0};
+std::atomic<int> Listener::sTold{0};
+
+/** What a process has, and the driver for it. */
+std::map<std::string, int> Holdings(pid_t pid) {
+    if (auto* thread = IPCThreadState::selfOrNull(); thread != nullptr) {
+        thread->flushCommands();  // if it is this process, it may have a buffer to give back
+    }
+    std::map<std::string, int> holdings{{"descriptors", ProcessCount(pid, "fd")}};
+    const auto stats = DriverStats(pid);
+    for (const char* kind : {"nodes", "refs", "buffers", "pending transactions"}) {
+        const auto found = stats.find(kind);
+        holdings[kind] = found == stats.end() ? -1 : std::stoi(found->second);
+    }
+    return holdings;
+}
+
+void ExpectAgain(pid_t pid, const std::map<std::string, int>& before) {
+    Eventually([&] { return Holdings(pid) == before; });
+    EXPECT_EQ(Holdings(pid), before);
+    // Threads of the pool come when they are needed, and stay. Two started it, and two
+    // may be a sanitizer's.
+    EXPECT_LE(ProcessCount(pid, "task"), kPoolThreads + 4);
+}
+
+/** No block is smaller than 32 bytes: so much at least would a leak in every cycle be. */
+void ExpectHeap(int32_t after, int32_t before, int32_t cycles) {
+    // The allocator keeps some kilobytes for each thread, which drowns a short run.
+    if (kScale == 1) {
+        EXPECT_LT(after - before, 32 * cycles);
+    }
+}
+
+class LifetimeVm : public testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_EQ(access("/dev/binder", R_OK | W_OK), 0) << "run this through scripts/vm";
+        __android_log_set_minimum_priority(ANDROID_LOG_FATAL);  // one line for each registration
+        mManager.emplace([] { RunServiceManager(); });
+    }
+
+    void startService() {
+        mService.emplace([this] { RunService(mPublished); });
+        mPublished.await();
+    }
+
+    Signal mPublished;
+    std::optional<Child> mManager;
+    std::optional<Child> mService;
+};
+
+TEST_F(LifetimeVm, AManagerLivesAsLongAsTheServiceHoldsIt) {
+    startService();
+    Signal registered;
+    Child client([&] {
+        StartPool();
+        {
+            const sp<Listener> twice = new Listener;
+            EXPECT_EQ(KVTManager::RegisterListener(twice), 0);
+            EXPECT_EQ(KVTManager::RegisterListener(twice), 0);
+            EXPECT_EQ(KVTManager::RegisterListener(new Listener), 0);
+        }
+        EXPECT_TRUE(Eventually([] { return Ask(kListeners) == 3; }));
+        Ask(kReport, 45);
+        EXPECT_TRUE(Eventually([] { return Listener::told() == 3 * 45; })) << Listener::told();
+        EXPECT_EQ(Listener::alive(), 2);
+        registered.raise();
+        EXPECT_TRUE(Eventually([] { return Listener::alive() == 0; }));
+    });
+    registered.await();
+    mService->kill();
+    EXPECT_EQ(client.wait(), 0);
+}
+
+TEST_F(LifetimeVm, DeadServicesLeaveNothingWithTheirClients) {
+    Signal ready;
+    Signal registered;
+    Child client([&] {
+        StartPool();
+        Manager();
+        ready.raise();
+        const auto before = Holdings(getpid());
+        int32_t heap = 0;
+        for (int death = 0; death < kDeaths; ++death) {
+            mPublished.await();
+            for (int i = 0; i < kRegistrationsPerDeath; ++i) {
+                EXPECT_EQ(KVTManager::RegisterListener(new Listener), 0);
+            }
+            // Some die with everything registered, some with registrations on their way.
+            if (death % 4 == 0) {
+                EXPECT_TRUE(Eventually([] { return Ask(kListeners) == kRegistrationsPerDeath; }));
+                EXPECT_EQ(Listener::alive(), kRegistrationsPerDeath);
+            }
+            registered.raise();
+            ASSERT_TRUE(Eventually([] { return Listener::alive() == 0; })) << Listener::alive();
+            heap = death == 0 ? HeapBytes() : heap;
+        }
+        ExpectAgain(getpid(), before);
+        ExpectHeap(HeapBytes(), heap, kDeaths * kRegistrationsPerDeath);
+    });
+    ready.await();
+    const auto managers = Holdings(mManager->pid());
+    for (int death = 0; death < kDeaths; ++death) {
+        mService.emplace([this] { RunService(mPublished); });
+        registered.await();
+        mService->kill();
+    }
+    EXPECT_EQ(client.wait(), 0);
+    ExpectAgain(mManager->pid(), managers);
+}
+
+TEST_F(LifetimeVm, DeadClientsLeaveNothingWithTheService) {
+    startService();
+    const auto before = Holdings(mService->pid());
+    const auto managers = Holdings(mManager->pid());
+    Signal first;
+    Signal last;
+    Child observer([&] {
+        const auto heapWithoutListeners = [](const Signal& when) {
+            when.await();
+            EXPECT_TRUE(Eventually([] { return Ask(kListeners) == 0; })) << Ask(kListeners);
+            return Ask(kHeap);
+        };
+        const int32_t heap = heapWithoutListeners(first);
+        ExpectHeap(heapWithoutListeners(last), heap, kDeaths * kRegistrationsPerDeath);
+    });
+    Signal registered;
+    for (int death = 0; death < kDeaths; ++death) {
+        Child client([&] {
+            for (int i = 0; i < kRegistrationsPerDeath; ++i) {
+                EXPECT_EQ(KVTManager::RegisterListener(new Listener), 0);
+            }
+            registered.raise();
+            pause();
+        });
+        registered.await();
+        client.kill();
+        if (death == 0) {
+            first.raise();
+        }
+    }
+    last.raise();
+    EXPECT_EQ(observer.wait(), 0);
+    ExpectAgain(mService->pid(), before);
+    ExpectAgain(mManager->pid(), managers);
+}
+
+TEST_F(LifetimeVm, UnregisteredManagersLeaveNothingAnywhere) {
+    startService();
+    const auto service = Holdings(mService->pid());
+    const auto managers = Holdings(mManager->pid());
+    Child client([&] {
+        StartPool();
+        Manager();
+        const auto own = Holdings(getpid());
+        const auto cycle = [](int times) {
+            for (int i = 0; i < times; ++i) {
+                const sp<Listener> listener = new Listener;
+                const sp<KVTManagerImpl> manager = new KVTManagerImpl;
+                EXPECT_EQ(manager->RegisterListener(listener), 0);
+                EXPECT_EQ(manager->UnRegisterListener(listener), 0);
+            }
+            EXPECT_TRUE(Eventually([] { return Ask(kListeners) == 0; })) << Ask(kListeners);
+            EXPECT_EQ(Listener::alive(), 0);
+        };
+        cycle(100);
+        const int32_t ownHeap = HeapBytes();
+        const int32_t serviceHeap = Ask(kHeap);
+        cycle(kCycles);
+        ExpectAgain(getpid(), own);
+        ExpectAgain(mService->pid(), service);
+        ExpectAgain(mManager->pid(), managers);
+        ExpectHeap(HeapBytes(), ownHeap, kCycles);
+        ExpectHeap(Ask(kHeap), serviceHeap, kCycles);
+    });
+    EXPECT_EQ(client.wait(), 0);
+}
+
+}  // namespace
+}  // namespace KVT::test
