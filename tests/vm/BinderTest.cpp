@@ -7,6 +7,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
+#include <csignal>
 #include <optional>
 #include <random>
 #include <thread>
@@ -92,35 +94,60 @@ TEST_F(BinderVm, RefusesCallsThatNestTooDeep) {
     });
 }
 
-TEST_F(BinderVm, KeepsOneWayCallsInOrderAndServesOthersMeanwhile) {
+TEST_F(BinderVm, AQueueOfOneWayCallsKeepsItsOrderAndNobodyElseWaiting) {
     Child server([] { RunWorkshop("shop"); });
-    Child flood([] {
+    client([] {
         const sp<IBinder> shop = Find("shop");
-        int32_t refused = 0;
         constexpr int32_t kCalls = 5000;
+        constexpr int32_t kGuests = 2;
+        // The first one waits for a guest, and all the others behind it.
+        Parcel first;
+        first.writeInt32(kGuests);
+        ASSERT_EQ(shop->transact(kMeet, first, nullptr, IBinder::FLAG_ONEWAY), OK);
         for (int32_t i = 0; i < kCalls; ++i) {
             Parcel data;
             data.writeInt32(i);
-            const status_t status = shop->transact(kAppend, data, nullptr, IBinder::FLAG_ONEWAY);
-            EXPECT_TRUE(status == OK || status == FAILED_TRANSACTION) << status;
-            refused += status == OK ? 0 : 1;
+            ASSERT_EQ(shop->transact(kAppend, data, nullptr, IBinder::FLAG_ONEWAY), OK) << i;
         }
         Parcel reply;
-        EXPECT_TRUE(Eventually(
-            [&] { return Call(shop, kAppended, &reply).readInt32() == kCalls - refused; }));
-        for (int32_t last = -1; reply.dataAvail() > 0;) {
-            const int32_t value = reply.readInt32();
-            ASSERT_GT(value, last);
-            last = value;
+        for (int i = 0; i < 200; ++i) {
+            ASSERT_EQ(Call(shop, kAppended, &reply).readInt32(), 0);
+        }
+        Call(shop, kMeet, &reply, kGuests);
+        EXPECT_TRUE(
+            Eventually([&] { return Call(shop, kAppended, &reply).readInt32() == kCalls; }));
+        for (int32_t i = 0; i < kCalls; ++i) {
+            ASSERT_EQ(reply.readInt32(), i);
         }
     });
+}
+
+TEST_F(BinderVm, OneWayCallsOfSeveralSendersKeepTheOrderOfEach) {
+    static constexpr int32_t kSenders = 3;
+    static constexpr int32_t kCalls = 1000;
+    Child server([] { RunWorkshop("shop"); });
+    std::array<std::optional<Child>, kSenders> senders;
+    for (int32_t sender = 0; sender < kSenders; ++sender) {
+        senders[static_cast<size_t>(sender)].emplace([sender] {
+            const sp<IBinder> shop = Find("shop");
+            for (int32_t i = 0; i < kCalls; ++i) {
+                Parcel data;
+                data.writeInt32(i * kSenders + sender);
+                ASSERT_EQ(shop->transact(kAppend, data, nullptr, IBinder::FLAG_ONEWAY), OK);
+            }
+        });
+    }
     client([] {
         const sp<IBinder> shop = Find("shop");
-        for (int i = 0; i < 200; ++i) {
-            ASSERT_EQ(shop->pingBinder(), OK);
+        Parcel reply;
+        EXPECT_TRUE(Eventually(
+            [&] { return Call(shop, kAppended, &reply).readInt32() == kSenders * kCalls; }));
+        std::array<int32_t, kSenders> next{};
+        while (reply.dataAvail() > 0) {
+            const int32_t value = reply.readInt32();
+            ASSERT_EQ(value / kSenders, next[static_cast<size_t>(value % kSenders)]++);
         }
     });
-    EXPECT_EQ(flood.wait(), 0);
 }
 
 TEST_F(BinderVm, KeepsObjectsAsLongAsSomeoneElsewhereHoldsThem) {
@@ -264,19 +291,29 @@ TEST_F(BinderVm, NamesTheCaller) {
     });
 }
 
-TEST_F(BinderVm, GrowsThePoolToItsLimit) {
+TEST_F(BinderVm, GrowsThePoolToItsLimitAndNoFurther) {
     // One that started the pool, one that joined it, and fifteen that the driver asks for.
     static constexpr int32_t kThreads = 17;
+    static constexpr int32_t kTooMany = 4;
     Child server([] { RunWorkshop("shop"); });
-    client([] {
+    client([pid = server.pid()] {
         const sp<IBinder> shop = Find("shop");
         std::vector<std::thread> callers;
-        for (int32_t i = 0; i < kThreads; ++i) {
+        for (int32_t i = 0; i < kThreads + kTooMany; ++i) {
             callers.emplace_back([&shop] {
+                Parcel data;
                 Parcel reply;
-                Call(shop, kMeet, &reply, kThreads);
+                data.writeInt32(kThreads + 1);  // one more thread, and they would meet
+                EXPECT_EQ(shop->transact(kMeet, data, &reply), DEAD_OBJECT);
             });
         }
+        EXPECT_TRUE(Eventually([pid] {
+            return DriverStats(pid)["pending transactions"] == std::to_string(kTooMany);
+        })) << DriverStats(pid)["pending transactions"];
+        EXPECT_EQ(DriverStats(pid)["threads"], std::to_string(kThreads));
+        EXPECT_EQ(DriverStats(pid)["requested threads"], "0+15/15");
+        EXPECT_LE(ProcessCount(pid, "task"), kThreads + 2) << "two may be a sanitizer's";
+        kill(pid, SIGKILL);
         for (std::thread& caller : callers) {
             caller.join();
         }
