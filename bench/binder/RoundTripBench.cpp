@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-// Calls between two processes over the kernel's driver: time, and heap allocations on either side.
-// For a machine with the driver: scripts/vm --cpus 1 build/default/bench/binder_bench
-// (with more processors the emulator's own hand-over between them outweighs the calls).
+// Calls between two processes over the kernel's driver: time, instructions where the machine counts
+// them, and heap allocations on either side. For a machine with the driver:
+//     scripts/vm --cpus 1 build/default/bench/binder_bench
+// (with more processors the emulator's own hand-over between them outweighs the calls), and with
+// --instruction-clock beside it for instructions.
+#include <android/log.h>
 #include <benchmark/benchmark.h>
 #include <binder/IPCThreadState.h>
 #include <binder/IServiceManager.h>
@@ -10,58 +13,34 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 
+#include "bench/support/Allocations.h"
+#include "host/KVTServiceImpl.h"
 #include "linux/servicemanager/ServiceManager.h"
+#include "service/KVTManager.h"
 #include "sync/Clock.h"
-
-namespace {
-
-std::atomic<int64_t> gAllocations{0};
-
-}  // namespace
-
-// Every allocation of the process goes through these, the phone's libraries' too.
-extern "C" {
-void* __libc_malloc(size_t size);
-void* __libc_calloc(size_t count, size_t size);
-void* __libc_realloc(void* memory, size_t size);
-
-void* malloc(size_t size) {
-    gAllocations.fetch_add(1, std::memory_order_relaxed);
-    return __libc_malloc(size);
-}
-void* calloc(size_t count, size_t size) {
-    gAllocations.fetch_add(1, std::memory_order_relaxed);
-    return __libc_calloc(count, size);
-}
-void* realloc(void* memory, size_t size) {
-    gAllocations.fetch_add(1, std::memory_order_relaxed);
-    return __libc_realloc(memory, size);
-}
-}
 
 namespace KVT {
 namespace {
 
 using namespace android;
 
-constexpr const char* kName = "bench.Target";
+enum Code : uint32_t { kTake = 1000, kAllocations };
 
-enum Code : uint32_t { kTake = 1, kAllocations };
-
-class Target : public BBinder {
+/** The real service, and two codes to compare it with. */
+class Target : public KVTServiceImpl {
   protected:
     status_t onTransact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags) override {
         switch (code) {
             case kTake:
                 return OK;
             case kAllocations:
-                return reply->writeInt64(gAllocations);
+                return reply->writeInt64(AllocationCount());
             default:
-                return BBinder::onTransact(code, data, reply, flags);
+                return KVTServiceImpl::onTransact(code, data, reply, flags);
         }
     }
 };
@@ -75,54 +54,66 @@ void Fork(BODY body) {
     }
 }
 
-void Serve() {
+sp<IServiceManager> Manager() {
     while (defaultServiceManager() == nullptr) {
         SleepFor(kNsPerMs);
     }
-    defaultServiceManager()->addService(String16(kName), new Target);
+    return defaultServiceManager();
+}
+
+void Serve() {
+    Manager()->addService(IKVTService::descriptor, new Target);
     ProcessState::self()->startThreadPool();
     IPCThreadState::self()->joinThreadPool();
 }
 
-sp<IBinder> Find() {
-    while (defaultServiceManager() == nullptr) {
-        SleepFor(kNsPerMs);
-    }
-    return defaultServiceManager()->getService(String16(kName));
+sp<IBinder> FindTarget() {
+    return Manager()->getService(IKVTService::descriptor);
 }
 
-int64_t TargetAllocations(const sp<IBinder>& target) {
+int64_t TargetAllocations() {
     Parcel data;
     Parcel reply;
-    target->transact(kAllocations, data, &reply);
+    FindTarget()->transact(kAllocations, data, &reply);
     return reply.readInt64();
 }
 
-/** What a call of the service about the focused package carries. */
-void WritePackage(Parcel* data) {
+/** What the framework sends when a package comes to the front. */
+void WritePackages(Parcel* data) {
     data->writeString16(String16("com.example.application"));
-    data->writeInt32(1);
+    data->writeInt32(2);
+    data->writeString16(String16("com.example.application"));
+    data->writeString16(String16("com.example.floating"));
+}
+
+/** scripts/vm --instruction-clock makes nanoseconds of instructions, and says so. */
+bool ClockCountsInstructions() {
+    return getenv("KVT_INSTRUCTION_CLOCK") != nullptr;
 }
 
 template <typename CALL>
 void Measure(benchmark::State& state, CALL call) {
-    const sp<IBinder> target = Find();
-    call(target);
-    const int64_t theirs = TargetAllocations(target);
-    const int64_t ours = gAllocations;
+    call();
+    const int64_t theirs = TargetAllocations();
+    const int64_t ours = AllocationCount();
+    const int64_t start = MonotonicNow();
     for (auto _ : state) {
-        if (call(target) != OK) {
+        if (call() != OK) {
             state.SkipWithError("the call failed");
         }
     }
+    const int64_t elapsed = MonotonicNow() - start;
     const auto calls = static_cast<double>(state.iterations());
-    state.counters["allocs/call, caller"] = static_cast<double>(gAllocations - ours) / calls;
+    state.counters["allocs/call, caller"] = static_cast<double>(AllocationCount() - ours) / calls;
     state.counters["allocs/call, callee"] =
-        static_cast<double>(TargetAllocations(target) - theirs) / calls;
+        static_cast<double>(TargetAllocations() - theirs) / calls;
+    if (ClockCountsInstructions()) {
+        state.counters["instructions/call"] = static_cast<double>(elapsed) / calls;
+    }
 }
 
 void EmptyCall(benchmark::State& state) {
-    Measure(state, [](const sp<IBinder>& target) {
+    Measure(state, [target = FindTarget()] {
         Parcel data;
         Parcel reply;
         return target->transact(kTake, data, &reply);
@@ -130,10 +121,10 @@ void EmptyCall(benchmark::State& state) {
 }
 
 void PackageCall(benchmark::State& state) {
-    Measure(state, [](const sp<IBinder>& target) {
+    Measure(state, [target = FindTarget()] {
         Parcel data;
         Parcel reply;
-        WritePackage(&data);
+        WritePackages(&data);
         return target->transact(kTake, data, &reply);
     });
 }
@@ -141,7 +132,7 @@ void PackageCall(benchmark::State& state) {
 /** With a reply to every hundredth, so that the receiver keeps up. */
 void OneWayCall(benchmark::State& state) {
     int64_t calls = 0;
-    Measure(state, [&calls](const sp<IBinder>& target) {
+    Measure(state, [&calls, target = FindTarget()] {
         Parcel data;
         data.writeInt64(calls);
         const bool wait = ++calls % 100 == 0;
@@ -149,19 +140,20 @@ void OneWayCall(benchmark::State& state) {
     });
 }
 
-void LookupAndOneWayCall(benchmark::State& state) {
-    Measure(state, [](const sp<IBinder>&) {
-        const sp<IBinder> found = defaultServiceManager()->checkService(String16(kName));
-        Parcel data;
-        data.writeInt64(1);
-        return found->transact(kTake, data, nullptr, IBinder::FLAG_ONEWAY);
+/** A frame as the compositor sends it: a manager, a lookup, and a one-way call; nothing is kept. */
+void FacadeFrame(benchmark::State& state) {
+    LayerTimeInfo info{"SurfaceView - com.example.game/com.example.game.MainActivity#0", 1, false};
+    Measure(state, [&info] {
+        ++info.timestamp;
+        KVTManager::SendLayerTimeInfo(info);
+        return status_t{OK};
     });
 }
 
 BENCHMARK(EmptyCall)->UseRealTime();
 BENCHMARK(PackageCall)->UseRealTime();
 BENCHMARK(OneWayCall)->UseRealTime();
-BENCHMARK(LookupAndOneWayCall)->UseRealTime();
+BENCHMARK(FacadeFrame)->UseRealTime();
 
 }  // namespace
 }  // namespace KVT
@@ -171,6 +163,10 @@ int main(int argc, char** argv) {
         fprintf(stderr, "binder_bench: no /dev/binder here; run it through scripts/vm\n");
         return 1;
     }
+    if (!KVT::ClockCountsInstructions()) {
+        fprintf(stderr, "instructions: not counted here; scripts/vm --instruction-clock does\n");
+    }
+    __android_log_set_minimum_priority(ANDROID_LOG_INFO);
     KVT::Fork([] { KVT::RunServiceManager(); });
     KVT::Fork(KVT::Serve);
     benchmark::Initialize(&argc, argv);
