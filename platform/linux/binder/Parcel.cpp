@@ -93,7 +93,9 @@ status_t Parcel::growData(size_t length) {
     if (length > INT32_MAX || mDataPos > INT32_MAX - length) {
         return mError = BAD_VALUE;
     }
-    return setDataCapacity((mDataPos + length) * 3 / 2);
+    // Enough for most calls, so that they allocate once.
+    constexpr size_t kSmallest = 256;
+    return setDataCapacity(std::max(kSmallest, (mDataPos + length) * 3 / 2));
 }
 
 status_t Parcel::setDataCapacity(size_t size) {

@@ -152,8 +152,14 @@ void IPCThreadState::processPostWriteDerefs() {
         return;
     }
     // Taken out first: the last reference to a proxy has commands of its own to send.
-    const auto strong = std::exchange(mPostWriteStrong, {});
-    const auto weak = std::exchange(mPostWriteWeak, {});
+    auto strong = std::exchange(mPostWriteStrong, {});
+    auto weak = std::exchange(mPostWriteWeak, {});
+    strong.clear();
+    weak.clear();
+    if (mPostWriteStrong.empty() && mPostWriteWeak.empty()) {
+        mPostWriteStrong.swap(strong);  // for their memory
+        mPostWriteWeak.swap(weak);
+    }
 }
 
 void IPCThreadState::incStrongHandle(int32_t handle, BpBinder* proxy) {
