@@ -3,7 +3,6 @@
 
 #include <android/log.h>
 #include <binder/IPCThreadState.h>
-#include <binder/IServiceManager.h>
 #include <binder/ProcessState.h>
 #include <pthread.h>
 #include <signal.h>
@@ -13,14 +12,13 @@
 
 #include "common/Paths.h"
 #include "detect/GameFpsDetect.h"
+#include "host/AwaitServiceManager.h"
 #include "host/KVTServiceImpl.h"
 #include "policy/FpsCommon.h"
-#include "sync/Clock.h"
 
 namespace KVT {
 namespace {
 
-using android::IServiceManager;
 using android::ProcessState;
 using android::sp;
 
@@ -32,19 +30,6 @@ struct Options {
     bool systemLog = false;
     bool verbose = false;
 };
-
-/** The service manager may be started at the same time as this process. */
-sp<IServiceManager> WaitForServiceManager() {
-    constexpr int64_t kPatienceNs = 5 * kNsPerS;
-    constexpr int64_t kPollNs = 50 * kNsPerMs;
-    const int64_t deadline = MonotonicNow() + kPatienceNs;
-    sp<IServiceManager> manager = android::defaultServiceManager();
-    while (manager == nullptr && MonotonicNow() < deadline) {
-        SleepFor(kPollNs);
-        manager = android::defaultServiceManager();
-    }
-    return manager;
-}
 
 int Serve(const Options& options) {
     __android_log_set_logger(options.systemLog ? __android_log_logd_logger
@@ -61,9 +46,8 @@ int Serve(const Options& options) {
     if (!ProcessState::self()->hasDriver()) {
         return kFailed;  // which has been said already
     }
-    const sp<IServiceManager> manager = WaitForServiceManager();
+    const sp<android::IServiceManager> manager = AwaitServiceManager("kvtd");
     if (manager == nullptr) {
-        std::cerr << "kvtd: there is no service manager; start kvt-servicemanager first\n";
         return kFailed;
     }
     SetPaths(options.paths);

@@ -21,22 +21,29 @@ int32_t Int(Arguments& arguments, const char* name) {
 
 // --- Framework ---
 
+/** Says so when the service did not get an event. */
+void Note(World& world, android::status_t status) {
+    if (status != android::OK) {
+        world.phone.journal->add("not delivered: status " + std::to_string(status));
+    }
+}
+
 Action Packages(Arguments& arguments) {
     const std::string focus = arguments.text("focus");
     const std::vector<std::string> visible = arguments.texts("visible");
-    return [=](World& world) { world.framework.packages(focus, visible); };
+    return [=](World& world) { Note(world, world.framework.packages(focus, visible)); };
 }
 
 template <android::status_t (FrameworkClient::*Send)(int32_t)>
 Action FrameworkValue(Arguments& arguments) {
     const int32_t value = Int(arguments, "value");
-    return [=](World& world) { (world.framework.*Send)(value); };
+    return [=](World& world) { Note(world, (world.framework.*Send)(value)); };
 }
 
 Action Fingerprint(Arguments& arguments) {
     const std::string pkg = arguments.text("package");
     const int32_t status = Int(arguments, "value");
-    return [=](World& world) { world.framework.fingerprint(pkg, status); };
+    return [=](World& world) { Note(world, world.framework.fingerprint(pkg, status)); };
 }
 
 Action ApplicationState(Arguments& arguments) {
@@ -44,7 +51,9 @@ Action ApplicationState(Arguments& arguments) {
     const int32_t state = Int(arguments, "state");
     const int32_t gameMode = Int(arguments, "game_mode");
     const std::string pkg = arguments.text("package");
-    return [=](World& world) { world.framework.applicationState(type, state, gameMode, pkg); };
+    return [=](World& world) {
+        Note(world, world.framework.applicationState(type, state, gameMode, pkg));
+    };
 }
 
 Action SelfTest(Arguments&) {

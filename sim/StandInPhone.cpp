@@ -11,7 +11,10 @@
 #include <algorithm>
 #include <cstdio>
 #include <iostream>
+#include <string>
+#include <vector>
 
+#include "host/AwaitServiceManager.h"
 #include "service/BnKVTService.h"
 #include "service/KVTManager.h"
 #include "sim/Scenario.h"
@@ -51,9 +54,12 @@ class FacadeCalls : public BnKVTService {
 /** Prints what the phone did since the last call; each line at once, for whoever reads along. */
 void PrintJournal(World& world, int64_t start) {
     for (const Journal::Entry& entry : world.phone.journal->take()) {
-        printf("%10.3f s  %3d Hz  %s\n",
-               static_cast<double>(entry.time - start) / static_cast<double>(kNsPerS),
-               world.phone.panel->currentHz(), entry.text.c_str());
+        printf("%10.3f s  ",
+               static_cast<double>(entry.time - start) / static_cast<double>(kNsPerS));
+        if (world.phone.hasPanel()) {
+            printf("%3d Hz  ", world.phone.panel->currentHz());
+        }
+        printf("%s\n", entry.text.c_str());
     }
     fflush(stdout);
 }
@@ -102,7 +108,13 @@ bool PlayEvents(const Scenario& scenario, const sigset_t& endings, World& world,
     return false;
 }
 
-int Run(const Scenario& scenario, bool leave) {
+struct Options {
+    std::string scenario;
+    std::vector<std::string> services = FakePhone::ServiceNames();
+    bool leave = false;
+};
+
+int Run(const Scenario& scenario, const Options& options) {
     sigset_t endings;
     sigemptyset(&endings);
     sigaddset(&endings, SIGTERM);
@@ -112,12 +124,12 @@ int Run(const Scenario& scenario, bool leave) {
     if (!ProcessState::self()->hasDriver()) {
         return kFailed;  // which has been said already
     }
-    if (android::defaultServiceManager() == nullptr) {
-        std::cerr << "kvt-phone: there is no service manager; start kvt-servicemanager first\n";
+    if (AwaitServiceManager("kvt-phone") == nullptr) {
         return kFailed;
     }
     const int64_t start = MonotonicNow();
     World world(false);
+    world.phone.standInFor(options.services);
     for (const Action& action : scenario.before) {
         action(world);
     }
@@ -133,7 +145,7 @@ int Run(const Scenario& scenario, bool leave) {
             ended = PlayEvents(scenario, endings, world, start);
         }
     }
-    if (!ended && !leave) {
+    if (!ended && !options.leave) {
         EndedBefore(INT64_MAX, endings, world, start);
     }
     PrintJournal(world, start);
@@ -146,17 +158,28 @@ int Run(const Scenario& scenario, bool leave) {
 int RunStandInPhone(int argc, const char* const* argv) {
     CLI::App app{"Stands in for the phone around the service: panel, compositor, and the rest.",
                  "kvt-phone"};
-    std::string path;
-    bool leave = false;
-    app.add_option("SCENARIO", path, "events to send, and what the phone is like");
-    app.add_flag("--leave", leave, "end after the last event, not at a signal");
+    Options options;
+    bool noServices = false;
+    app.add_option("SCENARIO", options.scenario, "events to send, and what the phone is like");
+    CLI::Option* some = app.add_option("--services", options.services,
+                                       "stand in for these only, separated by commas")
+                            ->delimiter(',')
+                            ->allow_extra_args(false)
+                            ->check(CLI::IsMember(FakePhone::ServiceNames()));
+    app.add_flag("--no-services", noServices, "stand in for nothing, only send events")
+        ->excludes(some);
+    app.add_flag("--leave", options.leave, "end after the last event, not at a signal");
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
         return app.exit(e) == 0 ? 0 : kUsage;
     }
+    if (noServices) {
+        options.services.clear();
+    }
     try {
-        return Run(path.empty() ? Scenario() : ReadScenarioFile(path), leave);
+        return Run(options.scenario.empty() ? Scenario() : ReadScenarioFile(options.scenario),
+                   options);
     } catch (const ScenarioError& e) {
         std::cerr << "kvt-phone: " << e.what() << "\n";
         return kUsage;

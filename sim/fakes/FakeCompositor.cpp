@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sim/fakes/FakeCompositor.h"
 
+#include <binder/IServiceManager.h>
 #include <binder/Parcel.h>
+
+#include "linux/vendor/Protocol.h"
 
 namespace KVT::sim {
 namespace {
@@ -18,6 +21,19 @@ std::vector<FakeCompositor::Call> FakeCompositor::takeCalls() {
     return calls;
 }
 
+void FakeCompositor::drawFrame() {
+    static const android::String16 displayService(vendor::kDisplayService);
+    if (!mPanelIsElsewhere) {
+        mPanel->onFrame();
+        return;
+    }
+    const auto display = android::defaultServiceManager()->checkService(displayService);
+    if (display != nullptr) {
+        android::Parcel reply;
+        display->transact(vendor::kDisplayFrameDrawn, android::Parcel(), &reply);
+    }
+}
+
 android::status_t FakeCompositor::onTransact(uint32_t code, const android::Parcel& data,
                                              android::Parcel* reply, uint32_t flags) {
     static const android::String16 interface("android.ui.ISurfaceComposer");
@@ -32,7 +48,7 @@ android::status_t FakeCompositor::onTransact(uint32_t code, const android::Parce
         return android::PERMISSION_DENIED;
     }
     if (code == kForceRefreshFrame) {
-        mPanel->onFrame();
+        drawFrame();
     } else if (code == kAppDynamicFpsMode) {
         const bool wanted = data.readBool();
         if (mWantsTouchEvents.exchange(wanted) != wanted) {

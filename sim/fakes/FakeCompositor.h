@@ -23,6 +23,9 @@ class FakeCompositor : public android::BBinder {
     FakeCompositor(const android::sp<Journal>& journal, const android::sp<FakePanel>& panel)
         : mJournal(journal), mPanel(panel) {}
 
+    /** The panel is another process's: frames go to the display service, wherever that is. */
+    void showFramesElsewhere() { mPanelIsElsewhere = true; }
+
     /** All calls so far, oldest first; forgets them. */
     std::vector<Call> takeCalls() EXCLUDES(mMutex);
     /** The compositor sends touch events only while it was last told that someone acts on them. */
@@ -33,8 +36,11 @@ class FakeCompositor : public android::BBinder {
                                  uint32_t flags) override;
 
   private:
+    void drawFrame();
+
     const android::sp<Journal> mJournal;
     const android::sp<FakePanel> mPanel;
+    std::atomic<bool> mPanelIsElsewhere{false};
     std::atomic<bool> mWantsTouchEvents{false};
     Mutex mMutex;
     std::vector<Call> mCalls GUARDED_BY(mMutex);

@@ -32,6 +32,10 @@ void FakePanel::changeByItself(const std::string& rate) {
 
 void FakePanel::onFrame() {
     MutexLock lock(mMutex);
+    frameLocked();
+}
+
+void FakePanel::frameLocked() {
     if (mFramesLeft > 0 && --mFramesLeft == 0) {
         switchLocked(mPending);
     }
@@ -113,6 +117,9 @@ android::status_t FakePanel::onTransact(uint32_t code, const android::Parcel& da
             return reply->writeString8(android::String8(descriptionLocked().c_str()));
         case vendor::kDisplaySetFps:
             return reply->writeInt32(requestLocked(data.readInt32()));
+        case vendor::kDisplayFrameDrawn:
+            frameLocked();
+            return android::OK;
         default:
             return BBinder::onTransact(code, data, reply, flags);
     }

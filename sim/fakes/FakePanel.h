@@ -55,6 +55,7 @@ class FakePanel : public android::BBinder {
                                  uint32_t flags) override;
 
   private:
+    void frameLocked() REQUIRES(mMutex);
     std::string descriptionLocked() REQUIRES(mMutex);
     int32_t requestLocked(int32_t index) REQUIRES(mMutex);
     void switchLocked(const std::string& rate) REQUIRES(mMutex);

@@ -3,9 +3,39 @@
 
 #include <binder/IServiceManager.h>
 
+#include <algorithm>
+
 #include "linux/vendor/Protocol.h"
 
 namespace KVT::sim {
+namespace {
+
+using android::IBinder;
+using android::sp;
+
+struct PhoneService {
+    const char* name;
+    const char* fullName;
+    sp<IBinder> (*of)(const FakePhone& phone);
+};
+
+constexpr const char* kDisplay = "display";
+
+const PhoneService kServices[] = {
+    {kDisplay, vendor::kDisplayService, [](const FakePhone& p) -> sp<IBinder> { return p.panel; }},
+    {"compositor", "SurfaceFlinger",
+     [](const FakePhone& p) -> sp<IBinder> { return p.compositor; }},
+    {"classification", "IKoraCMSService",
+     [](const FakePhone& p) -> sp<IBinder> { return p.classifier; }},
+    {"scheduler", vendor::kSchedService, [](const FakePhone& p) -> sp<IBinder> { return p.sched; }},
+    {"performance", vendor::kPerfService, [](const FakePhone& p) -> sp<IBinder> { return p.perf; }},
+    {"display-engine", vendor::kDisplayEngineService,
+     [](const FakePhone& p) -> sp<IBinder> { return p.displayEngine; }},
+    {"game-sdk", vendor::kGameSdkService,
+     [](const FakePhone& p) -> sp<IBinder> { return p.gameSdk; }},
+};
+
+}  // namespace
 
 FakePhone::FakePhone()
     : journal(new Journal),
@@ -17,19 +47,28 @@ FakePhone::FakePhone()
       displayEngine(new FakeDisplayEngine),
       gameSdk(new FakeGameSdk) {}
 
+std::vector<std::string> FakePhone::ServiceNames() {
+    std::vector<std::string> names;
+    for (const PhoneService& service : kServices) {
+        names.emplace_back(service.name);
+    }
+    return names;
+}
+
+void FakePhone::standInFor(const std::vector<std::string>& names) {
+    mServices = names;
+    mHasPanel = std::find(names.begin(), names.end(), kDisplay) != names.end();
+    if (!mHasPanel) {
+        compositor->showFramesElsewhere();
+    }
+}
+
 void FakePhone::publish() {
-    const struct {
-        const char* name;
-        android::sp<android::IBinder> service;
-    } services[] = {
-        {vendor::kDisplayService, panel},   {"SurfaceFlinger", compositor},
-        {"IKoraCMSService", classifier},    {vendor::kSchedService, sched},
-        {vendor::kPerfService, perf},       {vendor::kDisplayEngineService, displayEngine},
-        {vendor::kGameSdkService, gameSdk},
-    };
     const auto manager = android::defaultServiceManager();
-    for (const auto& [name, service] : services) {
-        manager->addService(android::String16(name), service);
+    for (const PhoneService& service : kServices) {
+        if (std::find(mServices.begin(), mServices.end(), service.name) != mServices.end()) {
+            manager->addService(android::String16(service.fullName), service.of(*this));
+        }
     }
 }
 

@@ -4,6 +4,7 @@
 #include <utils/StrongPointer.h>
 
 #include <string>
+#include <vector>
 
 #include "sim/fakes/FakeClassifier.h"
 #include "sim/fakes/FakeCompositor.h"
@@ -18,7 +19,18 @@ class FakePhone {
   public:
     FakePhone();
 
-    /** Publishes all services under their full names. */
+    /** What the services are called in short: "display", "compositor", and so on. */
+    static std::vector<std::string> ServiceNames();
+    /**
+     * Leaves all other services to other processes. To be called before anything is published.
+     *
+     * @param names of ServiceNames()
+     */
+    void standInFor(const std::vector<std::string>& names);
+    /** Whether the panel that shows this phone's frames is here. */
+    bool hasPanel() const { return mHasPanel; }
+
+    /** Publishes the services that this phone stands in for, under their full names. */
     void publish();
     /** Takes one away again, by its full name, as if it had never been started. */
     void withdraw(const std::string& name);
@@ -31,6 +43,10 @@ class FakePhone {
     const android::sp<FakePerf> perf;
     const android::sp<FakeDisplayEngine> displayEngine;
     const android::sp<FakeGameSdk> gameSdk;
+
+  private:
+    std::vector<std::string> mServices = ServiceNames();
+    bool mHasPanel = true;
 };
 
 }  // namespace KVT::sim

@@ -23,6 +23,7 @@ enum DisplayCode : uint32_t {
     kDisplayHasVersion11 = android::IBinder::FIRST_CALL_TRANSACTION,  // -> bool
     kDisplayGetFps,                                                   // int32 -> int32 code, text
     kDisplaySetFps,                                                   // int32 index -> int32 code
+    kDisplayFrameDrawn,                                               // from the compositor
 };
 
 enum SchedCode : uint32_t {
