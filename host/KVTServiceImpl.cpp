@@ -91,9 +91,21 @@ size_t KVTServiceImpl::listenerCount() {
 android::status_t KVTServiceImpl::dump(int fd, const android::Vector<android::String16>&) {
     Dumper dumper;
     DumpPolicy(&dumper);
+    dumpFrames(&dumper);
     dumper.section("listeners");
     dumper.value("registered", static_cast<int64_t>(listenerCount()));
     return android::base::WriteStringToFd(dumper.text(), fd) ? android::OK : -errno;
+}
+
+void KVTServiceImpl::dumpFrames(Dumper* dumper) {
+    const FrameStats::Totals totals = mFrameStats.totals();
+    dumper->section("frames");
+    dumper->value("received", totals.frames);
+    for (const FrameStats::Layer& layer : totals.layers) {
+        dumper->value(layer.name, "received " + std::to_string(layer.frames) + " disordered " +
+                                      std::to_string(layer.disordered) + " last " +
+                                      SecondsText(layer.lastTimestamp));
+    }
 }
 
 void KVTServiceImpl::ReportGameFps(int32_t fps) {
@@ -112,6 +124,7 @@ void KVTServiceImpl::ReportGameFps(int32_t fps) {
 }
 
 void KVTServiceImpl::SendLayerTimeInfo(LayerTimeInfo& info) {
+    mFrameStats.onFrame(info);
     if (!FpsCommon::gameScene) {
         if (info.flag) {
             AppFpsDetect::GetInstance()->UpdateTimestamp(info.timestamp);

@@ -5,10 +5,13 @@
 #include <string>
 #include <vector>
 
+#include "host/FrameStats.h"
 #include "service/KVTService.h"
 #include "sync/Mutex.h"
 
 namespace KVT {
+
+class Dumper;
 
 /** The service that is published: hands each event to its subsystem and keeps the listeners. */
 class KVTServiceImpl : public KVTService {
@@ -35,8 +38,11 @@ class KVTServiceImpl : public KVTService {
   private:
     class ListenerDeath;
 
+    void dumpFrames(Dumper* dumper);
     void removeListener(const android::wp<android::IBinder>& binder) EXCLUDES(mListenerMutex);
     void refreshTarget() REQUIRES(mFrameMutex);
+
+    FrameStats mFrameStats;
 
     struct Entry {
         android::sp<IKVTListener> listener;

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include "detect/GameFpsDetect.h"
+#include "host/FrameStats.h"
 #include "strategy/AppFpsDetect.h"
 #include "tests/support/Phone.h"
 
@@ -103,6 +104,35 @@ TEST_F(Host, TakesFlaggedFramesOutsideGamesForAFullScreenSurface) {
     EXPECT_TRUE(AppFpsDetect::GetInstance()->IsFullSurfaceViewActive());
 }
 
+TEST(FrameStatsTest, CountsTheFramesOfTheLayersThatSentLast) {
+    FrameStats stats;
+    const auto frames = [&stats](const std::string& layer, std::initializer_list<int64_t> times) {
+        for (const int64_t time : times) {
+            stats.onFrame({layer, time, false});
+        }
+    };
+    frames("first", {10, 20, 20, 15, 16});
+    frames("a" + std::string(FrameStats::kLongestName, 'b') + "c", {1});
+    frames("a" + std::string(FrameStats::kLongestName, 'b') + "d", {2});
+    frames("first", {17});
+    FrameStats::Totals totals = stats.totals();
+    EXPECT_EQ(totals.frames, 8u);
+    ASSERT_EQ(totals.layers.size(), 2u);
+    EXPECT_EQ(totals.layers[0].name, "first");
+    EXPECT_EQ(totals.layers[0].frames, 6u);
+    EXPECT_EQ(totals.layers[0].disordered, 2u) << "the second 20, and 15";
+    EXPECT_EQ(totals.layers[0].lastTimestamp, 17);
+    EXPECT_EQ(totals.layers[1].frames, 2u);
+
+    for (size_t i = 0; i < FrameStats::kMostLayers - 1; ++i) {
+        frames(std::to_string(i), {1});
+    }
+    totals = stats.totals();
+    EXPECT_EQ(totals.layers.size(), FrameStats::kMostLayers);
+    EXPECT_EQ(totals.layers.back().name, "first") << "the other one was silent for longer";
+    EXPECT_EQ(totals.frames, 8 + FrameStats::kMostLayers - 1);
+}
+
 TEST_F(Host, HandsSceneEventsToThePolicy) {
     start();
     impl->NotifyDisplayHotplugEvent(1);
@@ -119,6 +149,7 @@ TEST_F(Host, DumpsWhatItDidAndWhy) {
     start();
     focus("com.example.game\ninjected=1");
     FpsCommon::OnDisplayHotplugEventReceived(1);
+    frames("video#0", 1);
     impl->RegisterListener(new Listener);
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
@@ -136,8 +167,10 @@ TEST_F(Host, DumpsWhatItDidAndWhy) {
           "target_layer=any\ndetected_fps=0\n",
           "[strategy]\narmed=none\n", "[panel]\nrequested_hz=60\nconfirmed_hz=60\nmaximum_hz=90\n",
           "[scenes]\n", "display_hotplug=true\n", "hold rule display-hotplug 60 Hz\n",
-          "app-fixed rule app-code code 2 60 Hz\n", "[seconds_at_rate]\n60=",
-          "[seconds_at_rate_by_package]\n", "[listeners]\nregistered=1\n"}) {
+          "app-fixed rule app-code code 2 60 Hz\n",
+          "[seconds_at_rate]\n60=", "[seconds_at_rate_by_package]\n",
+          "[frames]\nreceived=1\nvideo#0=received 1 disordered 0 last ",
+          "[listeners]\nregistered=1\n"}) {
         EXPECT_THAT(text, HasSubstr(part));
     }
 }

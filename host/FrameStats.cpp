@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/FrameStats.h"
+
+#include <algorithm>
+
+namespace KVT {
+
+void FrameStats::onFrame(const LayerTimeInfo& frame) {
+    MutexLock lock(mMutex);
+    ++mTotals.frames;
+    Layer& layer = recentLayer(frame.layerName);
+    if (layer.frames++ > 0 && frame.timestamp <= layer.lastTimestamp) {
+        ++layer.disordered;
+    }
+    layer.lastTimestamp = frame.timestamp;
+}
+
+/** The layer of this name, which comes first from now on. */
+FrameStats::Layer& FrameStats::recentLayer(const std::string& name) {
+    std::vector<Layer>& layers = mTotals.layers;
+    auto found = std::find_if(layers.begin(), layers.end(), [&name](const Layer& layer) {
+        return name.compare(0, kLongestName, layer.name) == 0;
+    });
+    if (found == layers.end()) {
+        if (layers.size() == kMostLayers) {
+            layers.pop_back();
+        }
+        layers.push_back({name.substr(0, kLongestName)});
+        found = layers.end() - 1;
+    }
+    std::rotate(layers.begin(), found, found + 1);
+    return layers.front();
+}
+
+FrameStats::Totals FrameStats::totals() {
+    MutexLock lock(mMutex);
+    return mTotals;
+}
+
+}  // namespace KVT
