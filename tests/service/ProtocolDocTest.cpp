@@ -153,8 +153,7 @@ class ProtocolDoc : public testing::Test {
             argv.push_back(word.c_str());
         }
         std::ostringstream out;
-        EXPECT_EQ(ctl::Run(static_cast<int>(argv.size()), argv.data(), out, out, [] {}), 0)
-            << out.str();
+        EXPECT_EQ(ctl::Run(static_cast<int>(argv.size()), argv.data(), out, out), 0) << out.str();
     }
 
     const sp<Remote> remote = new Remote;

@@ -9,8 +9,8 @@
 namespace KVT::ctl {
 
 int Run(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
-        const std::function<void()>& startThreadPool) {
-    Context context{out, err, startThreadPool};
+        const Process& process) {
+    Context context{out, err, process};
     CLI::App app("Command line client of the refresh-rate service.", "kvtctl");
     app.require_subcommand(1);
     AddObserverCommands(app, context);

@@ -13,18 +13,24 @@ enum ExitStatus {
     kUsage = 2,    // the command line, or a file that it names, can not be read
 };
 
+/** What a subcommand may want of the process that it runs in. */
+struct Process {
+    /** Starts the threads that serve calls to this process; only "watch" needs any. */
+    std::function<void()> startThreadPool = [] {};
+    /** @return whether a call to the service failed since this was last asked */
+    std::function<bool()> takeFailure = [] { return false; };
+};
+
 /** Where subcommands write, and what they leave as the exit status. */
 struct Context {
     std::ostream& out;
     std::ostream& err;
-    /** Starts the threads that serve calls to this process; only "watch" needs any. */
-    std::function<void()> startThreadPool;
+    Process process;
     int status = kDone;
 };
 
 /** All of kvtctl but the process around it. */
-int Run(
-    int argc, const char* const* argv, std::ostream& out, std::ostream& err,
-    const std::function<void()>& startThreadPool = [] {});
+int Run(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
+        const Process& process = {});
 
 }  // namespace KVT::ctl

@@ -104,7 +104,7 @@ void Watch(Context& context, const WatchOptions& options) {
     }
     const sp<ServiceDeath> death = new ServiceDeath;
     service->linkToDeath(death);
-    context.startThreadPool();
+    context.process.startThreadPool();
     const sp<Watcher> watcher = new Watcher;
     if (KVTManager::RegisterListener(watcher) != 0) {
         context.err << "kvtctl: the service did not take the listener\n";
@@ -141,6 +141,7 @@ void SendFrames(Context& context, const FrameOptions& options) {
         return;
     }
     const int64_t start = MonotonicNow();
+    int64_t failed = 0;
     const auto count = static_cast<int64_t>(options.fps * options.seconds);
     for (int64_t frame = 0; frame < count; ++frame) {
         // From the frame's number, so that late wake-ups do not add up.
@@ -149,14 +150,20 @@ void SendFrames(Context& context, const FrameOptions& options) {
         SleepFor(due - MonotonicNow());
         LayerTimeInfo info{options.layer, due, options.flag};
         KVTManager::SendLayerTimeInfo(info);
+        failed += context.process.takeFailure() ? 1 : 0;
     }
-    context.out << count << " frames sent\n";
+    context.out << count - failed << " frames sent\n";
+    if (failed > 0) {
+        context.err << "kvtctl: " << failed << " frames found no service, or were refused\n";
+        context.status = kRefused;
+    }
 }
 
 }  // namespace
 
 void AddObserverCommands(CLI::App& app, Context& context) {
-    app.add_subcommand("status", "prints the service's state: foreground, panel, scenes, decisions")
+    app.add_subcommand("status",
+                       "prints the service's state: foreground, panel, scenes, decisions, frames")
         ->callback([&context] { PrintStatus(context); });
 
     const auto watch = std::make_shared<WatchOptions>();

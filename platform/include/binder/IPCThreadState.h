@@ -49,6 +49,9 @@ class IPCThreadState {
     /** Sends what waits to be sent without waiting for anything. */
     void flushCommands();
 
+    /** Status of the last call of this thread that failed, OK when none did. @post it is OK */
+    status_t clearLastError();
+
     status_t transact(int32_t handle, uint32_t code, const Parcel& data, Parcel* reply,
                       uint32_t flags);
 
@@ -129,6 +132,7 @@ class IPCThreadState {
 
     pid_t mCallingPid;
     uid_t mCallingUid;
+    status_t mLastError = OK;
     int mServing = 0;
     bool mIsLooper = false;
 };

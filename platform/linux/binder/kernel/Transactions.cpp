@@ -6,6 +6,8 @@
 #include <binder/IPCThreadState.h>
 #include <log/log.h>
 
+#include <utility>
+
 namespace android {
 namespace {
 
@@ -31,8 +33,11 @@ status_t IPCThreadState::transact(int32_t handle, uint32_t code, const Parcel& d
         const bool oneWay = (flags & TF_ONE_WAY) != 0;
         status = waitForResponse(oneWay ? nullptr : reply != nullptr ? reply : &discarded);
     }
-    if (status != OK && reply != nullptr) {
-        reply->setError(status);
+    if (status != OK) {
+        mLastError = status;
+        if (reply != nullptr) {
+            reply->setError(status);
+        }
     }
     if (!mIsLooper && mServing == 0) {
         processPendingDerefs();
@@ -41,6 +46,10 @@ status_t IPCThreadState::transact(int32_t handle, uint32_t code, const Parcel& d
     // acquired, it tells nobody of their release.
     flushUnlessLooping();
     return status;
+}
+
+status_t IPCThreadState::clearLastError() {
+    return std::exchange(mLastError, OK);
 }
 
 status_t IPCThreadState::queueTransaction(uint32_t command, uint32_t flags, int32_t handle,

@@ -126,6 +126,8 @@ TEST_F(KernelCalls, TellsFailuresApart) {
         Parcel reply;
         EXPECT_EQ(call(&reply, row.flags), row.expected) << row.what;
         EXPECT_EQ(reply.dataSize(), 0u) << row.what;
+        EXPECT_EQ(IPCThreadState::self()->clearLastError(), row.expected) << row.what;
+        EXPECT_EQ(IPCThreadState::self()->clearLastError(), OK);
         mRemote.clear();
     }
 }
