@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 # Usage, inside the virtual machine: live_java_test.sh BUILD_DIRECTORY JAVA LIBRARY_PATH CLASS_PATH
-# A JVM as a process of its own and "kvtctl watch" both hear the rate of the frames that "kvtctl frames" sends.
+# A JVM as a process of its own and "kvtctl watch" both hear the rate of the frames that "kvtctl frames" sends,
+# and go on hearing it when another listener dies and yet another does not answer.
 # Takes its time: the service reports no rate in the first 121 s of a game.
 set -euo pipefail
 
@@ -17,19 +18,37 @@ start_manager
 start_phone
 start_service
 "$java" -Xcheck:jni -Xshare:auto -Xint "-Djava.library.path=$library_path" -cp "$class_path" \
-    GameFpsPrinter 1 170 >"$work/java" 2>&1 &
+    GameFpsPrinter 2 170 >"$work/java" 2>&1 &
 printer=$!
-kvtctl watch --count 1 --for 170 >"$work/watch" 2>&1 &
-watcher=$!
-eventually "two listeners" status_is registered 2
+declare -A watcher
+watch() { # NAME OPTION...
+    kvtctl watch "${@:2}" >"$work/$1" 2>&1 &
+    watcher[$1]=$!
+}
+watch once --count 1 --for 170
+watch twice --count 2 --for 170
+watch victim
+watch frozen
+eventually "all listen" status_is registered 5
+kill -STOP "${watcher[frozen]}"
 ctl packages com.example.racer
 kvtctl frames 'SurfaceView - com.example.racer#0' --fps 60 --for 140 >"$work/frames" 2>&1 &
 frames=$!
-wait "$watcher" && status=0 || status=$?
-expect "kvtctl watch hears the rate" "$status $(<"$work/watch")" "0 60"
+wait "${watcher[once]}" && status=0 || status=$?
+expect "kvtctl watch hears the rate" "$status $(<"$work/once")" "0 60"
+eventually "so does the victim" grep -q 60 "$work/victim"
+crash "${watcher[victim]}"
+crash "$frames"
+kvtctl frames 'SurfaceView - com.example.racer#0' --fps 90 --for 20 >"$work/frames" 2>&1 &
+frames=$!
+await_end "${watcher[twice]}"
+expect "one listener dead, one frozen: another hears the next rate" \
+    "$status $(head -n 1 "$work/twice") $(wc -l <"$work/twice")" "0 60 2"
 await_end "$printer"
-expect "Java hears the rate" "$status $(<"$work/java")" "0 60"
-eventually "both are gone" status_is registered 0
+expect "so does Java" "$status $(<"$work/java")" "0 $(<"$work/twice")"
+eventually "only the frozen one is left" status_is registered 1
+crash "${watcher[frozen]}"
+eventually "all are gone" status_is registered 0
 kill "$frames" 2>/dev/null || true
 kill "$service"
 await_end "$service"

@@ -1,13 +1,16 @@
 # shellcheck shell=bash disable=SC2034 # variables are for the tests
 # SPDX-License-Identifier: Apache-2.0
 # For tests of the programs together, inside the virtual machine: starts and ends the system's processes, and
-# counts what was not as expected. Sourced; wants KVT_BUILD, the build directory.
+# counts what was not as expected. Sourced; wants KVT_BUILD, the build directory. Each process writes to a file
+# of its own in $work.
 
 PATH=$KVT_BUILD/tools:$KVT_BUILD/host:$KVT_BUILD/sim:$KVT_BUILD/platform:$KVT_BUILD/tests/vm:$PATH
 source_dir=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 work=$(mktemp -d)
 failures=0
 PATIENCE=${PATIENCE:-20} # seconds
+phone_scenario=$source_dir/sim/scenarios/live.jsonl
+service_config=$source_dir/sim/scenarios/first_light.xml
 
 expect() { # WHAT ACTUAL EXPECTED
     if [[ $2 == "$3" ]]; then
@@ -55,16 +58,30 @@ start_manager() {
     eventually "the service manager answers" manager_answers
 }
 
-start_phone() {
-    kvt-phone "$source_dir/sim/scenarios/live.jsonl" >"$work/phone" 2>&1 &
+start_phone() { # OPTION...
+    kvt-phone "$@" "$phone_scenario" >"$work/phone" 2>&1 &
     phone=$!
     eventually "the phone is up" grep -q "the phone is up" "$work/phone"
 }
 
+# Some of the phone's services in a process of their own, whose id becomes the value of part[NAME].
+declare -A part
+start_part() { # NAME SERVICES [SCENARIO]
+    kvt-phone --services "$2" "${3:-$phone_scenario}" >"$work/$1" 2>&1 &
+    part[$1]=$!
+    eventually "$1 is up" grep -q "the phone is up" "$work/$1"
+}
+
 start_service() {
-    kvtd --config "$source_dir/sim/scenarios/first_light.xml" --cpuset "$work/cpus" >"$work/kvtd" 2>&1 &
+    kvtd --config "$service_config" --cpuset "$work/cpus" >"$work/kvtd" 2>&1 &
     service=$!
     eventually "the service answers" kvtctl self-test
+}
+
+# As a process that crashes ends.
+crash() { # PID
+    kill -KILL "$1"
+    { wait "$1"; } 2>/dev/null || true
 }
 
 # Waits for a process of this shell; sets status. One that does not end is killed, which shows in its status.
@@ -77,9 +94,11 @@ await_end() { # PID
     { wait "$1"; } 2>/dev/null && status=0 || status=$?
 }
 
+# To be called last. A sanitizer's report in any process's file is a failure.
 finish() {
+    expect "no sanitizer reports" "$(grep -lE 'Sanitizer|runtime error' "$work"/*)" ""
     if ((failures > 0)); then
-        tail -n 20 "$work/manager" "$work/phone" "$work/kvtd" || true
+        tail -n 20 "$work"/* || true
     fi
     exit $((failures > 0))
 }
