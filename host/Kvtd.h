@@ -4,10 +4,11 @@
 namespace KVT {
 
 /**
- * The service host: starts the policy, publishes the service and serves until SIGTERM or SIGINT.
+ * The service host: starts the policy, publishes the service and serves until SIGTERM or SIGINT,
+ * which ends the process with status 0.
  *
- * @return exit status: 0 after a signal, 1 without a binder driver or service manager, 2 for a
- * command line that makes no sense
+ * @return exit status when it does not come to that: 1 without a binder driver or service manager,
+ * 2 for a command line that makes no sense
  */
 int RunKvtd(int argc, const char* const* argv);
 
