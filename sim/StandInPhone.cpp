@@ -128,7 +128,8 @@ int Run(const Scenario& scenario, const Options& options) {
         return kFailed;
     }
     const int64_t start = MonotonicNow();
-    World world(false);
+    // Never destroyed: other processes hold its services, and may be calling them, to the very end.
+    static World& world = *new World(false);
     world.phone.standInFor(options.services);
     for (const Action& action : scenario.before) {
         action(world);

@@ -3,6 +3,7 @@
 # Usage, inside the virtual machine: live_faults_test.sh BUILD_DIRECTORY
 # The phone's services as processes of their own, which crash one after the other while clients go on; then as
 # many frames as a busy phone sends, and more than a frozen service can take.
+# shellcheck disable=SC2317 # some functions are called by "eventually" only
 set -euo pipefail
 
 KVT_BUILD=$1
@@ -15,10 +16,7 @@ readonly CLIENTS=4
 readonly LOAD_SECONDS=20
 readonly LOAD_FPS=120
 
-# What became of the frames of a layer: "received COUNT disordered COUNT".
-frames_of() { kvtctl status | sed -n "s/^$1=\(received .*\) last .*/\1/p"; }
 are_frames_of() { [[ $(frames_of "$1") == "received $2 disordered 0" ]]; } # LAYER COUNT
-has_frames_of() { [[ $(frames_of "$1") == received* ]]; }
 binder_processes() { find /sys/kernel/debug/binder/proc -type f | wc -l; }
 are_binder_processes() { (($(binder_processes) == $1)); }
 refused_by_driver() { sed -n '/^proc/q; s/^BR_FAILED_REPLY: //p' /sys/kernel/debug/binder/stats; }

@@ -18,15 +18,15 @@ start_manager
 start_phone
 start_service
 "$java" -Xcheck:jni -Xshare:auto -Xint "-Djava.library.path=$library_path" -cp "$class_path" \
-    GameFpsPrinter 2 170 >"$work/java" 2>&1 &
+    GameFpsPrinter 2 200 >"$work/java" 2>&1 &
 printer=$!
 declare -A watcher
 watch() { # NAME OPTION...
     kvtctl watch "${@:2}" >"$work/$1" 2>&1 &
     watcher[$1]=$!
 }
-watch once --count 1 --for 170
-watch twice --count 2 --for 170
+watch once --count 1 --for 200
+watch twice --count 2 --for 200
 watch victim
 watch frozen
 eventually "all listen" status_is registered 5
