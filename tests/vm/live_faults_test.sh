@@ -68,7 +68,9 @@ check_lost_compositor() {
     ctl packages com.example.feed
     eventually "a new compositor is told" grep -q "touch strategy on" "$work/compositor"
     ctl packages com.example.mail
-    eventually "and draws the frame that the panel waits for" status_is confirmed_hz 60
+    eventually "and draws the frames that the panel waits for, down" status_is confirmed_hz 60
+    ctl packages com.example.reader
+    eventually "and up" status_is confirmed_hz 90
 }
 
 readonly classify_error="fpscommon: ikora transact err"
