@@ -36,6 +36,8 @@ int Serve(const Options& options) {
                                                : __android_log_stderr_logger);
     __android_log_set_minimum_priority(options.verbose ? ANDROID_LOG_DEBUG : ANDROID_LOG_INFO);
 
+    signal(SIGPIPE, SIG_IGN);  // whoever asks for a dump may go before it is written
+
     // Blocked in every thread, so that the one below gets them, at a moment of its own choice.
     sigset_t endings;
     sigemptyset(&endings);
