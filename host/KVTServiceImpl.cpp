@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/KVTServiceImpl.h"
 
-#include <android-base/file.h>
+#include <limits.h>
+#include <poll.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -21,6 +23,29 @@ using android::IBinder;
 using android::IInterface;
 using android::sp;
 using android::wp;
+
+namespace {
+
+/** Writes to a reader in another process; one that has stopped reading does not keep the thread. */
+android::status_t WriteToReader(int fd, const std::string& text) {
+    constexpr int kPatienceMs = 1000;
+    for (size_t done = 0; done < text.size();) {
+        pollfd reader{fd, POLLOUT, 0};
+        if (TEMP_FAILURE_RETRY(poll(&reader, 1, kPatienceMs)) == 0) {
+            return android::TIMED_OUT;
+        }
+        // A pipe that is ready takes this much without blocking.
+        const size_t piece = std::min<size_t>(text.size() - done, PIPE_BUF);
+        const ssize_t written = TEMP_FAILURE_RETRY(write(fd, text.data() + done, piece));
+        if (written < 0) {
+            return -EIO;  // not errno: EPIPE would say that this object is dead
+        }
+        done += static_cast<size_t>(written);
+    }
+    return android::OK;
+}
+
+}  // namespace
 
 /** Takes a listener off the list when its process dies. */
 class KVTServiceImpl::ListenerDeath : public IBinder::DeathRecipient {
@@ -94,7 +119,7 @@ android::status_t KVTServiceImpl::dump(int fd, const android::Vector<android::St
     dumpFrames(&dumper);
     dumper.section("listeners");
     dumper.value("registered", static_cast<int64_t>(listenerCount()));
-    return android::base::WriteStringToFd(dumper.text(), fd) ? android::OK : -errno;
+    return WriteToReader(fd, dumper.text());
 }
 
 void KVTServiceImpl::dumpFrames(Dumper* dumper) {

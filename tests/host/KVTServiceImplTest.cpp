@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/KVTServiceImpl.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <unistd.h>
 
@@ -173,6 +174,18 @@ TEST_F(Host, DumpsWhatItDidAndWhy) {
           "[listeners]\nregistered=1\n"}) {
         EXPECT_THAT(text, HasSubstr(part));
     }
+}
+
+TEST_F(Host, DoesNotWaitForADumpsReaderThatStoppedReading) {
+    start();
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    const std::string room(static_cast<size_t>(fcntl(ends[1], F_GETPIPE_SZ)), 'x');
+    ASSERT_TRUE(android::base::WriteStringToFd(room, ends[1]));
+    EXPECT_EQ(impl->dump(ends[1], {}), android::TIMED_OUT);
+    close(ends[0]);
+    close(ends[1]);
+    EXPECT_EQ(impl->dump(ends[1], {}), -EIO);
 }
 
 }  // namespace
