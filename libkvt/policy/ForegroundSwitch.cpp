@@ -105,9 +105,9 @@ void FpsCommon::DoWithPackageUpdateLocked(const std::string& pkg) {
     if (changed) {
         foreground = pkg;
         LcdFpsControl::stats.onPackage(foreground);
-        ++foregroundChanges;
         MutexLock lock(pkgMutex);
         currentPkgName = foreground;
+        ++foregroundChanges;  // last: who has seen the new count must not find the old package
     }
     if (switchAll != 0) {
         // Detection still wants to know what is in front; the panel is none of its business.

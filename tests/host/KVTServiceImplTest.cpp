@@ -92,6 +92,19 @@ TEST_F(Host, FeedsTheDetectorFromTheTargetLayerOfAGame) {
     EXPECT_EQ(detect->GetCurrentFps(), 60) << "without a known target any layer counts";
 }
 
+TEST_F(Host, CountsAForegroundChangeOnlyOnceThePackageCanBeSeen) {
+    start();
+    const uint32_t before = FpsCommon::foregroundChanges;
+    FpsCommon::pkgMutex.lock();
+    VirtualThread switching("switching", [this] { focus("com.example.app"); });
+    VirtualTime::Settle();
+    EXPECT_EQ(FpsCommon::foregroundChanges, before)
+        << "a frame would keep the target layer of the package before";
+    FpsCommon::pkgMutex.unlock();
+    switching.Join();
+    EXPECT_EQ(FpsCommon::foregroundChanges, before + 1);
+}
+
 TEST_F(Host, TakesFlaggedFramesOutsideGamesForAFullScreenSurface) {
     type("com.example.game", 9);
     start();
