@@ -4,7 +4,6 @@
 #include "detect/GameFpsDetect.h"
 #include "detect/GameFpsHelper.h"
 #include "display/LcdFpsControl.h"
-#include "policy/CodeChoice.h"
 #include "policy/FpsCommon.h"
 
 namespace KVT {
@@ -24,12 +23,7 @@ void DumpForeground(Dumper* dumper) {
     dumper->value("package", pkg);
     dumper->value("type", type);
     dumper->value("game", FpsCommon::gameScene.load());
-    // Not from the caches: a look at the state must not settle what a package's code is from now
-    // on.
-    const CodeChoice choice =
-        type == kTypeGame ? ChooseGameCode(FpsCommon::tables, FpsCommon::lcdSetting, pkg)
-                          : ChooseAppCode(FpsCommon::tables, FpsCommon::lcdSetting, pkg, type);
-    dumper->value("code", choice.code);
+    dumper->value("code", FpsCommon::PeekCode(pkg, type));
     std::string layer = "any";
     GameFpsHelper::GetInstance()->SearchTargetLayer(pkg, layer);
     dumper->value("target_layer", layer);

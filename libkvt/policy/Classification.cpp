@@ -113,4 +113,16 @@ int32_t FpsCommon::GetAppCode(const std::string& pkg, int32_t type) {
     return appCodeCache[setting][pkg] = ChooseAppCode(tables, setting, pkg, type).code;
 }
 
+int32_t FpsCommon::PeekCode(const std::string& pkg, int32_t type) {
+    const int32_t setting = lcdSetting;
+    const bool isGame = type == kTypeGame;
+    MutexLock lock(codeCacheMutex);
+    if (const auto cached = FindCode(isGame ? gameCodeCache : appCodeCache, setting, pkg);
+        cached.has_value()) {
+        return *cached;
+    }
+    return isGame ? ChooseGameCode(tables, setting, pkg).code
+                  : ChooseAppCode(tables, setting, pkg, type).code;
+}
+
 }  // namespace KVT

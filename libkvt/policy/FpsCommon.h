@@ -121,6 +121,8 @@ class FpsCommon {
     static std::string CurrentPkgName() EXCLUDES(pkgMutex);
     /** Type of a package as far as it is known here; nobody is asked. */
     static int32_t CachedType(const std::string& pkg) EXCLUDES(appTypeMapMutex);
+    /** Code that a decision would find for a package now; asking does not settle it. */
+    static int32_t PeekCode(const std::string& pkg, int32_t type) EXCLUDES(codeCacheMutex);
     static PolicySnapshot TakeSnapshot();
 
     // --- State ----------------------------------------------------------------------------------

@@ -39,6 +39,17 @@ class Host : public Phone {
         }
     }
 
+    std::string dumped() {
+        int ends[2];
+        EXPECT_EQ(pipe(ends), 0);
+        EXPECT_EQ(impl->dump(ends[1], {}), android::OK);
+        close(ends[1]);
+        std::string text;
+        android::base::ReadFdToString(ends[0], &text);
+        close(ends[0]);
+        return text;
+    }
+
     sp<KVTServiceImpl> impl = new KVTServiceImpl;
 };
 
@@ -165,17 +176,10 @@ TEST_F(Host, DumpsWhatItDidAndWhy) {
     FpsCommon::OnDisplayHotplugEventReceived(1);
     frames("video#0", 1);
     impl->RegisterListener(new Listener);
-    int ends[2];
-    ASSERT_EQ(pipe(ends), 0);
-    {
-        // What a request in progress holds must not be needed.
-        MutexLock stuck(FpsCommon::decisionMutex);
-        EXPECT_EQ(impl->dump(ends[1], {}), android::OK);
-    }
-    close(ends[1]);
-    std::string text;
-    android::base::ReadFdToString(ends[0], &text);
-    close(ends[0]);
+    // What a request in progress holds must not be needed.
+    FpsCommon::decisionMutex.lock();
+    const std::string text = dumped();
+    FpsCommon::decisionMutex.unlock();
     for (const char* part :
          {"[foreground]\npackage=com.example.game?injected=1\ntype=1\ngame=false\ncode=2\n"
           "target_layer=any\ndetected_fps=0\n",
@@ -187,6 +191,20 @@ TEST_F(Host, DumpsWhatItDidAndWhy) {
           "[listeners]\nregistered=1\n"}) {
         EXPECT_THAT(text, HasSubstr(part));
     }
+}
+
+TEST_F(Host, DumpsTheCodeThatDecisionsUse) {
+    start(ConfigWith(R"(<Param name="setting_switch"><setting id="0">
+        <switch name="app_default" value="2"/><switch name="app_perceptible_switch" value="3"/>
+        </setting></Param><Param name="application_list">
+        <list name="app_type_perceptible_list"><type>1</type></list></Param>)"));
+    fakes.classifier->failCalls(android::DEAD_OBJECT);
+    focus("com.example.app");
+    EXPECT_THAT(dumped(), HasSubstr("type=-1\ngame=false\ncode=2\n"));
+    fakes.classifier->failCalls(android::OK);
+    focus("com.example.app");
+    EXPECT_EQ(panelHz(), 60) << "a package keeps its code";
+    EXPECT_THAT(dumped(), HasSubstr("type=1\ngame=false\ncode=2\n"));
 }
 
 TEST_F(Host, DoesNotWaitForADumpsReaderThatStoppedReading) {
