@@ -2,6 +2,7 @@
 #include "host/Kvtd.h"
 
 #include <android/log.h>
+#include <binder/IPCThreadState.h>
 #include <binder/ProcessState.h>
 #include <pthread.h>
 #include <signal.h>
@@ -9,6 +10,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdlib>
 #include <iostream>
+#include <thread>
 
 #include "common/Paths.h"
 #include "detect/GameFpsDetect.h"
@@ -31,20 +33,30 @@ struct Options {
     bool verbose = false;
 };
 
+/** Ends the process at SIGTERM or SIGINT, even while the start waits for a service. */
+void EndOnSignal() {
+    sigset_t endings;
+    sigemptyset(&endings);
+    sigaddset(&endings, SIGTERM);
+    sigaddset(&endings, SIGINT);
+    // Blocked in every thread, so that this one gets them.
+    pthread_sigmask(SIG_BLOCK, &endings, nullptr);
+    std::thread([endings] {
+        int signal = 0;
+        sigwait(&endings, &signal);
+        // All at once: a thread in the middle of a decision must not lose the driver, which it
+        // would take for the display service's death, nor the policy's state before the process.
+        std::quick_exit(0);
+    }).detach();
+}
+
 int Serve(const Options& options) {
     __android_log_set_logger(options.systemLog ? __android_log_logd_logger
                                                : __android_log_stderr_logger);
     __android_log_set_minimum_priority(options.verbose ? ANDROID_LOG_DEBUG : ANDROID_LOG_INFO);
 
     signal(SIGPIPE, SIG_IGN);  // whoever asks for a dump may go before it is written
-
-    // Blocked in every thread, so that the one below gets them, at a moment of its own choice.
-    sigset_t endings;
-    sigemptyset(&endings);
-    sigaddset(&endings, SIGTERM);
-    sigaddset(&endings, SIGINT);
-    pthread_sigmask(SIG_BLOCK, &endings, nullptr);
-
+    EndOnSignal();
     if (!ProcessState::self()->hasDriver()) {
         return kFailed;  // which has been said already
     }
@@ -61,12 +73,9 @@ int Serve(const Options& options) {
         return kFailed;
     }
     ProcessState::self()->startThreadPool();
-
-    int signal = 0;
-    sigwait(&endings, &signal);
-    // All at once: a thread in the middle of a decision must not lose the driver, which it would
-    // take for the display service's death, nor the policy's state before the process.
-    std::quick_exit(0);
+    android::IPCThreadState::self()->joinThreadPool();
+    std::cerr << "kvtd: the binder driver is gone\n";
+    std::quick_exit(kFailed);
 }
 
 }  // namespace
