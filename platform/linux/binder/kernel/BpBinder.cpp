@@ -28,7 +28,10 @@ void BpBinder::onLastStrongRef(const void*) {
     std::vector<Obituary> unlinked;
     {
         KVT::MutexLock lock(mMutex);
-        unlinked = takeObituaries();
+        // Not when another thread has revived the proxy by now: it may have linked new recipients.
+        if (getStrongCount() == 0) {
+            unlinked = takeObituaries();
+        }
     }
 }
 

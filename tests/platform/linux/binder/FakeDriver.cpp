@@ -270,7 +270,11 @@ void FakeDriver::take(const Command& command) {
                 break;
         }
     }
-    if ((command.code == BC_TRANSACTION || command.code == BC_REPLY) && onCall) {
+    if (command.code != BC_TRANSACTION && command.code != BC_REPLY) {
+        if (onCommand) {
+            onCommand(command);
+        }
+    } else if (onCall) {
         const Answer next = onCall(command);
         MutexLock lock(mMutex);
         mSteps.push_front({0, SIZE_MAX, next.get()});

@@ -76,6 +76,8 @@ class FakeDriver {
     std::function<std::optional<Answer>()> onRead;
     /** Told of each call and reply while its data is there; what it returns is answered next. */
     std::function<Answer(const Command&)> onCall;
+    /** Told of each other command once it is in the books. */
+    std::function<void(const Command&)> onCommand;
 
     /** Puts bytes, and where objects stand among them, into a receive buffer. */
     binder_transaction_data receive(const void* data, size_t size,

@@ -214,6 +214,29 @@ TEST_F(KernelObjects, ADroppedProxyLivesUntilTheDriverForgetsIt) {
     EXPECT_EQ(mDriver.count(BC_DECREFS), 1);
 }
 
+TEST_F(KernelObjects, AProxyThatIsRevivedWhileItIsDroppedKeepsItsNewRecipients) {
+    sp<IBinder> remote = proxy();
+    flush();
+    const auto cookie = reinterpret_cast<binder_uintptr_t>(remote->remoteBinder());
+    const sp<Watcher> watcher = new Watcher;
+    sp<IBinder> revived;
+    mDriver.onCommand = [&](const FakeDriver::Command& command) {
+        if (command.code == BC_RELEASE && revived == nullptr) {
+            std::thread([&] {
+                revived = proxy();
+                EXPECT_EQ(revived->linkToDeath(watcher), OK);
+            }).join();
+        }
+    };
+    remote.clear();
+    mDriver.onCommand = nullptr;
+    EXPECT_EQ(mDriver.deathRequests(false), std::vector<binder_uintptr_t>{cookie});
+    mDriver.answer(Answer().add(BR_DEAD_BINDER, cookie));
+    mDriver.answer(Answer().add(BR_CLEAR_DEATH_NOTIFICATION_DONE, cookie));
+    serve();
+    EXPECT_EQ(watcher->deaths, 1);
+}
+
 TEST_F(KernelObjects, StartsThreadsOnlyOnceThePoolIsStarted) {
     mDriver.answer(Answer().add(BR_SPAWN_LOOPER));
     serve();
