@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// Sends calls with random bytes to every code of the service: garbage_client SEED CALLS
+// Asks for a dump and hangs up, then sends calls with random bytes to every code of the service:
+// garbage_client SEED CALLS
 #include <binder/IServiceManager.h>
 #include <binder/Parcel.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <random>
@@ -35,6 +38,20 @@ void Fill(Parcel* data, std::mt19937& random) {
     }
 }
 
+/** The service is to write into a pipe that nobody will read. */
+android::status_t HangUp(IBinder& service) {
+    int ends[2];
+    if (pipe(ends) != 0) {
+        return -errno;
+    }
+    close(ends[0]);
+    Parcel data;
+    Parcel reply;
+    data.writeFileDescriptor(ends[1], true);
+    data.writeInt32(0);
+    return service.transact(IBinder::DUMP_TRANSACTION, data, &reply);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -48,6 +65,10 @@ int main(int argc, char** argv) {
         manager == nullptr ? nullptr : manager->checkService(KVT::IKVTService::descriptor);
     if (service == nullptr) {
         fprintf(stderr, "garbage_client: no service\n");
+        return 1;
+    }
+    if (const android::status_t status = HangUp(*service); status != android::UNKNOWN_ERROR) {
+        fprintf(stderr, "garbage_client: a dump for nobody: status %d\n", status);
         return 1;
     }
     for (int call = atoi(argv[2]); call > 0; --call) {
