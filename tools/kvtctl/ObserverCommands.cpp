@@ -53,7 +53,7 @@ void PrintStatus(Context& context) {
     reader.join();
     context.out << text;
     if (status != android::OK) {
-        context.err << "kvtctl: the dump failed: " << strerror(-status) << "\n";
+        context.err << "kvtctl: the dump failed: " << StatusText(status) << "\n";
         context.status = kRefused;
     }
 }

@@ -29,6 +29,19 @@ sp<IBinder> FindService(Context& context) {
     return service;
 }
 
+std::string StatusText(status_t status) {
+    switch (status) {
+        case android::DEAD_OBJECT:
+            return "the service died";
+        case android::FAILED_TRANSACTION:
+            return "the driver refused it";
+        case android::UNKNOWN_ERROR:
+            return "the service could not do it";
+        default:
+            return std::string(strerror(-status)) + " (" + std::to_string(status) + ")";
+    }
+}
+
 bool WithFramework(Context& context,
                    const std::function<status_t(FrameworkClient& framework)>& call) {
     const sp<IBinder> service = FindService(context);
@@ -38,7 +51,7 @@ bool WithFramework(Context& context,
     FrameworkClient framework(service);
     const status_t status = call(framework);
     if (status != android::OK) {
-        context.err << "kvtctl: the call failed: " << strerror(-status) << " (" << status << ")\n";
+        context.err << "kvtctl: the call failed: " << StatusText(status) << "\n";
         context.status = kRefused;
     }
     return status == android::OK;

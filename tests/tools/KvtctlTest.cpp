@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <binder/Binder.h>
+#include <binder/IServiceManager.h>
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "service/IKVTService.h"
+#include "tools/kvtctl/Kvtctl.h"
+
+namespace KVT {
+namespace {
+
+using android::status_t;
+
+/** A service whose every answer is the same status. */
+class Service : public android::BBinder {
+  public:
+    explicit Service(status_t status) : mStatus(status) {}
+
+  protected:
+    status_t onTransact(uint32_t, const android::Parcel&, android::Parcel*, uint32_t) override {
+        return mStatus;
+    }
+
+  private:
+    const status_t mStatus;
+};
+
+int Call(const std::vector<const char*>& args, std::string* out) {
+    std::vector<const char*> argv = {"kvtctl"};
+    argv.insert(argv.end(), args.begin(), args.end());
+    std::ostringstream stream;
+    const int status = ctl::Run(static_cast<int>(argv.size()), argv.data(), stream, stream);
+    *out = stream.str();
+    return status;
+}
+
+TEST(KvtctlCalls, SaysWhyACallFailed) {
+    const struct {
+        status_t status;
+        const char* text;
+    } cases[] = {
+        {android::DEAD_OBJECT, "the call failed: the service died\n"},
+        {android::FAILED_TRANSACTION, "the call failed: the driver refused it\n"},
+        {android::UNKNOWN_ERROR, "the call failed: the service could not do it\n"},
+        {android::BAD_VALUE, "the call failed: Invalid argument (-22)\n"},
+    };
+    for (const auto& c : cases) {
+        android::defaultServiceManager()->addService(IKVTService::descriptor,
+                                                     new Service(c.status));
+        for (const std::vector<const char*>& args :
+             {std::vector<const char*>{"max-rate"}, {"power-mode", "4"}}) {
+            std::string out;
+            EXPECT_EQ(Call(args, &out), ctl::kRefused);
+            EXPECT_EQ(out, std::string("kvtctl: ") + c.text);
+        }
+    }
+}
+
+}  // namespace
+}  // namespace KVT
