@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <binder/Binder.h>
 #include <binder/IServiceManager.h>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <sstream>
 #include <string>
@@ -14,6 +14,7 @@ namespace KVT {
 namespace {
 
 using android::status_t;
+using testing::HasSubstr;
 
 /** A service whose every answer is the same status. */
 class Service : public android::BBinder {
@@ -36,6 +37,25 @@ int Call(const std::vector<const char*>& args, std::string* out) {
     const int status = ctl::Run(static_cast<int>(argv.size()), argv.data(), stream, stream);
     *out = stream.str();
     return status;
+}
+
+TEST(KvtctlCalls, NamesWhatIsWrongWithACommandLine) {
+    const struct {
+        std::vector<const char*> args;
+        const char* line;
+    } cases[] = {
+        {{}, "A subcommand is required"},
+        {{"packagse", "a"}, "not expected: packagse"},
+        {{"config", "chekc"}, "not expected: chekc"},
+        {{"packages", ""}, "FOCUS: must not be empty"},
+        {{"fingerprint", "", "1"}, "PACKAGE: must not be empty"},
+        {{"watch", "--for", "10000000000"}, "--for: Value 10000000000 not in range 1 to 86400"},
+    };
+    for (const auto& c : cases) {
+        std::string out;
+        EXPECT_EQ(Call(c.args, &out), ctl::kUsage) << c.line;
+        EXPECT_THAT(out, HasSubstr(c.line));
+    }
 }
 
 TEST(KvtctlCalls, SaysWhyACallFailed) {

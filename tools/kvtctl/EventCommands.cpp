@@ -18,6 +18,11 @@ using android::status_t;
 
 constexpr int32_t kAny = INT32_MAX;
 
+/** The service drops an event of the package "" without a word. */
+std::string RefuseEmpty(const std::string& text) {
+    return text.empty() ? "must not be empty" : "";
+}
+
 /** An event or query with at most one number. */
 struct NumberCommand {
     const char* name;
@@ -134,7 +139,9 @@ void AddPackageCommands(CLI::App& app, Context& context) {
     const auto names = std::make_shared<Names>();
     CLI::App* packages =
         app.add_subcommand("packages", "the focused package, and all that are visible");
-    packages->add_option("FOCUS", names->focus, "focused package")->required();
+    packages->add_option("FOCUS", names->focus, "focused package")
+        ->required()
+        ->check(CLI::Validator(RefuseEmpty, ""));
     packages->add_option("VISIBLE", names->visible, "packages that are visible");
     packages->callback([&context, names] {
         WithFramework(context, [&](FrameworkClient& framework) {
@@ -142,7 +149,9 @@ void AddPackageCommands(CLI::App& app, Context& context) {
         });
     });
     CLI::App* fingerprint = app.add_subcommand("fingerprint", "fingerprint unlock");
-    fingerprint->add_option("PACKAGE", names->focus, "package that asks")->required();
+    fingerprint->add_option("PACKAGE", names->focus, "package that asks")
+        ->required()
+        ->check(CLI::Validator(RefuseEmpty, ""));
     fingerprint->add_option("VALUE", names->status, "0 idle, 1 wants 90 Hz, 2 wants 60 Hz")
         ->required()
         ->check(CLI::Range(0, 2));

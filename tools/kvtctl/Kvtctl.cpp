@@ -13,11 +13,21 @@ int Run(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
     Context context{out, err, process};
     CLI::App app("Command line client of the refresh-rate service.", "kvtctl");
     app.require_subcommand(1);
+    app.footer(
+        "Events go one-way: that the service is handed one is all that its sender learns.\n"
+        "Exit status: 0 done, 1 the service is missing, died or refused, 2 wrong usage.\n"
+        "Example: kvtctl packages com.example.game com.example.game && kvtctl status");
     AddObserverCommands(app, context);
     AddEventCommands(app, context);
     AddConfigCommands(app, context);
     try {
         app.parse(argc, argv);
+    } catch (const CLI::RequiredError& e) {
+        // Of a misspelt subcommand it is no help to hear that one is required.
+        const std::vector<std::string> unknown = app.remaining(true);
+        unknown.empty() ? app.exit(e, out, err)
+                        : app.exit(CLI::ExtrasError({unknown.front()}), out, err);
+        return kUsage;
     } catch (const CLI::ParseError& e) {
         return app.exit(e, out, err) == 0 ? kDone : kUsage;
     }

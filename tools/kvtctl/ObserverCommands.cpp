@@ -171,7 +171,7 @@ void AddObserverCommands(CLI::App& app, Context& context) {
         app.add_subcommand("watch", "prints each game frame rate that the service reports");
     watching->add_option("--count", watch->count, "end after so many")->check(CLI::PositiveNumber);
     watching->add_option("--for", watch->seconds, "end after so many seconds")
-        ->check(CLI::PositiveNumber);
+        ->check(CLI::Range(1, 86400));
     watching->callback([&context, watch] { Watch(context, *watch); });
 
     const auto frames = std::make_shared<FrameOptions>();
