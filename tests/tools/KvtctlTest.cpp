@@ -30,11 +30,12 @@ class Service : public android::BBinder {
     const status_t mStatus;
 };
 
-int Call(const std::vector<const char*>& args, std::string* out) {
+int Call(const std::vector<const char*>& args, std::string* out, const ctl::Process& process = {}) {
     std::vector<const char*> argv = {"kvtctl"};
     argv.insert(argv.end(), args.begin(), args.end());
     std::ostringstream stream;
-    const int status = ctl::Run(static_cast<int>(argv.size()), argv.data(), stream, stream);
+    const int status =
+        ctl::Run(static_cast<int>(argv.size()), argv.data(), stream, stream, process);
     *out = stream.str();
     return status;
 }
@@ -56,6 +57,12 @@ TEST(KvtctlCalls, NamesWhatIsWrongWithACommandLine) {
         EXPECT_EQ(Call(c.args, &out), ctl::kUsage) << c.line;
         EXPECT_THAT(out, HasSubstr(c.line));
     }
+}
+
+TEST(KvtctlCalls, LeavesItToTheLogThatThereIsNoDriver) {
+    std::string out;
+    EXPECT_EQ(Call({"status"}, &out, {[] { return false; }}), ctl::kRefused);
+    EXPECT_EQ(out, "");
 }
 
 TEST(KvtctlCalls, SaysWhyACallFailed) {

@@ -15,6 +15,8 @@ enum ExitStatus {
 
 /** What a subcommand may want of the process that it runs in. */
 struct Process {
+    /** @return whether there is a binder driver; the log says it when there is none */
+    std::function<bool()> hasDriver = [] { return true; };
     /** Starts the threads that serve calls to this process; only "watch" needs any. */
     std::function<void()> startThreadPool = [] {};
     /** @return whether a call to the service failed since this was last asked */

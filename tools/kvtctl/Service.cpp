@@ -15,6 +15,10 @@ using android::sp;
 using android::status_t;
 
 sp<IBinder> FindService(Context& context) {
+    if (!context.process.hasDriver()) {
+        context.status = kRefused;  // which has been said already
+        return nullptr;
+    }
     const auto manager = android::defaultServiceManager();
     if (manager == nullptr) {
         context.err << "kvtctl: there is no service manager to ask for the service\n";

@@ -30,5 +30,6 @@ int main(int argc, char** argv) {
     __android_log_set_minimum_priority(ANDROID_LOG_ERROR);
     __android_log_set_logger(Log);
     return KVT::ctl::Run(argc, argv, std::cout, std::cerr,
-                         {[] { android::ProcessState::self()->startThreadPool(); }, TakeFailure});
+                         {[] { return android::ProcessState::self()->hasDriver(); },
+                          [] { android::ProcessState::self()->startThreadPool(); }, TakeFailure});
 }
