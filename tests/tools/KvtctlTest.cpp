@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "service/IKVTService.h"
+#include "sync/virtual/VirtualTime.h"
 #include "tools/kvtctl/Kvtctl.h"
 
 namespace KVT {
@@ -83,6 +84,21 @@ TEST(KvtctlCalls, SaysWhyACallFailed) {
             std::string out;
             EXPECT_EQ(Call(args, &out), ctl::kRefused);
             EXPECT_EQ(out, std::string("kvtctl: ") + c.text);
+        }
+    }
+}
+
+TEST(KvtctlCalls, TellsThatAnEventOfTheCompositorFailed) {
+    VirtualTime::Enter({});
+    android::defaultServiceManager()->addService(IKVTService::descriptor, new Service(android::OK));
+    ctl::Process process;
+    for (const std::vector<const char*>& args :
+         {std::vector<const char*>{"touch", "1"}, {"refresh"}, {"watch", "--for", "1"}}) {
+        for (const bool fails : {false, true}) {
+            process.takeFailure = [fails] { return fails; };
+            std::string out;
+            EXPECT_EQ(Call(args, &out, process), fails ? ctl::kRefused : ctl::kDone);
+            EXPECT_EQ(out.empty(), !fails) << out;
         }
     }
 }

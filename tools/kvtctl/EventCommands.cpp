@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <CLI/CLI.hpp>
+#include <functional>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -80,6 +82,19 @@ const Query kQueries[] = {
     {"self-test", "prints 20 when the service is alive", &FrameworkClient::selfTest},
 };
 
+/** The service's own interface returns nothing, so it takes the process to know of a failure. */
+void WithCompositorSide(Context& context, const std::function<void(IKVTService& service)>& send) {
+    const sp<android::IBinder> service = FindService(context);
+    if (service == nullptr) {
+        return;
+    }
+    send(*IKVTService::asInterface(service));
+    if (context.process.takeFailure()) {
+        context.err << "kvtctl: the event found no service, or was refused\n";
+        context.status = kRefused;
+    }
+}
+
 void AddNumberCommands(CLI::App& app, Context& context) {
     for (const NumberCommand& command : kNumberCommands) {
         const auto value = std::make_shared<int32_t>();
@@ -103,16 +118,14 @@ void AddCompositorCommands(CLI::App& app, Context& context) {
             ->required()
             ->check(CLI::Range(command.least, command.most));
         sub->callback([&context, &command, value] {
-            if (const sp<android::IBinder> service = FindService(context); service != nullptr) {
-                (IKVTService::asInterface(service).get()->*command.send)(*value);
-            }
+            WithCompositorSide(context,
+                               [&](IKVTService& service) { (service.*command.send)(*value); });
         });
     }
     CLI::App* refresh = app.add_subcommand("refresh", "the screen's content was refreshed, now");
     refresh->callback([&context] {
-        if (const sp<android::IBinder> service = FindService(context); service != nullptr) {
-            IKVTService::asInterface(service)->NotifyFrameRefresh(MonotonicNow());
-        }
+        WithCompositorSide(
+            context, [](IKVTService& service) { service.NotifyFrameRefresh(MonotonicNow()); });
     });
 }
 

@@ -106,7 +106,7 @@ void Watch(Context& context, const WatchOptions& options) {
     service->linkToDeath(death);
     context.process.startThreadPool();
     const sp<Watcher> watcher = new Watcher;
-    if (KVTManager::RegisterListener(watcher) != 0) {
+    if (KVTManager::RegisterListener(watcher) != 0 || context.process.takeFailure()) {
         context.err << "kvtctl: the service did not take the listener\n";
         context.status = kRefused;
         return;
