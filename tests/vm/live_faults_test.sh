@@ -112,7 +112,7 @@ check_lost_service() {
         '"event":"packages","focus":"com.example.mail"' '"event":"packages","focus":"com.example.reader"'
     kvt-phone --no-services --leave "$scenarios/packages" >"$work/framework" 2>&1 &
     local framework=$!
-    kvtctl frames traffic#1 --fps 120 --for 10 >"$work/frames" 2>&1 &
+    kvtctl frames traffic#1 --fps 120 --for 15 >"$work/frames" 2>&1 &
     local frames=$!
     eventually "frames arrive" has_frames_of traffic#1
     eventually "package events arrive" has_lines 3 "focus pkgName - com.example.mail" "$work/kvtd"
@@ -131,7 +131,7 @@ check_lost_service() {
     local sent failed
     sent=$(sed -n 's/ frames sent$//p' "$work/frames")
     failed=$(sed -n 's/^kvtctl: \([0-9]*\) frames found no service, or were refused$/\1/p' "$work/frames")
-    expect "the client counts the calls that failed" "$status $((failed > 0)) $((sent + failed))" "1 1 1200"
+    expect "the client counts the calls that failed" "$status $((failed > 0)) $((sent + failed))" "1 1 1800"
     wait "$framework" && status=0 || status=$?
     expect "the framework goes on" "$status" 0
     eventually "after calls that failed cleanly" has_lines 1 "not delivered: status -32" "$work/framework"

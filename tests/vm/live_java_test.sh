@@ -10,7 +10,6 @@ KVT_BUILD=$1
 java=$2
 library_path=$3
 class_path=$4
-PATIENCE=60 # a JVM starts slowly there
 # shellcheck source=tests/vm/system.sh
 . "$(dirname "${BASH_SOURCE[0]}")/system.sh"
 

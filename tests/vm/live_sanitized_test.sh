@@ -6,7 +6,6 @@
 set -euo pipefail
 
 KVT_BUILD=$1
-PATIENCE=60 # sanitizers are slow there
 # shellcheck source=tests/vm/system.sh
 . "$(dirname "${BASH_SOURCE[0]}")/system.sh"
 

@@ -8,7 +8,7 @@ PATH=$KVT_BUILD/tools:$KVT_BUILD/host:$KVT_BUILD/sim:$KVT_BUILD/platform:$KVT_BU
 source_dir=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 work=$(mktemp -d)
 failures=0
-PATIENCE=${PATIENCE:-20} # seconds
+readonly PATIENCE=60 # seconds; an emulated machine can be very slow
 # Each process's sanitizer, if it has one, reports to a file of its own. (An option that comes last counts.)
 export ASAN_OPTIONS=${ASAN_OPTIONS-}:log_path=$work/sanitizer
 export TSAN_OPTIONS=${TSAN_OPTIONS-}:log_path=$work/sanitizer
