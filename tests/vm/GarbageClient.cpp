@@ -67,7 +67,7 @@ int main(int argc, char** argv) {
         fprintf(stderr, "garbage_client: no service\n");
         return 1;
     }
-    if (const android::status_t status = HangUp(*service); status != android::UNKNOWN_ERROR) {
+    if (const android::status_t status = HangUp(*service); status != -EIO) {
         fprintf(stderr, "garbage_client: a dump for nobody: status %d\n", status);
         return 1;
     }
