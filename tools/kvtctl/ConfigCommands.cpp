@@ -81,7 +81,7 @@ int Explain(const std::string& file, const ExplainOptions& options, Context& con
 }  // namespace
 
 void AddConfigCommands(CLI::App& app, Context& context) {
-    CLI::App* config = app.add_subcommand("config", "Check and explain a configuration file.");
+    CLI::App* config = app.add_subcommand("config", "checks and explains a configuration file");
     config->require_subcommand(1);
     const auto file = std::make_shared<std::string>();
 
