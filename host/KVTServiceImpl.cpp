@@ -126,6 +126,7 @@ void KVTServiceImpl::dumpFrames(Dumper* dumper) {
     const FrameStats::Totals totals = mFrameStats.totals();
     dumper->section("frames");
     dumper->value("received", totals.frames);
+    dumper->section("layers");
     for (const FrameStats::Layer& layer : totals.layers) {
         dumper->value(layer.name, "received " + std::to_string(layer.frames) + " disordered " +
                                       std::to_string(layer.disordered) + " last " +
