@@ -308,10 +308,12 @@ TEST_F(BinderVm, GrowsThePoolToItsLimitAndNoFurther) {
             });
         }
         EXPECT_TRUE(Eventually([pid] {
-            return DriverStats(pid)["pending transactions"] == std::to_string(kTooMany);
-        })) << DriverStats(pid)["pending transactions"];
-        EXPECT_EQ(DriverStats(pid)["threads"], std::to_string(kThreads));
-        EXPECT_EQ(DriverStats(pid)["requested threads"], "0+15/15");
+            auto stats = DriverStats(pid);
+            return stats["pending transactions"] == std::to_string(kTooMany) &&
+                   stats["threads"] == std::to_string(kThreads) &&
+                   stats["requested threads"] == "0+15/15";
+        })) << DriverStats(pid)["pending transactions"]
+            << " pending, threads " << DriverStats(pid)["threads"];
         EXPECT_LE(ProcessCount(pid, "task"), kThreads + 2) << "two may be a sanitizer's";
         kill(pid, SIGKILL);
         for (std::thread& caller : callers) {

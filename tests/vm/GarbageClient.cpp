@@ -18,8 +18,15 @@ namespace {
 using android::IBinder;
 using android::Parcel;
 
-constexpr uint32_t kUnknownCodes[] = {
-    0, 20, 19999, 20001, 20002, IBinder::DUMP_TRANSACTION, IBinder::INTERFACE_TRANSACTION};
+constexpr uint32_t kUnknownCodes[] = {0,
+                                      20,
+                                      19999,
+                                      20001,
+                                      20002,
+                                      IBinder::DUMP_TRANSACTION,
+                                      IBinder::INTERFACE_TRANSACTION,
+                                      IBinder::SHELL_COMMAND_TRANSACTION,
+                                      IBinder::SYSPROPS_TRANSACTION};
 
 uint32_t PickCode(std::mt19937& random) {
     size_t known = 0;

@@ -24,7 +24,7 @@ namespace {
 
 using namespace android;
 
-#if defined(__clang__) || defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr int kScale = 10;  // it is enough that one build counts to the end
 #else
 constexpr int kScale = 1;

@@ -2,6 +2,7 @@
 #include "tests/vm/Processes.h"
 
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -63,6 +64,9 @@ void Signal::raise() const {
 }
 
 void Signal::await() const {
+    constexpr int kPatienceMs = 60'000;
+    pollfd raised{mEnds[0], POLLIN, 0};
+    ASSERT_EQ(poll(&raised, 1, kPatienceMs), 1);
     char byte;
     EXPECT_EQ(read(mEnds[0], &byte, 1), 1);
 }
@@ -106,7 +110,7 @@ int ProcessCount(pid_t pid, const std::string& kind) {
 }
 
 bool Eventually(const std::function<bool()>& question) {
-    constexpr int64_t kPatienceNs = 10 * kNsPerS;
+    constexpr int64_t kPatienceNs = 60 * kNsPerS;
     constexpr int64_t kPauseNs = 10 * kNsPerMs;
     for (const int64_t deadline = MonotonicNow() + kPatienceNs; MonotonicNow() < deadline;) {
         if (question()) {

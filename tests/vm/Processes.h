@@ -56,7 +56,7 @@ std::map<std::string, std::string> DriverStats(pid_t pid);
 /** How many threads or descriptors ("task", "fd") a process has. */
 int ProcessCount(pid_t pid, const std::string& kind);
 
-/** Asks again for 10 s at most until the answer is yes. */
+/** Asks again for a minute at most until the answer is yes. */
 bool Eventually(const std::function<bool()>& question);
 
 }  // namespace KVT::test

@@ -17,21 +17,21 @@ start_manager
 start_phone
 start_service
 "$java" -Xcheck:jni -Xshare:auto -Xint "-Djava.library.path=$library_path" -cp "$class_path" \
-    GameFpsPrinter 2 200 >"$work/java" 2>&1 &
+    GameFpsPrinter 2 260 >"$work/java" 2>&1 &
 printer=$!
 declare -A watcher
 watch() { # NAME OPTION...
     kvtctl watch "${@:2}" >"$work/$1" 2>&1 &
     watcher[$1]=$!
 }
-watch once --count 1 --for 200
-watch twice --count 2 --for 200
+watch once --count 1 --for 260
+watch twice --count 2 --for 260
 watch victim
 watch frozen
 eventually "all listen" status_is registered 5
 kill -STOP "${watcher[frozen]}"
 ctl packages com.example.racer
-kvtctl frames 'SurfaceView - com.example.racer#0' --fps 60 --for 140 >"$work/frames" 2>&1 &
+kvtctl frames 'SurfaceView - com.example.racer#0' --fps 60 --for 200 >"$work/frames" 2>&1 &
 frames=$!
 wait "${watcher[once]}" && status=0 || status=$?
 expect "kvtctl watch hears the rate" "$status $(<"$work/once")" "0 60"

@@ -12,6 +12,7 @@ readonly PATIENCE=60 # seconds; an emulated machine can be very slow
 # Each process's sanitizer, if it has one, reports to a file of its own. (An option that comes last counts.)
 export ASAN_OPTIONS=${ASAN_OPTIONS-}:log_path=$work/sanitizer
 export TSAN_OPTIONS=${TSAN_OPTIONS-}:log_path=$work/sanitizer
+export UBSAN_OPTIONS=${UBSAN_OPTIONS-}:log_path=$work/sanitizer
 export LSAN_OPTIONS=${LSAN_OPTIONS-}:suppressions=$source_dir/cmake/lsan.supp:print_suppressions=0
 phone_scenario=$source_dir/sim/scenarios/live.jsonl
 service_config=$source_dir/sim/scenarios/first_light.xml
@@ -24,6 +25,10 @@ expect() { # WHAT ACTUAL EXPECTED
         failures=$((failures + 1))
     fi
 }
+
+# A command that fails unexpectedly ends the test, but not silently.
+show_logs() { tail -n 20 "$work"/* || true; }
+trap 'echo "FAILED: a command in the test itself"; show_logs' EXIT
 
 # Asks again until the command succeeds.
 eventually() { # WHAT COMMAND...
@@ -106,7 +111,8 @@ await_end() { # PID
 finish() {
     expect "no sanitizer reports" "$(cat "$work"/sanitizer.* 2>/dev/null)" ""
     if ((failures > 0)); then
-        tail -n 20 "$work"/* || true
+        show_logs
     fi
+    trap - EXIT
     exit $((failures > 0))
 }

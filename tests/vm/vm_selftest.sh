@@ -75,7 +75,7 @@ check_endings() {
     wait "$script" && status=0 || status=$?
     expect "status after SIGTERM" "$status" 143
     # The machine is told, not waited for.
-    for _ in {1..50}; do kill -0 "$machine" 2>/dev/null || break; sleep 0.1; done
+    for _ in {1..150}; do kill -0 "$machine" 2>/dev/null || break; sleep 0.1; done
     expect "machine gone after SIGTERM" "$(kill -0 "$machine" 2>/dev/null && echo there)" ""
 }
 
