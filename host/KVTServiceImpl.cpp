@@ -173,7 +173,11 @@ void KVTServiceImpl::refreshTarget() {
 }
 
 void KVTServiceImpl::SetLcdEvent(int32_t event) {
-    AppDynamicFps::GetInstance()->SetLcdEvent(event);
+    // A touch that was under way when the strategy was switched off, or that a compositor sends to
+    // a policy that is off, would set a rate that nobody takes back.
+    if (FpsCommon::appDynamicSwitch) {
+        AppDynamicFps::GetInstance()->SetLcdEvent(event);
+    }
 }
 
 void KVTServiceImpl::NotifyFrameRefresh(int64_t timestamp) {

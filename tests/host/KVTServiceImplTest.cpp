@@ -105,6 +105,37 @@ TEST_F(Host, FeedsTheDetectorFromTheTargetLayerOfAGame) {
     EXPECT_EQ(detect->GetCurrentFps(), 60) << "without a known target any layer counts";
 }
 
+TEST_F(Host, HandsTouchesToTheStrategyOnlyWhileItIsArmed) {
+    start(ConfigWith(R"(<Param name="setting_switch"><setting id="0">
+        <switch name="app_default" value="9"/><switch name="app_perceptible_switch" value="3"/>
+        </setting></Param><Param name="application_list">
+        <list name="app_pkg_perceptible_list"><pkg>app.high</pkg></list></Param>)"));
+    const auto tap = [this] {
+        impl->SetLcdEvent(1);
+        const int32_t touched = panelHz();
+        impl->SetLcdEvent(0);
+        SleepFor(kNsPerS);
+        return std::make_pair(touched, panelHz());
+    };
+    focus("app.touch");
+    EXPECT_EQ(tap(), std::make_pair(90, 60));
+    focus("app.high");
+    EXPECT_EQ(tap(), std::make_pair(90, 90)) << "sent before the compositor knew, received after";
+    impl->NotifyDisplayHotplugEvent(1);
+    EXPECT_EQ(tap(), std::make_pair(60, 60));
+}
+
+/** The compositor may still send touches that the service's life before asked it for. */
+class FixedRate : public Host, public testing::WithParamInterface<const char*> {};
+INSTANTIATE_TEST_SUITE_P(MasterSwitch, FixedRate, testing::Values("60", "-1"));
+
+TEST_P(FixedRate, IsNotMovedByTouches) {
+    property("persist.dynamicfps.switch", GetParam());
+    start();
+    impl->SetLcdEvent(1);
+    EXPECT_EQ(panelHz(), 60);
+}
+
 TEST_F(Host, CountsAForegroundChangeOnlyOnceThePackageCanBeSeen) {
     start();
     const uint32_t before = FpsCommon::foregroundChanges;
