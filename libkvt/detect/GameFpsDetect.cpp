@@ -70,21 +70,23 @@ GameFpsDetect::GameFpsDetect()
       mLogSwitch(property_get_bool("persist.dynamicfps.logswitch", false)) {}
 
 void GameFpsDetect::Clear() {
+    MutexLock lock(mGameMutex);
     mGameStartNs = MonotonicNow();
     mCurrentFps = 0;
-    mCleared = true;
+    ++mGame;
 }
 
 /** Does, on the frames' side, what Clear() asked for. */
 void GameFpsDetect::StartAnewIfCleared() {
-    if (!mCleared.load(std::memory_order_relaxed) || !mCleared.exchange(false)) {
+    const uint32_t game = mGame.load(std::memory_order_relaxed);
+    if (game == mMeasuredGame) {
         return;
     }
+    mMeasuredGame = game;
     mMonitor.Clear();
     mDetector.Clear();
     mMaxFps = 0;
     mMaxFpsReported = false;
-    mCurrentFps = 0;  // a frame of the game before may have set it since
 }
 
 void GameFpsDetect::AttachService(const android::sp<KVTService>& service) {
@@ -104,40 +106,50 @@ void GameFpsDetect::ProcessLayerTimeInfo(const std::string& layerName, int64_t t
     mLastTimestamp = timestamp;
     const bool detectorReady = mDetector.UpdateFps(frameLen);
     const bool monitorReady = mMonitor.UpdateFps(frameLen);
-    // A result that a new game overtakes is the old game's, and none of the new one's business.
-    if (!(mFpsMode == 0 ? detectorReady : monitorReady) || mCleared) {
+    if (!(mFpsMode == 0 ? detectorReady : monitorReady) || IsOvertaken()) {
         return;
     }
     if (mLogSwitch) {
         KVT_LOGI("GameFpsDetect: fps %d AI %d", mMonitor.GetDetectedFps(),
                  mDetector.GetDetectedFps());
     }
-    SendTargetFps(layerName,
-                  mFpsMode == 0 ? mDetector.GetDetectedFps() : mMonitor.GetDetectedFps());
+    Announce(layerName, mFpsMode == 0 ? mDetector.GetDetectedFps() : mMonitor.GetDetectedFps());
 }
 
 void GameFpsDetect::SendTargetFps(const std::string& layerName, int32_t fps) {
     StartAnewIfCleared();
+    Announce(layerName, fps);
+}
+
+void GameFpsDetect::Announce(const std::string& layerName, int32_t fps) {
     const int32_t detected = fps >= kHighFrom ? kHighFps : fps;
     SendTargetFpsToAiSched(TargetFor(layerName, detected));
 
+    bool report = false;
+    {
+        MutexLock lock(mGameMutex);
+        report = !IsOvertaken() && TakeNote(detected);
+    }
+    if (report) {
+        ReportToListeners(detected);
+    }
+    MutexLock lock(mGameMutex);
+    if (!IsOvertaken()) {
+        TellStrategy(detected);
+    }
+}
+
+bool GameFpsDetect::TakeNote(int32_t detected) {
     const bool changed = detected != mCurrentFps;
     if (changed) {
         mCurrentFps = detected;
         KVT_LOGI("GameFpsDetect: fps changed to %dfps", detected);
         mMaxFps = std::max(mMaxFps, detected);
     }
-    ReportToListeners(detected, changed);
-    if (!mCleared) {
-        TellStrategy(detected);
-    }
+    return mMaxFpsReported ? changed : MonotonicNow() - mGameStartNs >= kSilenceNs;
 }
 
-void GameFpsDetect::ReportToListeners(int32_t detected, bool changed) {
-    const bool due = mMaxFpsReported ? changed : MonotonicNow() - mGameStartNs >= kSilenceNs;
-    if (!due) {
-        return;
-    }
+void GameFpsDetect::ReportToListeners(int32_t detected) {
     if (const auto service = AttachedService(); service != nullptr) {
         service->ReportGameFps(std::max(mMaxFpsReported ? detected : mMaxFps, kLowestReport));
         mMaxFpsReported = true;

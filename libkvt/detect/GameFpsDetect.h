@@ -21,8 +21,10 @@ namespace KVT {
  * hear nothing for the first 121 s of a game, then the highest rate so far, then every change.
  *
  * Frames come from one caller at a time; whatever only they touch has no lock. Everything else may
- * be called from any thread meanwhile. No lock is held while the scheduler, the service or a
- * strategy is called.
+ * be called from any thread meanwhile. A result acts on the game it was measured in and on no
+ * other: mGameMutex is held from the look at which game is in front to the end of what follows from
+ * it, the call of the strategy included. No lock is held while the scheduler or the service is
+ * called.
  */
 class GameFpsDetect {
   public:
@@ -31,7 +33,7 @@ class GameFpsDetect {
     GameFpsDetect& operator=(const GameFpsDetect&) = delete;
 
     /** Starts anew: a game came to the foreground. Takes hold of the frames at the next one. */
-    void Clear();
+    void Clear() EXCLUDES(mGameMutex);
 
     /** From now on `service` tells the listeners. */
     void AttachService(const android::sp<KVTService>& service) EXCLUDES(mServiceMutex);
@@ -41,10 +43,13 @@ class GameFpsDetect {
      *
      * @param timestamp ns of the monotonic clock; any value is survived
      */
-    void ProcessLayerTimeInfo(const std::string& layerName, int64_t timestamp);
+    void ProcessLayerTimeInfo(const std::string& layerName, int64_t timestamp) EXCLUDES(mGameMutex);
 
-    /** Announces one detected rate; one call at a time, and none during the one above. */
-    void SendTargetFps(const std::string& layerName, int32_t fps);
+    /**
+     * Announces one detected rate of the game that is in front now; one call at a time, and none
+     * during the one above.
+     */
+    void SendTargetFps(const std::string& layerName, int32_t fps) EXCLUDES(mGameMutex);
 
     /** Tells the AI scheduler a target frame rate. A message that does not arrive is dropped. */
     void SendTargetFpsToAiSched(int32_t fps) EXCLUDES(mSchedMutex);
@@ -59,8 +64,14 @@ class GameFpsDetect {
     ~GameFpsDetect() = default;
 
     void StartAnewIfCleared();
-    void ReportToListeners(int32_t detected, bool changed);
-    void TellStrategy(int32_t detected);
+    /** Whether a new game has come to the foreground since the frames' side started anew. */
+    bool IsOvertaken() const { return mGame.load(std::memory_order_relaxed) != mMeasuredGame; }
+    /** Announces a rate of the measured game, as far as it is not overtaken. */
+    void Announce(const std::string& layerName, int32_t fps) EXCLUDES(mGameMutex);
+    /** Makes it the current rate. @return whether listeners are to hear of it now */
+    bool TakeNote(int32_t detected) REQUIRES(mGameMutex);
+    void ReportToListeners(int32_t detected);
+    void TellStrategy(int32_t detected) REQUIRES(mGameMutex);
     android::sp<KVTService> AttachedService() EXCLUDES(mServiceMutex);
     android::sp<ISched> FindSched() EXCLUDES(mSchedMutex);
 
@@ -74,9 +85,13 @@ class GameFpsDetect {
     int64_t mLastTimestamp = 0;
     int32_t mMaxFps = 0;  // since the game started
     bool mMaxFpsReported = false;
+    uint32_t mMeasuredGame = 0;  // which all of these are about
 
-    std::atomic<bool> mCleared{false};
-    std::atomic<int64_t> mGameStartNs{0};
+    /** After FpsCommon::decisionMutex, before a strategy's mutex. */
+    Mutex mGameMutex;
+    int64_t mGameStartNs GUARDED_BY(mGameMutex) = 0;
+    // Written with mGameMutex held.
+    std::atomic<uint32_t> mGame{0};  // counts the games
     std::atomic<int32_t> mCurrentFps{0};
 
     Mutex mServiceMutex;

@@ -8,7 +8,10 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
+#include <cstring>
+#include <functional>
 #include <limits>
+#include <optional>
 #include <string>
 #include <thread>
 #include <utility>
@@ -28,11 +31,13 @@ using testing::IsEmpty;
 // What the strategies are told. The linker puts these two in front of the real ones.
 namespace {
 std::vector<std::string> gStrategyCalls;
-}
+std::function<void()> gWhileStrategyIsTold = [] {};
+}  // namespace
 extern "C" {
 void ToldDynamic(KVT::GameDynamicFps*,
                  int32_t fps) asm("__wrap__ZN3KVT14GameDynamicFps10SetGameFpsEi");
 void ToldDynamic(KVT::GameDynamicFps*, int32_t fps) {
+    gWhileStrategyIsTold();
     gStrategyCalls.push_back("dynamic " + std::to_string(fps));
 }
 void ToldHigh(KVT::GameHighFps*, int32_t fps) asm("__wrap__ZN3KVT11GameHighFps10SetGameFpsEi");
@@ -49,6 +54,9 @@ constexpr int64_t k90 = 11'111'111;
 const char kLayer[] = "SurfaceView - com.example.game#0";
 const char kRacingLayer[] = "SurfaceView - com.racergame.cityracing3d/.Main#0";
 
+/** What else happens at the points of an announcement at which other threads may go on. */
+std::function<void(const std::string& point)> gMeanwhile = [](const std::string&) {};
+
 /** Notes every message as "type text length". */
 class Scheduler : public android::BBinder {
   public:
@@ -64,6 +72,7 @@ class Scheduler : public android::BBinder {
         const std::string type = std::to_string(data.readInt32());
         const std::string text = data.readString8().string();
         const std::string length = std::to_string(data.readInt32());
+        gMeanwhile("scheduler");
         MutexLock lock(mMutex);
         mMessages.push_back(type + " " + text + " " + length);
         return broken ? android::DEAD_OBJECT : android::OK;
@@ -243,6 +252,71 @@ TEST_F(GameFpsDetectTest, TellsTheArmedStrategy) {
     announce(80);
     announce(55, kRacingLayer);
     EXPECT_THAT(gStrategyCalls, ElementsAre("high 60", "dynamic 90", "dynamic 55"));
+}
+
+/** Lets things happen while listeners are told. */
+class InterruptedService : public RecordingService {
+  public:
+    void ReportGameFps(int32_t fps) override {
+        RecordingService::ReportGameFps(fps);
+        gMeanwhile("listeners");
+    }
+};
+
+TEST_F(GameFpsDetectTest, LetsNoResultActOnTheNextGame) {
+    property_set("persist.dynamicfps.logswitch", "1");
+    __android_log_set_logger([](const __android_logger_data*, const char* message) {
+        gMeanwhile(strstr(message, " AI ") != nullptr ? "log" : "other log");
+    });
+    const android::sp<RecordingService> listeners = new InterruptedService;
+    detect().AttachService(listeners);
+    FpsCommon::gameDynamicSwitch = true;
+    std::string overtakenAt;
+    bool overtaken = true;
+    gMeanwhile = [&](const std::string& point) {
+        if (point == overtakenAt && !std::exchange(overtaken, true)) {
+            detect().Clear();
+        }
+    };
+    for (const char* point : {"log", "scheduler", "listeners"}) {
+        SCOPED_TRACE(point);
+        overtakenAt = point;
+        detect().Clear();
+        frames(100, k60);
+        SleepFor(121 * kNsPerS);
+        frames(100, k60);  // listeners hear of every change now
+        listeners->take();
+        gStrategyCalls.clear();
+
+        overtaken = false;
+        while (!overtaken) {
+            frames(1, k90);
+        }
+        EXPECT_EQ(detect().GetCurrentFps(), 0);
+        EXPECT_THAT(gStrategyCalls, IsEmpty());
+        EXPECT_EQ(listeners->take().size(), overtakenAt == "listeners" ? 1u : 0u);
+
+        frames(100, k60);
+        SleepFor(121 * kNsPerS);
+        frames(100, k60);
+        EXPECT_THAT(gStrategyCalls, ElementsAre("dynamic 60", "dynamic 60"));
+        EXPECT_THAT(listeners->take(), ElementsAre(Reported(60))) << "not the old game's maximum";
+    }
+}
+
+TEST_F(GameFpsDetectTest, StartsNoGameWhileAStrategyIsToldOfTheOneBefore) {
+    FpsCommon::gameDynamicSwitch = true;
+    std::optional<VirtualThread> nextGame;
+    gWhileStrategyIsTold = [&] {
+        nextGame.emplace("next game", [this] {
+            detect().Clear();
+            gStrategyCalls.push_back("next game");
+        });
+        VirtualTime::Settle();
+    };
+    announce(90);
+    nextGame->Join();
+    EXPECT_THAT(gStrategyCalls, ElementsAre("dynamic 90", "next game"));
 }
 
 TEST_F(GameFpsDetectTest, LooksForTheSchedulerUntilItIsThere) {
