@@ -66,6 +66,17 @@ void LcdFpsControl::SetLcdFps(int32_t fps) {
 
 void LcdFpsControl::RecoverLcdFps(int32_t fps) {
     MutexLock lock(setFpsMutex);
+    RecoverLcdFpsInternal(fps);
+}
+
+void LcdFpsControl::RecoverLastLcdFps() {
+    MutexLock lock(setFpsMutex);
+    if (lastLcdFps != GetCurrentLcdFps()) {
+        RecoverLcdFpsInternal(lastLcdFps);
+    }
+}
+
+void LcdFpsControl::RecoverLcdFpsInternal(int32_t fps) {
     KVT_LOGI("LcdFpsControl: recover lcd fps %d", fps);
     SetLcdFpsInternal(fps);
 }

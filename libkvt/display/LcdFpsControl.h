@@ -34,6 +34,8 @@ class LcdFpsControl {
     static void SetLcdFps(int32_t fps) EXCLUDES(setFpsMutex);
     /** Sets the panel back to a rate that was requested before; GetLastLcdFps() stays as it is. */
     static void RecoverLcdFps(int32_t fps) EXCLUDES(setFpsMutex);
+    /** Sets the panel back to the rate last requested, if it shows another one. */
+    static void RecoverLastLcdFps() EXCLUDES(setFpsMutex);
     /** The rate last requested, whether or not the panel took it. */
     static int32_t GetLastLcdFps() EXCLUDES(setFpsMutex);
     /** The rate the panel reports now; -1 when it can not be read. */
@@ -57,6 +59,7 @@ class LcdFpsControl {
 
   private:
     static void WriteVipCpus(const char* cpus);
+    static void RecoverLcdFpsInternal(int32_t fps) REQUIRES(setFpsMutex);
     static void SetLcdFpsInternal(int32_t fps) REQUIRES(setFpsMutex);
     static bool TryRefreshFrame(int32_t fps) REQUIRES(setFpsMutex);
 

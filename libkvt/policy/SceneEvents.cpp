@@ -127,12 +127,8 @@ void FpsCommon::RecoverLcd() {
     if (switchAll == 0) {
         BindVipCpus();
     }
-    if (fingerprintStatus != 0) {
-        return;
-    }
-    const int32_t last = LcdFpsControl::GetLastLcdFps();
-    if (last != LcdFpsControl::GetCurrentLcdFps()) {
-        LcdFpsControl::RecoverLcdFps(last);
+    if (fingerprintStatus == 0) {
+        LcdFpsControl::RecoverLastLcdFps();
     }
 }
 

@@ -1,7 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <binder/Binder.h>
 #include <gmock/gmock.h>
 
+#include <functional>
+#include <optional>
+#include <utility>
+
 #include "display/LcdFpsControl.h"
+#include "linux/vendor/Protocol.h"
 #include "tests/support/Phone.h"
 
 namespace KVT {
@@ -242,6 +248,42 @@ TEST_F(SceneEvents, RecoverThePanel) {
     fakes.panel->changeByItself("60");
     FpsCommon::RecoverLcd();
     EXPECT_EQ(panelHz(), 60) << "not during an unlock";
+}
+
+/** In front of the panel: lets things happen before it is asked anything. */
+class Interruption : public android::BBinder {
+  public:
+    Interruption(const android::sp<IBinder>& panel, std::function<void()> interrupt)
+        : mPanel(panel), mInterrupt(std::move(interrupt)) {}
+
+  protected:
+    android::status_t onTransact(uint32_t code, const android::Parcel& data, android::Parcel* reply,
+                                 uint32_t flags) override {
+        mInterrupt();
+        return mPanel->transact(code, data, reply, flags);
+    }
+
+  private:
+    const android::sp<IBinder> mPanel;
+    const std::function<void()> mInterrupt;
+};
+
+TEST_F(SceneEvents, RecoverNothingThatAStrategyChangesMeanwhile) {
+    bool recovering = false;
+    std::optional<VirtualThread> strategy;
+    const auto dropTo60 = [&] {
+        if (std::exchange(recovering, false)) {
+            strategy.emplace("strategy", [] { LcdFpsControl::SetLcdFps(60); });
+            VirtualTime::Settle();
+        }
+    };
+    android::defaultServiceManager()->addService(android::String16(vendor::kDisplayService),
+                                                 new Interruption(fakes.panel, dropTo60));
+    start(HighRate());
+    recovering = true;
+    FpsCommon::RecoverLcd();
+    strategy->Join();
+    EXPECT_EQ(panelHz(), 60);
 }
 
 TEST_F(SceneEvents, RecoverAFixedRateToo) {
