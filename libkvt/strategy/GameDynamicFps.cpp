@@ -21,6 +21,9 @@ namespace {
 constexpr int32_t kUpAboveFps = 60;
 constexpr int32_t kDownBelowFps = 46;
 
+/** Of a game that was not measured yet. */
+constexpr int32_t kUnknownFps = 0;
+
 /** A game held back by a 60 Hz panel runs at exactly this rate. */
 constexpr int32_t kTrialFps = 60;
 constexpr int64_t kTrialNs = 5 * kNsPerS;
@@ -70,7 +73,7 @@ void GameDynamicFps::Set() {
     MutexLock lock(mMutex);
     mIsActive = true;
     mIsPubgAeroplane = false;
-    StoreGameFps(0);
+    StoreGameFps(kUnknownFps);
     mPubgFps = kDefaultPubgFps;
     if (!mTrial.isPending()) {
         // What is pending was about the game before.
@@ -163,8 +166,9 @@ void GameDynamicFps::RunTrial() {
         KVT_LOGI("GameDynamicFps: set lcd to 60Hz back after 5s");
     }
     // The event that ended the trial may have stood for several: a rate that left 60 and came back,
-    // or that of the next game, has not been looked at yet.
-    if (mGameFpsChanges != changesBefore && (!lasted || mGameFps == kTrialFps)) {
+    // or that of the next game, if it is known by now, has not been looked at yet.
+    const bool isDue = lasted ? mGameFps == kTrialFps : mGameFps != kUnknownFps;
+    if (isDue && mGameFpsChanges != changesBefore) {
         mCond.signal();
     }
 }

@@ -47,6 +47,10 @@ const auto kResetAndSet60 = [] {
     kSet();
     Fps({60})();
 };
+const auto kResetAndSet = [] {
+    kReset();
+    kSet();
+};
 const auto kResetAndSet75 = [] {
     kReset();
     StrategyWorld::PutPanelAt(60);
@@ -166,6 +170,12 @@ const Case kCases[] = {
      {{0, kSet}, {100, Fps({60})}, {3000, kResetAndSet60}},
      Signal("0.100", 60) + TrialFrom("0.100") + Signal("3.000", 60) + TrialFrom("3.000") +
          BackAt("8.000")},
+    {"NextGameIsNotKnownWhenATrialEnds",
+     {{0, kSet}, {100, Fps({60})}, {3000, kResetAndSet}},
+     Signal("0.100", 60) + TrialFrom("0.100")},
+    {"NorIsARateOfTheGameBeforeItsOwn",
+     {{0, kSet}, {100, Fps({60})}, {3000, [] { Fps({59})(), kResetAndSet(); }}},
+     Signal("0.100", 60) + TrialFrom("0.100") + Signal("3.000", 59)},
     {"NextGameClimbsWhileATrialEnds",
      {{0, kSet}, {100, Fps({60})}, {3000, kResetAndSet75}},
      Signal("0.100", 60) + TrialFrom("0.100") + Signal("3.000", 75) + To90("3.000")},
