@@ -22,7 +22,11 @@ namespace KVT {
  * The policy: all state that the choice of a refresh rate depends on, and the events that change
  * it.
  *
- * There are no instances. Events may arrive on any number of threads once Init has returned.
+ * There are no instances. Events may arrive on any number of threads once Init has returned. The
+ * dispatcher makes each a turn of its thread (common/Turn.h), since a peer that is asked about one
+ * event may come back with another. Code of an integrator's own that hands events over does so in
+ * Turn::Take, too: not in the middle of a turn, where the event would wait for itself.
+ *
  * Package, power, setting and scene events are serialised by decisionMutex from their first store
  * to the end of the decision they lead to, so that the last decision has seen every input and at
  * most one strategy is armed. The atomic members are also read by strategies and detection, without

@@ -5,8 +5,10 @@
 #include <iterator>
 #include <string>
 #include <unordered_set>
+#include <utility>
 
 #include "common/Log.h"
+#include "common/Turn.h"
 #include "display/LcdFpsControl.h"
 #include "policy/FpsCommon.h"
 #include "service/Transactions.h"
@@ -27,6 +29,24 @@ std::string ReadUtf8(const Parcel& data) {
 
 sp<IKVTListener> ReadListener(const Parcel& data) {
     return IKVTListener::asInterface(data.readStrongBinder());
+}
+
+/**
+ * Acts on an event: at once, or at the end of what this thread is in the middle of. Read, logged
+ * and answered it has been by then; an operation that is put off keeps the service alive.
+ *
+ * @return WOULD_BLOCK when it is dropped, because too many are put off already
+ */
+template <typename Operation>
+status_t Act(IKVTService& service, Operation&& operation) {
+    if (!Turn::IsUnderWay()) {
+        Turn::Take([&] { operation(service); });
+        return OK;
+    }
+    const bool taken = Turn::Take(
+        [kept = sp<IKVTService>(&service),
+         operation = std::forward<Operation>(operation)]() mutable { operation(*kept); });
+    return taken ? OK : android::WOULD_BLOCK;
 }
 
 status_t OnRegisterListener(IKVTService& service, const Parcel& data, Parcel* reply) {
@@ -79,29 +99,26 @@ status_t OnGetNewSchemeSupported(IKVTService&, const Parcel&, Parcel* reply) {
     return OK;
 }
 
-status_t OnPowerMode(IKVTService&, const Parcel& data, Parcel*) {
+status_t OnPowerMode(IKVTService& service, const Parcel& data, Parcel*) {
     const int32_t mode = data.readInt32();
     KVT_LOGI("aps-info: power mode %d", mode);
-    FpsCommon::DoWithPowerModeUpdate(mode);
-    return OK;
+    return Act(service, [mode](IKVTService&) { FpsCommon::DoWithPowerModeUpdate(mode); });
 }
 
-status_t OnLcdSetting(IKVTService&, const Parcel& data, Parcel*) {
+status_t OnLcdSetting(IKVTService& service, const Parcel& data, Parcel*) {
     const int32_t setting = data.readInt32();
     KVT_LOGI("aps-info: lcd setting %d", setting);
-    FpsCommon::DoWithLcdSettingUpdate(setting);
-    return OK;
+    return Act(service, [setting](IKVTService&) { FpsCommon::DoWithLcdSettingUpdate(setting); });
 }
 
-status_t OnGameFpsLimit(IKVTService&, const Parcel& data, Parcel*) {
+status_t OnGameFpsLimit(IKVTService& service, const Parcel& data, Parcel*) {
     const int32_t fps = data.readInt32();
     KVT_LOGI("aps-info: limited fps %d", fps);
-    FpsCommon::limitedGameFps = fps;
-    return OK;
+    return Act(service, [fps](IKVTService&) { FpsCommon::limitedGameFps = fps; });
 }
 
-status_t OnPackages(IKVTService&, const Parcel& data, Parcel*) {
-    const std::string focus = ReadUtf8(data);
+status_t OnPackages(IKVTService& service, const Parcel& data, Parcel*) {
+    std::string focus = ReadUtf8(data);
     const int32_t count = data.readInt32();
     KVT_LOGI("aps-info: focus pkgName - %s, with %d more apps", focus.c_str(), count);
     // Names past the end read as empty. Only a count that no request could hold is cut, so that a
@@ -117,10 +134,12 @@ status_t OnPackages(IKVTService&, const Parcel& data, Parcel*) {
             visible.insert(std::move(name));
         }
     }
-    if (!focus.empty()) {
-        FpsCommon::OnPackageInfoReceived(focus, visible);
+    if (focus.empty()) {
+        return OK;
     }
-    return OK;
+    return Act(service, [focus = std::move(focus), visible = std::move(visible)](IKVTService&) {
+        FpsCommon::OnPackageInfoReceived(focus, visible);
+    });
 }
 
 status_t OnTemperature(IKVTService&, const Parcel& data, Parcel*) {
@@ -128,11 +147,10 @@ status_t OnTemperature(IKVTService&, const Parcel& data, Parcel*) {
     return OK;
 }
 
-status_t OnTouchPointer(IKVTService&, const Parcel& data, Parcel*) {
+status_t OnTouchPointer(IKVTService& service, const Parcel& data, Parcel*) {
     const int32_t status = data.readInt32();
     KVT_LOGI("aps-info: pointer status: %d", status);
-    FpsCommon::SetLcdLowDownByTpPointer(status);
-    return OK;
+    return Act(service, [status](IKVTService&) { FpsCommon::SetLcdLowDownByTpPointer(status); });
 }
 
 status_t OnFullVideo(IKVTService&, const Parcel& data, Parcel*) {
@@ -150,53 +168,51 @@ status_t OnLayerTimeInfo(IKVTService& service, const Parcel& data, Parcel* reply
     info.layerName = layerName;
     info.timestamp = data.readInt64();
     info.flag = data.readBool();
-    service.SendLayerTimeInfo(info);
     reply->writeNoException();
-    return OK;
+    return Act(service,
+               [info = std::move(info)](IKVTService& s) mutable { s.SendLayerTimeInfo(info); });
 }
 
 status_t OnLcdEvent(IKVTService& service, const Parcel& data, Parcel* reply) {
-    service.SetLcdEvent(data.readInt32());
+    const int32_t event = data.readInt32();
     reply->writeNoException();
-    return OK;
+    return Act(service, [event](IKVTService& s) { s.SetLcdEvent(event); });
 }
 
 status_t OnFrameRefresh(IKVTService& service, const Parcel& data, Parcel* reply) {
-    service.NotifyFrameRefresh(data.readInt64());
+    const int64_t timestamp = data.readInt64();
     reply->writeNoException();
-    return OK;
+    return Act(service, [timestamp](IKVTService& s) { s.NotifyFrameRefresh(timestamp); });
 }
 
 status_t OnDisplayHotplug(IKVTService& service, const Parcel& data, Parcel* reply) {
     const int32_t event = data.readInt32();
     KVT_LOGI("SF-KVT: display hotplug: %d", event);
-    service.NotifyDisplayHotplugEvent(event);
     reply->writeNoException();
-    return OK;
+    return Act(service, [event](IKVTService& s) { s.NotifyDisplayHotplugEvent(event); });
 }
 
 status_t OnVirtualDisplay(IKVTService& service, const Parcel& data, Parcel* reply) {
     const int32_t event = data.readInt32();
     KVT_LOGI("SF-KVT: virtual display: %d", event);
-    service.NotifyVirtualDisplayEvent(event);
     reply->writeNoException();
-    return OK;
+    return Act(service, [event](IKVTService& s) { s.NotifyVirtualDisplayEvent(event); });
 }
 
 status_t OnGpuComposition(IKVTService& service, const Parcel& data, Parcel* reply) {
     const int32_t status = data.readInt32();
     KVT_LOGI("Gpu-KVT: Gpu composition status: %d", status);
-    service.NotifyGpuCompositionEvent(status);
     reply->writeNoException();
-    return OK;
+    return Act(service, [status](IKVTService& s) { s.NotifyGpuCompositionEvent(status); });
 }
 
-status_t OnFingerprint(IKVTService&, const Parcel& data, Parcel*) {
+status_t OnFingerprint(IKVTService& service, const Parcel& data, Parcel*) {
     const std::string package = ReadUtf8(data);
     const int32_t status = data.readInt32();
     KVT_LOGI("kvt-fingerprint: packageName: %s, status: %d", package.c_str(), status);
-    FpsCommon::OnFingerprintMessageReceived(package, status);
-    return OK;
+    return Act(service, [package, status](IKVTService&) {
+        FpsCommon::OnFingerprintMessageReceived(package, status);
+    });
 }
 
 status_t OnSelfTest(IKVTService&, const Parcel& data, Parcel* reply) {
@@ -290,7 +306,8 @@ status_t BnKVTService::onTransact(uint32_t code, const Parcel& data, Parcel* rep
         return android::PERMISSION_DENIED;
     }
     const status_t status = kHandlers[row](*this, data, reply);
-    return info.endsInBase ? BBinder::onTransact(code, data, reply, flags) : status;
+    const bool endsInBase = info.endsInBase && status == OK;
+    return endsInBase ? BBinder::onTransact(code, data, reply, flags) : status;
 }
 
 }  // namespace KVT

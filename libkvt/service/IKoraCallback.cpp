@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/IKoraCallback.h"
 
+#include "common/Turn.h"
 #include "strategy/GameDynamicFps.h"
 
 namespace KVT {
@@ -18,9 +19,10 @@ status_t BnKoraCallback::onTransact(uint32_t code, const Parcel& data, Parcel* r
         return BBinder::onTransact(code, data, reply, flags);
     }
     CHECK_INTERFACE(IKoraCallback, data, reply);
-    String8 report(data.readString16());
-    GameDynamicFps::GetInstance()->UpdateGameSdkInfo(report);
-    return android::OK;
+    const String8 report(data.readString16());
+    const bool taken =
+        Turn::Take([report] { GameDynamicFps::GetInstance()->UpdateGameSdkInfo(report); });
+    return taken ? android::OK : android::WOULD_BLOCK;
 }
 
 }  // namespace KVT

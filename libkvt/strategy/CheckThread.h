@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "common/Turn.h"
 #include "strategy/BaseThread.h"
 
 namespace KVT {
@@ -17,7 +18,7 @@ class CheckThread : public BaseThread {
   private:
     bool threadLoop() override {
         while (!exitPending()) {
-            (Owner::GetInstance()->*Step)();
+            Turn::Take([] { (Owner::GetInstance()->*Step)(); });
         }
         return false;
     }

@@ -6,6 +6,7 @@
 
 #include "common/Codes.h"
 #include "common/Log.h"
+#include "common/Turn.h"
 #include "detect/GameFpsDetect.h"
 #include "display/LcdFpsControl.h"
 #include "service/KVTGameSdkListener.h"
@@ -157,6 +158,7 @@ void GameDynamicFps::RunTrial() {
     LcdFpsControl::SetLcdFps(kHighHz);
     KVT_LOGI("GameDynamicFps: set lcd to 90Hz 5s");
     mTrial.begin(kHighHz);
+    Turn::CatchUp(mMutex);
 
     (void)mCond.waitUntil(mMutex, MonotonicNow() + kTrialNs);
 

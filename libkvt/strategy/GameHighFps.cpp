@@ -2,6 +2,7 @@
 #include "strategy/GameHighFps.h"
 
 #include "common/Log.h"
+#include "common/Turn.h"
 #include "detect/GameFpsDetect.h"
 #include "strategy/CheckThread.h"
 #include "sync/Clock.h"
@@ -84,6 +85,7 @@ void GameHighFps::RunBoost() {
     const uint32_t changesBefore = mGameFpsChanges;
     KVT_LOGI("GameHighFps: send 90fps to sched 5s: start");
     mBoost.begin(kBoostToFps);
+    Turn::CatchUp(mMutex);
 
     (void)mCond.waitUntil(mMutex, MonotonicNow() + kBoostNs);
 

@@ -5,6 +5,7 @@
 
 #include <functional>
 
+#include "common/Turn.h"
 #include "service/Transactions.h"
 #include "tests/support/Bytes.h"
 #include "tests/support/Phone.h"
@@ -237,6 +238,24 @@ TEST_F(Dispatcher, ServesEachTransactionByteForByte) {
 const std::vector<std::string> kDecided = {
     "I/KVTService: LcdFpsControl: set lcd finished, tryRefreshNum = 0, lcdFps = 60",
     "I/KVTService: LcdFpsControl: set lcd fps 60Hz, success"};
+
+TEST_F(Dispatcher, AnswersAtOnceButActsOnEventsWhenTheTurnIsOver) {
+    start();
+    service->result = 7;
+    for (const Case& c : kCases) {
+        SCOPED_TRACE(c.name);
+        logs.take();
+        const bool isEvent = c.code >= SEND_LAYER_TIME_INFO;
+        Turn::Take([&] {
+            Bytes reply;
+            EXPECT_EQ(send(c.code, c.request, &reply), c.status);
+            EXPECT_EQ(reply, FromHex(c.reply));
+            EXPECT_EQ(logs.take(), c.logs);
+            EXPECT_EQ(service->take(), isEvent ? std::vector<std::string>() : c.calls);
+        });
+        EXPECT_EQ(service->take(), isEvent ? c.calls : std::vector<std::string>());
+    }
+}
 
 struct PolicyCase {
     const char* name;

@@ -1,0 +1,178 @@
+// SPDX-License-Identifier: Apache-2.0
+// Peers that make a waiting call to the service while they are being called by it. Binder has such
+// a call served by the thread that waits, as it is here, where every call is served by its caller.
+#include <binder/IServiceManager.h>
+#include <binder/Parcel.h>
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <functional>
+
+#include "linux/vendor/Protocol.h"
+#include "service/Transactions.h"
+#include "strategy/GameDynamicFps.h"
+#include "tests/support/Phone.h"
+
+namespace KVT {
+namespace {
+
+using android::BBinder;
+using android::IBinder;
+using android::Parcel;
+using android::sp;
+using android::status_t;
+using android::String16;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::SizeIs;
+
+constexpr uint32_t kForceRefreshFrame = 30;
+constexpr uint32_t kGetPackageType = 25;
+
+/** Stands in front of a peer and does something of its own before each call of one code. */
+class Meddler : public BBinder {
+  public:
+    Meddler(const sp<IBinder>& peer, uint32_t code, std::function<void()> meddle)
+        : mPeer(peer), mCode(code), mMeddle(std::move(meddle)) {}
+
+  protected:
+    status_t onTransact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags) override {
+        if (code == mCode) {
+            mMeddle();
+        }
+        return mPeer->transact(code, data, reply, flags);
+    }
+
+  private:
+    const sp<IBinder> mPeer;
+    const uint32_t mCode;
+    const std::function<void()> mMeddle;
+};
+
+class NestedCalls : public Phone {
+  public:
+    /** To be called before start(). `times` the calls that are meddled with, from the first on. */
+    void meddle(const char* name, const sp<IBinder>& peer, uint32_t code, int times,
+                std::function<void()> action) {
+        mTimes = times;
+        android::defaultServiceManager()->addService(String16(name),
+                                                     new Meddler(peer, code, [this, action] {
+                                                         if (mEnabled && mTimes-- > 0) {
+                                                             action();
+                                                         }
+                                                     }));
+    }
+    void enable() { mEnabled = true; }
+
+    status_t send(uint32_t code, int32_t value) {
+        Parcel data;
+        Parcel reply;
+        data.writeInt32(value);
+        return service->transact(code, data, &reply, 0);
+    }
+
+    /** Has all threads go on for a second, or ends the process: a stuck one would never end it. */
+    void expectDone(const std::atomic<bool>& done) {
+        SleepFor(kNsPerS);
+        if (!done) {
+            fprintf(stderr, "an event waits for itself\n");
+            _Exit(1);
+        }
+    }
+
+    /** Sends an event on a thread of its own. */
+    void expectEnd(const std::function<void()>& event) {
+        std::atomic<bool> done{false};
+        VirtualThread thread("event", [&] {
+            event();
+            done = true;
+        });
+        expectDone(done);
+    }
+
+  private:
+    std::atomic<bool> mEnabled{false};
+    std::atomic<int> mTimes{0};
+};
+
+TEST_F(NestedCalls, AClassificationServiceThatSendsEventsIsAnsweredAtOnce) {
+    meddle("IKoraCMSService", fakes.classifier, kGetPackageType, 1, [this] {
+        EXPECT_EQ(send(POWER_MODE, 1), android::UNKNOWN_TRANSACTION);
+        EXPECT_EQ(send(LCD_SETTING, 2), android::UNKNOWN_TRANSACTION);
+        int32_t fps = 0;
+        EXPECT_EQ(framework.maxLcdFps(&fps), android::OK);
+        EXPECT_EQ(fps, 90);
+        EXPECT_EQ(FpsCommon::powerMode, 0) << "nothing happens in the middle of another event";
+    });
+    start();
+    decisions();
+    enable();
+    expectEnd([this] { focus("com.example.app"); });
+    EXPECT_THAT(decisions(), ElementsAre("app-fixed app-code 60", "hold power-saving 60",
+                                         "hold power-saving 60"));
+    EXPECT_EQ(FpsCommon::lcdSetting, 2);
+}
+
+class NestedCallsOfAGame : public NestedCalls {
+  public:
+    /** A game at 60 Hz, of the dynamic strategy, that gets to this frame rate. */
+    void play(int32_t fps) {
+        type("com.example.game", 9);
+        start();
+        framework.lcdSetting(1);
+        focus("com.example.game");
+        ASSERT_EQ(armed(), "game");
+        decisions();
+        enable();
+        GameDynamicFps::GetInstance()->SetGameFps(fps);
+    }
+};
+
+TEST_F(NestedCallsOfAGame, ACompositorThatSendsEventsDoesNotHoldACheckThread) {
+    std::atomic<bool> done{false};
+    panel("60", {"60", "90"}, 1);
+    meddle("SurfaceFlinger", fakes.compositor, kForceRefreshFrame, 1, [&] {
+        EXPECT_EQ(send(POWER_MODE, 1), android::UNKNOWN_TRANSACTION);
+        done = true;
+    });
+    play(75);
+    expectDone(done);
+    expectEnd([this] { EXPECT_EQ(send(POWER_MODE, 4), android::UNKNOWN_TRANSACTION); });
+    EXPECT_THAT(decisions(), ElementsAre("hold power-saving 60", "hold power-saving 60"));
+    EXPECT_EQ(panelHz(), 60);
+}
+
+TEST_F(NestedCallsOfAGame, AnEventIsNotPutOffToTheEndOfATrial) {
+    std::atomic<bool> done{false};
+    meddle(vendor::kSchedService, fakes.sched, vendor::kSchedSendMessage, 1, [&] {
+        send(POWER_MODE, 1);
+        done = true;
+    });
+    play(60);
+    expectDone(done);
+    EXPECT_THAT(decisions(), ElementsAre("hold power-saving 60"));
+    EXPECT_EQ(armed(), "none");
+}
+
+TEST_F(NestedCalls, APeerThatNeverStopsIsStopped) {
+    std::vector<status_t> answers;
+    meddle("IKoraCMSService", fakes.classifier, kGetPackageType, 1000, [&] {
+        const std::string another = "com.example.app" + std::to_string(answers.size());
+        answers.push_back(framework.packages(another, {}));
+    });
+    start();
+    enable();
+    expectEnd([this] { focus("com.example.first"); });
+    ASSERT_THAT(answers, SizeIs(65));
+    EXPECT_EQ(answers[63], android::OK);
+    EXPECT_EQ(answers[64], android::WOULD_BLOCK);
+    EXPECT_EQ(FpsCommon::CurrentPkgName(), "com.example.app63");
+    EXPECT_THAT(logs.take(), Contains("E/KVTService: events dropped: more than 64 from processes "
+                                      "that are being waited for"));
+    focus("com.example.next");
+    EXPECT_THAT(answers, SizeIs(130)) << "the next event has a turn of its own";
+}
+
+}  // namespace
+}  // namespace KVT
