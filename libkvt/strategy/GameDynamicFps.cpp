@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "strategy/GameDynamicFps.h"
 
-#include <new>
+#include <atomic>
 #include <optional>
 
 #include "common/Codes.h"
@@ -45,13 +45,17 @@ class GameDynamicFps::CheckFpsThread
 
 GameDynamicFps* GameDynamicFps::GetInstance() {
     static GameDynamicFps instance;
+    // Not in the constructor: a report that comes meanwhile needs the instance.
+    static std::atomic<bool> used{false};
+    if (!used.exchange(true)) {
+        instance.RegisterWithSdk();
+    }
     return &instance;
 }
 
 GameDynamicFps::GameDynamicFps()
     : mPubgFps(kDefaultPubgFps),
       mGameSdkListener(new KVTGameSdkListener),
-      mIsSdkRegistered(mGameSdkListener->RegisterGameSdkCallback(kSubscription)),
       mCheckThread(new CheckFpsThread) {
     // The check thread uses them to the end, so they are to be destroyed later.
     GameFpsDetect::GetInstance();
@@ -70,7 +74,26 @@ int32_t GameDynamicFps::StartCheckFpsThread() {
     return mCheckThread->run("KVT::GameDynamicFps CheckFpsThread");
 }
 
+void GameDynamicFps::RegisterWithSdk() {
+    {
+        MutexLock lock(mMutex);
+        if (mIsSdkRegistered || mIsSdkAsked) {
+            return;
+        }
+        mIsSdkAsked = true;
+    }
+    const bool registered = mGameSdkListener->RegisterGameSdkCallback(kSubscription);
+    MutexLock lock(mMutex);
+    mIsSdkRegistered = registered;
+    mIsSdkAsked = false;
+}
+
 void GameDynamicFps::Set() {
+    Arm();
+    RegisterWithSdk();
+}
+
+void GameDynamicFps::Arm() {
     MutexLock lock(mMutex);
     mIsActive = true;
     mIsPubgAeroplane = false;
@@ -79,13 +102,6 @@ void GameDynamicFps::Set() {
     if (!mTrial.isPending()) {
         // What is pending was about the game before.
         mCond.clear();
-    }
-    if (!mIsSdkRegistered) {
-        if (mGameSdkListener == nullptr) {
-            mGameSdkListener = new (std::nothrow) KVTGameSdkListener;
-        }
-        mIsSdkRegistered =
-            mGameSdkListener != nullptr && mGameSdkListener->RegisterGameSdkCallback(kSubscription);
     }
 }
 

@@ -26,7 +26,7 @@ struct GameSdkReport;
  */
 class GameDynamicFps {
   public:
-    /** The first call registers with the game SDK. */
+    /** The first call registers with the game SDK, which may report before it has returned. */
     static GameDynamicFps* GetInstance();
 
     /** Starts the check thread; once. @return the platform's status */
@@ -53,6 +53,9 @@ class GameDynamicFps {
     GameDynamicFps();
     ~GameDynamicFps();
 
+    /** Registers unless that is done, or being done by another thread or further up on this one. */
+    void RegisterWithSdk() EXCLUDES(mMutex);
+    void Arm() EXCLUDES(mMutex);
     void RunTrial() REQUIRES(mMutex);
     void StoreGameFps(int32_t fps) REQUIRES(mMutex);
     void CheckPubgSdk(const GameSdkReport& report) REQUIRES(mMutex);
@@ -68,8 +71,9 @@ class GameDynamicFps {
     int32_t mPubgFps GUARDED_BY(mMutex);
     bool mIsActive GUARDED_BY(mMutex) = false;
     bool mIsPubgAeroplane GUARDED_BY(mMutex) = false;
-    android::sp<KVTGameSdkListener> mGameSdkListener GUARDED_BY(mMutex);
-    bool mIsSdkRegistered GUARDED_BY(mMutex);
+    const android::sp<KVTGameSdkListener> mGameSdkListener;
+    bool mIsSdkRegistered GUARDED_BY(mMutex) = false;
+    bool mIsSdkAsked GUARDED_BY(mMutex) = false;
 
     android::sp<CheckFpsThread> mCheckThread;
 };

@@ -239,6 +239,38 @@ TEST(GameSdkRegistration, IsRetriedOnEverySetUntilItSucceeds) {
     EXPECT_EQ(StrategyWorld::Trace(), kRegister + kRegister + kRegister + kRegister);
 }
 
+/** Done by the game SDK each time it is asked to register, before it answers. */
+void WhileRegistering(const std::function<void()>& action) {
+    StrategyWorld::SetObserver([action](const std::string& what) {
+        if (what.rfind("register", 0) == 0) {
+            action();
+        }
+    });
+}
+
+TEST(GameSdkRegistration, MayReportBeforeTheFirstUseIsOver) {
+    StrategyWorld::Create();
+    WhileRegistering(Sdk("101", "90"));
+    GameDynamicFps::GetInstance();
+    EXPECT_EQ(StrategyWorld::Trace(), Aeroplane("0.000") + kRegister);
+}
+
+TEST(GameSdkRegistration, MayReportWhileTheStrategyIsBeingSet) {
+    StrategyWorld::Create();
+    StrategyWorld::LetSdkRegister(false);
+    GameDynamicFps::GetInstance();
+    WhileRegistering(Sdk("101", "90"));
+    kSet();
+    EXPECT_EQ(StrategyWorld::Trace(), kRegister + Aeroplane("0.000") + kRegister);
+}
+
+TEST(GameSdkRegistration, IsOneForUsersThatCompete) {
+    StrategyWorld::Create();
+    WhileRegistering([] { VirtualThread("another user", kSet).Join(); });
+    kSet();
+    EXPECT_EQ(StrategyWorld::Trace(), kRegister);
+}
+
 /** A forced rate is handed over between the strategies without one undoing the other's. */
 TEST(ForcedRate, IsNotUndoneByAStrategyThatWasReset) {
     StrategyWorld::Create();
