@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gmock/gmock.h>
 
+#include <algorithm>
+
 #include "display/LcdFpsControl.h"
 #include "linux/vendor/Protocol.h"
 #include "tests/support/Bytes.h"
@@ -67,6 +69,35 @@ TEST_F(Startup, TellsTheCompositorFirst) {
     EXPECT_EQ(calls[0].flags, 1u);
     EXPECT_EQ(calls[0].bytes, FromHex("00000080 ffffffff 1b000000 ~'android.ui.ISurfaceComposer' "
                                       "0000 01000000"));
+}
+
+TEST_F(Startup, WaitsForTheCompositorWithWhatItIsToldOnce) {
+    const char* const params = R"(<Param name="SF_composition_config"></Param>)";
+    const struct {
+        int64_t upAfterS;
+        std::vector<uint32_t> toldAtStart;
+    } cases[] = {{3, {7011, 7014}}, {7, {7014}}, {11, {}}};
+    for (const auto& c : cases) {
+        EXPECT_EXIT(
+            {
+                fakes.withdraw("SurfaceFlinger");
+                VirtualThread phone("phone", [&] {
+                    SleepFor(c.upAfterS * kNsPerS);
+                    fakes.publish();
+                });
+                ASSERT_TRUE(
+                    android::base::WriteStringToFile(ConfigWith(params), path("kvt_config.xml")));
+                FpsCommon::Init();
+                std::vector<uint32_t> once = told();
+                once.erase(std::remove(once.begin(), once.end(), 7012u), once.end());
+                phone.Join();
+                focus("com.example.app");
+                const bool back = !told().empty();
+                exit(once == c.toldAtStart && back ? 0 : 1);
+            },
+            testing::ExitedWithCode(0), "")
+            << c.upAfterS;
+    }
 }
 
 TEST_F(Startup, TakesModeAndSettingFromProperties) {
