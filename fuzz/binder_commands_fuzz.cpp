@@ -345,6 +345,11 @@ void Session::balance() {
             mDriver.answer(Answer().add(BR_DECREFS, name));
         }
     }
+    // Whoever is still watched dies, so that the proxies that nobody else holds come to their end.
+    for (const binder_uintptr_t cookie : mDriver.deathRequests(false)) {
+        mDriver.answer(Answer().add(BR_DEAD_BINDER, cookie));
+    }
+    IPCThreadState::self()->joinThreadPool();
     for (const binder_uintptr_t cookie : mDriver.deathRequests(true)) {
         mDriver.answer(Answer().add(BR_CLEAR_DEATH_NOTIFICATION_DONE, cookie));
         mDriver.forgetDeathRequest(cookie);

@@ -227,6 +227,34 @@ TEST_F(BinderVm, TellsDeathsOnceToThoseWhoStillWantToKnow) {
     });
 }
 
+TEST_F(BinderVm, TellsTheDeathOfAnObjectThatIsNotHeldAnyMore) {
+    Child server([] { RunWorkshop("shop"); });
+    client([pid = server.pid()] {
+        ProcessState::self()->startThreadPool();
+        const sp<Watcher> unheld = new Watcher;
+        const sp<Watcher> weaklyHeld = new Watcher;
+        wp<IBinder> weak;
+        const int deaths = DriverCount("death");
+        {
+            const sp<IBinder> shop = Find("shop");
+            Parcel reply;
+            EXPECT_EQ(Call(shop, kMake, &reply).readStrongBinder()->linkToDeath(unheld), OK);
+            sp<IBinder> product = Call(shop, kMake, &reply).readStrongBinder();
+            EXPECT_EQ(product->linkToDeath(weaklyHeld), OK);
+            weak = product;
+            product.clear();
+            reply.freeData();
+            IPCThreadState::self()->flushCommands();
+            EXPECT_TRUE(Eventually([&] { return Call(shop, kAlive, &reply).readInt32() == 0; }));
+        }
+        kill(pid, SIGKILL);
+        EXPECT_TRUE(Eventually([&] { return unheld->deaths() == 1 && weaklyHeld->deaths() == 1; }))
+            << unheld->deaths() << ", " << weaklyHeld->deaths();
+        EXPECT_EQ(weak.promote(), nullptr);
+        EXPECT_TRUE(Eventually([&] { return DriverCount("death") <= deaths; }));
+    });
+}
+
 TEST_F(BinderVm, CarriesFileDescriptorsAndClosesItsOwn) {
     Child server([] { RunWorkshop("shop"); });
     client([] {
@@ -337,6 +365,7 @@ TEST_F(BinderVm, LeavesNothingInTheDriver) {
             const sp<IBinder> product = Call(shop, kMake, &reply).readStrongBinder();
             const sp<Watcher> watcher = new Watcher;
             ASSERT_EQ(product->linkToDeath(watcher), OK);
+            ASSERT_EQ(product->unlinkToDeath(watcher), OK);
             Parcel data;
             data.writeStrongBinder(new Workshop);
             ASSERT_EQ(shop->transact(kReturn, data, &reply), OK);

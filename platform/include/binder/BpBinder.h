@@ -33,9 +33,11 @@ class BpBinder : public IBinder {
                       uint32_t flags = 0) override;
 
     /**
-     * Registers a recipient, which is held weakly: who wants to be told keeps it alive. Dropping
-     * the last strong reference to the proxy ends every registration. Death is told on a thread of
-     * the pool.
+     * Registers a recipient, which is held weakly: who wants to be told keeps it alive. The proxy
+     * need not be kept: a registration holds it, and the driver's weak reference to the object,
+     * until it is ended or the object's process dies. Who wants to hear no more ends it. Death is
+     * told on a thread of the pool; with no strong reference to the proxy left, the recipient can
+     * not promote the one it is given.
      *
      * @return DEAD_OBJECT when the death has been told already, or the driver's error
      */
@@ -66,8 +68,6 @@ class BpBinder : public IBinder {
         void* cookie;
         uint32_t flags;
     };
-
-    std::vector<Obituary> takeObituaries() REQUIRES(mMutex);
 
     const int32_t mHandle;
     std::atomic<bool> mAlive{true};

@@ -27,7 +27,14 @@ class DeathForwarder : public android::IBinder::DeathRecipient {
 
 }  // namespace
 
-android::hardware::Return<bool> DeathLinks::link(const sp<android::IBinder>& remote, IBase* who,
+DeathLinks::~DeathLinks() {
+    // Left behind, they would keep the binder known, to this process and to the driver.
+    for (const auto& forwarder : mForwarders) {
+        mRemote->unlinkToDeath(forwarder);
+    }
+}
+
+android::hardware::Return<bool> DeathLinks::link(IBase* who,
                                                  const sp<hidl_death_recipient>& recipient,
                                                  uint64_t cookie) {
     if (recipient == nullptr) {
@@ -39,7 +46,7 @@ android::hardware::Return<bool> DeathLinks::link(const sp<android::IBinder>& rem
         MutexLock lock(mMutex);
         mForwarders.push_back(forwarder);
     }
-    return remote->linkToDeath(forwarder) == android::OK;
+    return mRemote->linkToDeath(forwarder) == android::OK;
 }
 
 }  // namespace KVT::vendor

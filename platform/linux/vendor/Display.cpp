@@ -20,10 +20,10 @@ using android::hardware::Return;
 /** The display service behind a binder. */
 class DisplayProxy : public V1_1::IDisplay {
   public:
-    explicit DisplayProxy(const sp<IBinder>& remote) : mRemote(remote) {}
+    explicit DisplayProxy(const sp<IBinder>& remote) : mRemote(remote), mDeathLinks(remote) {}
 
     Return<bool> linkToDeath(const sp<hidl_death_recipient>& recipient, uint64_t cookie) override {
-        return mDeathLinks.link(mRemote, this, recipient, cookie);
+        return mDeathLinks.link(this, recipient, cookie);
     }
 
     Return<bool> hasVersion11() {

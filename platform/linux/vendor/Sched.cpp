@@ -21,10 +21,10 @@ using android::hardware::Return;
 /** The AI scheduler behind a binder. */
 class SchedProxy : public ISched {
   public:
-    explicit SchedProxy(const sp<IBinder>& remote) : mRemote(remote) {}
+    explicit SchedProxy(const sp<IBinder>& remote) : mRemote(remote), mDeathLinks(remote) {}
 
     Return<bool> linkToDeath(const sp<hidl_death_recipient>& recipient, uint64_t cookie) override {
-        return mDeathLinks.link(mRemote, this, recipient, cookie);
+        return mDeathLinks.link(this, recipient, cookie);
     }
 
     Return<void> sendMessage(int32_t type, const hidl_string& message, int32_t length) override {

@@ -4,7 +4,6 @@
 #include <binder/Parcel.h>
 
 #include <algorithm>
-#include <utility>
 
 namespace android {
 
@@ -24,15 +23,8 @@ void BpBinder::onFirstRef() {
 }
 
 void BpBinder::onLastStrongRef(const void*) {
+    // The registrations stay: with the weak reference, which each holds, the driver still tells.
     IPCThreadState::self()->decStrongHandle(mHandle);
-    std::vector<Obituary> unlinked;
-    {
-        KVT::MutexLock lock(mMutex);
-        // Not when another thread has revived the proxy by now: it may have linked new recipients.
-        if (getStrongCount() == 0) {
-            unlinked = takeObituaries();
-        }
-    }
 }
 
 bool BpBinder::onIncStrongAttempted(uint32_t, const void*) {
@@ -148,13 +140,6 @@ status_t BpBinder::unlinkToDeath(const wp<DeathRecipient>& recipient, void* cook
     return OK;
 }
 
-std::vector<BpBinder::Obituary> BpBinder::takeObituaries() {
-    if (!mObituaries.empty()) {
-        IPCThreadState::self()->clearDeathNotification(mHandle, this);
-    }
-    return std::exchange(mObituaries, {});
-}
-
 void BpBinder::sendObituary() {
     mAlive = false;
     std::vector<Obituary> told;
@@ -164,7 +149,10 @@ void BpBinder::sendObituary() {
             return;
         }
         mDeathTold = true;
-        told = takeObituaries();
+        if (!mObituaries.empty()) {
+            IPCThreadState::self()->clearDeathNotification(mHandle, this);
+        }
+        told.swap(mObituaries);
     }
     for (const Obituary& obituary : told) {
         if (const sp<DeathRecipient> recipient = obituary.recipient.promote();

@@ -197,7 +197,7 @@ TEST_F(KernelObjects, TellsADeathToEveryRecipientOnce) {
     EXPECT_EQ(remote->unlinkToDeath(watchers[0]), DEAD_OBJECT);
 }
 
-TEST_F(KernelObjects, ADroppedProxyLivesUntilTheDriverForgetsIt) {
+TEST_F(KernelObjects, ADroppedProxyStillHearsOfTheDeath) {
     sp<IBinder> remote = proxy();
     const sp<Watcher> watcher = new Watcher;
     ASSERT_EQ(remote->linkToDeath(watcher), OK);
@@ -205,12 +205,39 @@ TEST_F(KernelObjects, ADroppedProxyLivesUntilTheDriverForgetsIt) {
     remote.clear();
     flush();
     EXPECT_EQ(mDriver.count(BC_RELEASE), 1);
-    EXPECT_EQ(mDriver.count(BC_DECREFS), 0);
+    EXPECT_EQ(mDriver.count(BC_DECREFS), 0) << "the driver forgets who it has to tell";
+    EXPECT_EQ(mDriver.count(BC_CLEAR_DEATH_NOTIFICATION), 0);
+    mDriver.answer(Answer().add(BR_DEAD_BINDER, cookie));
+    mDriver.answer(Answer().add(BR_CLEAR_DEATH_NOTIFICATION_DONE, cookie));
+    serve();
+    EXPECT_EQ(watcher->deaths, 1);
+    EXPECT_EQ(watcher->last.promote(), nullptr);
     EXPECT_EQ(mDriver.count(BC_CLEAR_DEATH_NOTIFICATION), 1);
+    watcher->last.clear();
+    flush();
+    EXPECT_EQ(mDriver.count(BC_DECREFS), 1);
+}
+
+TEST_F(KernelObjects, AnUnlinkedProxyLivesUntilTheDriverForgetsIt) {
+    sp<IBinder> remote = proxy();
+    const sp<Watcher> watcher = new Watcher;
+    ASSERT_EQ(remote->linkToDeath(watcher), OK);
+    const auto cookie = reinterpret_cast<binder_uintptr_t>(remote->remoteBinder());
+    // Dropped in between: whoever gets the handle again can end the registration.
+    remote.clear();
+    remote = proxy();
+    EXPECT_EQ(reinterpret_cast<binder_uintptr_t>(remote->remoteBinder()), cookie);
+    EXPECT_EQ(remote->unlinkToDeath(watcher), OK);
+    remote.clear();
+    flush();
+    EXPECT_EQ(mDriver.count(BC_CLEAR_DEATH_NOTIFICATION), 1);
+    EXPECT_EQ(mDriver.count(BC_DECREFS), 0);
+    // The death was on its way already.
     mDriver.answer(Answer().add(BR_DEAD_BINDER, cookie));
     mDriver.answer(Answer().add(BR_CLEAR_DEATH_NOTIFICATION_DONE, cookie));
     serve();
     EXPECT_EQ(watcher->deaths, 0);
+    EXPECT_EQ(mDriver.count(BC_CLEAR_DEATH_NOTIFICATION), 1);
     EXPECT_EQ(mDriver.count(BC_DECREFS), 1);
 }
 
