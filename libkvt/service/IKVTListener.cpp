@@ -5,6 +5,7 @@ namespace KVT {
 
 using android::IBinder;
 using android::Parcel;
+using android::PERMISSION_DENIED;
 using android::status_t;
 
 IMPLEMENT_META_INTERFACE(KVTListener, "KVTListener")

@@ -7,6 +7,7 @@
 namespace KVT {
 
 using android::Parcel;
+using android::PERMISSION_DENIED;
 using android::status_t;
 using android::String8;
 

@@ -99,11 +99,12 @@ class BpInterface : public INTERFACE, public BpRefBase {
     I##INTERFACE::I##INTERFACE() {}                                           \
     I##INTERFACE::~I##INTERFACE() {}
 
-#define CHECK_INTERFACE(interface, data, reply)  \
-    do {                                         \
-        if (!(data).checkInterface(this)) {      \
-            return ::android::PERMISSION_DENIED; \
-        }                                        \
+// As on the phone, PERMISSION_DENIED has to be in scope where this is used.
+#define CHECK_INTERFACE(interface, data, reply) \
+    do {                                        \
+        if (!(data).checkInterface(this)) {     \
+            return PERMISSION_DENIED;           \
+        }                                       \
     } while (false)
 
 }  // namespace android

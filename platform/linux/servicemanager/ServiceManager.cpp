@@ -18,6 +18,7 @@ using android::IBinder;
 using android::IServiceManager;
 using android::OK;
 using android::Parcel;
+using android::PERMISSION_DENIED;
 using android::sp;
 using android::status_t;
 using android::String16;
