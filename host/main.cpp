@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/Kvtd.h"
+#include "host/StandardOutput.h"
 
 int main(int argc, char** argv) {
-    return KVT::RunKvtd(argc, argv);
+    return KVT::FinishStandardOutput("kvtd", KVT::RunKvtd(argc, argv));
 }

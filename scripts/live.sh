@@ -4,6 +4,9 @@
 # a stand-in phone, kvtd and kvtctl. Prints each command before it runs it.
 # Usage: scripts/vm scripts/live.sh BUILD_DIRECTORY
 set -euo pipefail
+case ${1-} in
+    --help | -h) sed -n '/^# The service at work/,/^# Usage/s/^# //p' "${BASH_SOURCE[0]}"; exit ;;
+esac
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 if (($# != 1)); then

@@ -15,7 +15,8 @@ int Run(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
     app.require_subcommand(1);
     app.footer(
         "Events go one-way: that the service is handed one is all that its sender learns.\n"
-        "Exit status: 0 done, 1 the service is missing, died or refused, 2 wrong usage.\n"
+        "Exit status: 0 done, 1 the service is missing, died or refused, or the output can not be\n"
+        "written, 2 wrong usage.\n"
         "Example: kvtctl packages com.example.game com.example.game && kvtctl status");
     AddObserverCommands(app, context);
     AddEventCommands(app, context);

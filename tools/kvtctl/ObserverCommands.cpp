@@ -112,7 +112,7 @@ void Watch(Context& context, const WatchOptions& options) {
         return;
     }
     const int64_t end = options.seconds > 0 ? MonotonicNow() + options.seconds * kNsPerS : kForEver;
-    for (int64_t seen = 0; options.count == 0 || seen < options.count;) {
+    for (int64_t seen = 0; context.out && (options.count == 0 || seen < options.count);) {
         const int64_t now = MonotonicNow();
         if (now >= end) {
             return;

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <iostream>
 
+#include "host/StandardOutput.h"
 #include "tools/kvtctl/Kvtctl.h"
 
 namespace {
@@ -29,7 +30,9 @@ bool TakeFailure() {
 int main(int argc, char** argv) {
     __android_log_set_minimum_priority(ANDROID_LOG_ERROR);
     __android_log_set_logger(Log);
-    return KVT::ctl::Run(argc, argv, std::cout, std::cerr,
-                         {[] { return android::ProcessState::self()->hasDriver(); },
-                          [] { android::ProcessState::self()->startThreadPool(); }, TakeFailure});
+    const int status =
+        KVT::ctl::Run(argc, argv, std::cout, std::cerr,
+                      {[] { return android::ProcessState::self()->hasDriver(); },
+                       [] { android::ProcessState::self()->startThreadPool(); }, TakeFailure});
+    return KVT::FinishStandardOutput("kvtctl", status);
 }

@@ -1,0 +1,67 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
+# Usage: command_line_test.sh BUILD_DIRECTORY
+# Scripts tell their usage without doing anything; programs notice when their output gets lost.
+set -euo pipefail
+
+build=$(realpath "$1")
+source=$(realpath "$(dirname "${BASH_SOURCE[0]}")/../..")
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+failures=0
+
+expect() { # WHAT ACTUAL WANTED
+    if [[ $2 != "$3" ]]; then
+        printf 'command_line_test: %s: "%s", not "%s"\n' "$@" >&2
+        failures=$((failures + 1))
+    fi
+}
+
+# Where there is nothing to build, and none of the tools that do anything.
+mkdir "$work/bin"
+cp -R "$source/scripts" "$work/scripts"
+for tool in bash cat dirname nproc sed sh; do
+    ln -s "$(command -v "$tool")" "$work/bin/$tool"
+done
+for script in "$work"/scripts/*; do
+    [[ -x $script ]] || continue # a part of another one
+    for option in --help -h; do
+        status=0
+        (cd / && PATH=$work/bin "$script" "$option") >"$work/out" 2>"$work/err" || status=$?
+        what="${script##*/} $option"
+        expect "$what" "$status, $(cat "$work/err")" "0, "
+        expect "$what" "$(grep -c "Usage: scripts/" "$work/out")" 1
+    done
+done
+
+run() { # PROGRAM ARGUMENT... > OUTPUT; leaves the exit status and what went to standard error
+    local program=$1
+    shift
+    status=0
+    "$program" "$@" 2>"$work/err" || status=$?
+    errors=$(cat "$work/err")
+}
+
+scenario=$source/sim/scenarios/game.jsonl
+config=$source/packaging/kvt_config.xml
+for command in "tools/kvtctl --help" "tools/kvtctl config explain $config com.example" \
+    "sim/kvt-sim events" "sim/kvt-sim run $scenario" "sim/kvt-phone --help" "host/kvtd --help"; do
+    # shellcheck disable=SC2086 # arguments are words
+    run $build/$command >/dev/full
+    name=${command%% *}
+    expect "$command" "$status, $errors" "1, ${name##*/}: standard output can not be written"
+    # A reader that goes is no fault, whether or not the signal is there to say so.
+    mkfifo "$work/pipe"
+    exec 4<>"$work/pipe"
+    exec 5>"$work/pipe"
+    exec 4>&-
+    trap '' PIPE
+    # shellcheck disable=SC2086
+    run $build/$command >&5
+    trap - PIPE
+    exec 5>&-
+    rm "$work/pipe"
+    expect "$command, without a reader" "$status, $errors" "0, "
+done
+
+exit $((failures > 0))
