@@ -41,8 +41,7 @@ void SetAllocations(benchmark::State& state, int64_t before) {
                                                   benchmark::Counter::kAvgIterations);
 }
 
-/** Snapshot, scenes, classification from the caches: what every event pays before anything is done.
- */
+/** Snapshot, scenes, classes from the caches: what each event pays before anything is done. */
 void BM_Decision(benchmark::State& state) {
     BenchPhone::Get().framework.packages("com.example.a.quite.ordinary.application", {});
     benchmark::DoNotOptimize(FpsCommon::Decide());

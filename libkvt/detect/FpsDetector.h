@@ -51,8 +51,7 @@ class FpsDetector {
     /** Frames per second of a level; levels out of 0..11 count as the nearest one. */
     int32_t LevelToFps(int level) const;
 
-    /** Replaces neighbours two by two with their mean, so that a short frame makes up for a long
-     * one. */
+    /** Replaces neighbours two by two with their mean: a short frame makes up for a long one. */
     void FlattenFrameLen(std::vector<int64_t>& frameLens) const;
 
     /** How many frames are faster than `fps` by more than a margin. */

@@ -55,8 +55,7 @@ struct Spread {
     double bound;  // three standard deviations
     double stdev;
 
-    /** Oldest first, and each square rounded before it is added: the order settles the last bits.
-     */
+    /** Oldest first, each square rounded before it is added: the order settles the last bits. */
     template <typename T>
     static Spread Of(const T* sample, size_t size) {
         int64_t sum = 0;

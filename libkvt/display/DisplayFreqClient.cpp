@@ -27,8 +27,7 @@ sp<DisplayService::IDisplay> ConnectedDisplay() {
     return DisplayService::getInstance().GetDisplayService();
 }
 
-/** Splits at a delimiter: no piece after a trailing one, and one (empty) piece for an empty text.
- */
+/** Splits at a delimiter: no piece after a trailing one, one (empty) piece for an empty text. */
 std::vector<std::string> Split(const std::string& text, char delimiter) {
     std::vector<std::string> pieces;
     size_t begin = 0;

@@ -14,9 +14,8 @@
 namespace android {
 
 /**
- * What the panel can do and what it does, as the display service describes it. Rates are texts in
- * Hz
- * ("60", "90"); "60n" is the normal 60 Hz mode of some panels, another mode than "60".
+ * What the panel can do and what it does, as the display service describes it. Rates are texts, in
+ * Hz ("60", "90"); "60n" is the normal 60 Hz mode of some panels, another mode than "60".
  *
  * The list of rates is read once, when the object is made; only the current rate is read again.
  * SetFreq is called by one thread at a time, the rest by any.

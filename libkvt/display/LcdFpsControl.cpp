@@ -25,8 +25,7 @@ namespace {
 constexpr const char* kVipCpusBound = "4-7";
 constexpr const char* kVipCpusFree = "0-7";
 
-// A panel switches with a new frame, so one is forced before each look; a frame at 60 Hz takes 16
-// ms.
+// A panel switches with a new frame, so one is forced before each look. At 60 Hz it takes 16 ms.
 constexpr int kConfirmAttempts = 9;
 constexpr int64_t kConfirmIntervalNs = 16'000 * kNsPerUs;
 

@@ -53,8 +53,10 @@ class LcdFpsControl {
     /** What became of all changes so far. */
     static RateStats stats;
 
-    /** Written while the configuration is read: tell the compositor its partial-composition
-     * threshold. */
+    /**
+     * Written while the configuration is read: tell the compositor its partial-composition
+     * threshold.
+     */
     static bool particalComposeEnabled;
 
   private:

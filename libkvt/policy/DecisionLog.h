@@ -29,8 +29,7 @@ class DecisionLog {
 
     void add(const std::string& pkg, const Decision& decision) EXCLUDES(mMutex);
 
-    /** Those after the decision numbered `after`, oldest first; only the last kCapacity are kept.
-     */
+    /** Those after the decision numbered `after`, oldest first; the last kCapacity are kept. */
     std::vector<DecisionRecord> since(uint64_t after) const EXCLUDES(mMutex);
 
   private:

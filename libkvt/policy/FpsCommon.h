@@ -19,8 +19,7 @@
 namespace KVT {
 
 /**
- * The policy: all state that the choice of a refresh rate depends on, and the events that change
- * it.
+ * The policy: all state that the choice of a rate depends on, and the events that change it.
  *
  * There are no instances. Events may arrive on any number of threads once Init has returned. The
  * dispatcher makes each a turn of its thread (common/Turn.h), since a peer that is asked about one
@@ -29,10 +28,10 @@ namespace KVT {
  *
  * Package, power, setting and scene events are serialised by decisionMutex from their first store
  * to the end of the decision they lead to, so that the last decision has seen every input and at
- * most one strategy is armed. The atomic members are also read by strategies and detection, without
- * a lock.
+ * most one strategy is armed. The atomic members are also read by strategies and detection, which
+ * take no lock for it.
  *
- * One source file a topic: Startup, Classification, ForegroundSwitch, SceneEvents,
+ * One source file for each topic: Startup, Classification, ForegroundSwitch, SceneEvents and
  * CompositorNotices.
  */
 class FpsCommon {
@@ -90,8 +89,7 @@ class FpsCommon {
     static void DoWithForeAppSwitch() EXCLUDES(decisionMutex);
     /** Decides anew: snapshot, pure decision, application. */
     static void DoWithForeAppSwitchInternal() EXCLUDES(decisionMutex);
-    /** What the decision would be now, without acting on it. Asks for the package's class if need
-     * be. */
+    /** What the decision would be now; nothing is done. Asks for the package's class if need be. */
     static Decision Decide() EXCLUDES(decisionMutex);
     /** Re-applies the CPU binding: the big cores, with setting 1 and outside games. */
     static void BindVipCpus();
@@ -105,8 +103,7 @@ class FpsCommon {
     /** Refresh-rate code of an application under the current setting. */
     static int32_t GetAppCode(const std::string& pkg, int32_t type);
 
-    // --- What the compositor is told (best effort, see CompositorNotices.cpp)
-    // ---------------------
+    // --- What the compositor is told (best effort, see CompositorNotices.cpp) -------------------
 
     static void NotifyIsDynamicFreq();
     static void NotifyAppDynamicFpsModeToSF(bool on);
@@ -131,8 +128,7 @@ class FpsCommon {
 
     // --- State ----------------------------------------------------------------------------------
 
-    /** 0: the policy runs. Else it is off; 60 or 90 is then the panel's fixed rate. Written by
-     * Init. */
+    /** 0: the policy runs. Else it is off; 60 or 90 is the panel's fixed rate. Written by Init. */
     static int32_t switchAll;
     static ConfigTables tables;
     static DecisionLog decisions;
@@ -163,8 +159,7 @@ class FpsCommon {
     static std::atomic<bool> underTpPointerControl;
     static std::atomic<bool> underWechatVideoScene;
     static std::atomic<bool> underFullVideoScene;
-    /** 0 idle, 1 wants the high rate, 2 the low one; other events wait with their decision
-     * meanwhile. */
+    /** 0 idle, 1 wants the high rate, 2 the low one; other events meanwhile wait to be decided. */
     static std::atomic<int32_t> fingerprintStatus;
     static std::atomic<int32_t> gpuCompositionStatus;
     /** GPU-composition starts of the current package. */
@@ -183,8 +178,7 @@ class FpsCommon {
     /** Written with decisionMutex held, too; readers need only this leaf. */
     static Mutex pkgMutex ACQUIRED_AFTER(decisionMutex);
     static std::string currentPkgName GUARDED_BY(pkgMutex);
-    /** Grows with every change of currentPkgName, so that a cached view of it knows when it is old.
-     */
+    /** Grows with every change of currentPkgName; a cached view of it so knows when it is old. */
     static std::atomic<uint32_t> foregroundChanges;
 
     /** Never held across a binder call. */

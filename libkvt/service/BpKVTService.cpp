@@ -24,7 +24,7 @@ int32_t BpKVTService::RegisterListener(const sp<IKVTListener>& listener) {
 int32_t BpKVTService::UnRegisterListener(const sp<IKVTListener>& listener) {
     Parcel data;
     Parcel reply;
-    // No interface token: the service does not check one here, so older clients stay welcome.
+    // No interface token: the service does not look for one here.
     data.writeStrongBinder(asBinder(listener));
     remote()->transact(UNREGISTER_LISTENER, data, &reply, IBinder::FLAG_ONEWAY);
     return reply.readInt32();

@@ -14,7 +14,7 @@ class IKVTListener : public android::IInterface {
     DECLARE_META_INTERFACE(KVTListener)
 
     enum : uint32_t {
-        /** Codes 1 and 2 only check the caller's token; older clients used them. */
+        /** Codes 1 and 2 check the caller's token and do nothing. */
         RESERVED_1 = android::IBinder::FIRST_CALL_TRANSACTION,
         RESERVED_2,
         NOTIFY_GAME_FPS_TO_APS,

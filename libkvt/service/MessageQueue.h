@@ -53,8 +53,7 @@ class MessageQueue {
     MessageQueue(const MessageQueue&) = delete;
     MessageQueue& operator=(const MessageQueue&) = delete;
 
-    /** @param startThread whether a thread "MessageHandle" polls; else the owner calls WaitMessage
-     */
+    /** @param startThread a thread "MessageHandle" polls; otherwise the owner calls WaitMessage */
     void Init(bool startThread);
 
     /** Delivers messages on the calling thread until the queue has no looper (any more). */

@@ -16,8 +16,7 @@ class ActivityTimestamp {
     ActivityTimestamp() = default;
     ~ActivityTimestamp() = default;
 
-    /** Whether less than `ns` nanoseconds have passed; a time stamp from the future counts as now.
-     */
+    /** Whether less than `ns` nanoseconds have passed; a stamp from the future counts as now. */
     bool IsYoungerThan(int64_t ns) const EXCLUDES(mMutex);
 
   private:

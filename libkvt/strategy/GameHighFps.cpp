@@ -92,8 +92,7 @@ void GameHighFps::RunBoost() {
     (void)mBoost.end();
     KVT_LOGI("GameHighFps: send 90fps to sched: end");
     if (mGameFpsChanges != changesBefore && mGameFps == kBoostFromFps) {
-        // The event that ended the boost may have stood for several: the rate left 60 and came
-        // back.
+        // The event that ended the boost may stand for several: the rate left 60 and came back.
         mCond.signal();
     }
 }

@@ -38,8 +38,7 @@ struct PhoneUnderTest {
     android::sp<IKVTService> compositor = new BpKVTService(service);
     FrameworkClient framework{service};
     // A touch that is under way while the policy switches the touch strategy off would reach it:
-    // that the compositor has looked at its switch and that the service has got the touch is one
-    // step here.
+    // that the compositor has looked at its switch and the service has got the touch is one step.
     Mutex touchIsUnderWay;
 };
 

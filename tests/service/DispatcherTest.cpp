@@ -233,8 +233,7 @@ TEST_F(Dispatcher, ServesEachTransactionByteForByte) {
     }
 }
 
-/** What a decision for the launcher, without a change of the panel, logs after the event's own
- * line. */
+/** What a decision for the launcher that changes no rate logs, after the event's own line. */
 const std::vector<std::string> kDecided = {
     "I/KVTService: LcdFpsControl: set lcd finished, tryRefreshNum = 0, lcdFps = 60",
     "I/KVTService: LcdFpsControl: set lcd fps 60Hz, success"};

@@ -24,8 +24,7 @@ std::string Joined(const std::vector<std::string>& parts) {
     return text;
 }
 
-/** The bytes of the UTF-8 character that the text begins with; 0 for a control character, or none.
- */
+/** Bytes of the UTF-8 character that the text begins with; 0 for a control character or none. */
 size_t PrintableBytes(std::string_view text) {
     const auto byte = [&](size_t i) { return static_cast<unsigned char>(text[i]); };
     if (byte(0) < 0x80) {

@@ -12,8 +12,7 @@
 
 namespace KVT {
 
-/** Text of the file between quotes, fit for a terminal: cut when long, without control characters.
- */
+/** Text of the file in quotes, fit for a terminal: cut when long, without control characters. */
 std::string Quoted(std::string_view text);
 
 /** "'a', 'b' or 'c'", in alphabetical order for containers without one. */

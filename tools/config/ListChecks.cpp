@@ -21,8 +21,7 @@ bool IsTypeList(const std::string& name) {
     return name == kAppTypes[0].listName || name == kAppTypes[1].listName;
 }
 
-/** Whether a package's name could begin like this: parts between dots, each beginning with a
- * letter. */
+/** Whether a package's name could begin like this: dotted parts, each beginning with a letter. */
 bool IsPackagePrefix(std::string_view prefix) {
     bool first = true;
     for (const char c : prefix) {

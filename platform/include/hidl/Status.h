@@ -8,8 +8,7 @@
 
 namespace android::hardware {
 
-/** Whether a call reached a hardware service and came back; nothing of what the service answered.
- */
+/** Whether a call reached a hardware service and came back; not what the service answered. */
 class Return_base {
   public:
     bool isOk() const { return mStatus == OK; }

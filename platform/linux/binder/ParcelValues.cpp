@@ -7,8 +7,7 @@
 namespace android {
 namespace {
 
-// Kept in step with StrictMode.PENALTY_GATHER of the framework; receivers read the word and ignore
-// it.
+// In step with StrictMode.PENALTY_GATHER of the framework; receivers read the word and ignore it.
 constexpr uint32_t kStrictModePenaltyGather = 1u << 31;
 constexpr int32_t kUnsetWorkSource = -1;
 

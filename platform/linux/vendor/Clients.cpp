@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The vendor's client libraries. All of them are best effort: a service that is not there is not
-// missed.
+// The vendor's client libraries, all best effort: a service that is not there is not missed.
 #include <android/log.h>
 #include <binder/IServiceManager.h>
 #include <binder/Parcel.h>

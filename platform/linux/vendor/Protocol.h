@@ -7,8 +7,7 @@
 
 /**
  * How the phone's hardware and vendor services are reached on Linux: each is a binder service under
- * its full name, called with the codes below. Requests carry no interface token; a text is a
- * String8.
+ * its full name, called with the codes below, without an interface token. A text is a String8.
  */
 namespace KVT::vendor {
 

@@ -68,8 +68,7 @@ status_t IPCThreadState::executeCommand(uint32_t command) {
     }
 }
 
-/** A command's number holds the length of what follows it, so a newer driver's can be passed over.
- */
+/** A command's number holds the length of what follows, so a newer driver's can be passed over. */
 status_t IPCThreadState::skipUnknownCommand(uint32_t command) {
     ALOGW("unknown command %#x from the driver", command);
     std::array<uint8_t, kInputSize> argument;

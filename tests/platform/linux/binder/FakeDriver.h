@@ -98,8 +98,7 @@ class FakeDriver {
     int faults();
     /** Strong and weak references to remote objects. */
     int references();
-    /** How often the process has confirmed a strong reference to the local object at this address.
-     */
+    /** How often the process has confirmed a strong reference to the local object at `cookie`. */
     int confirmed(uint64_t cookie);
     /** The same for weak references, by the address of its counts. */
     int confirmedWeak(uint64_t counts);
