@@ -13,6 +13,7 @@
 #include "host/Dumper.h"
 #include "host/PolicyDump.h"
 #include "policy/FpsCommon.h"
+#include "service/RegistrationResult.h"
 #include "strategy/AppDynamicFps.h"
 #include "strategy/AppFpsDetect.h"
 #include "strategy/FrameRefreshDetect.h"
@@ -63,7 +64,7 @@ class KVTServiceImpl::ListenerDeath : public IBinder::DeathRecipient {
 
 int32_t KVTServiceImpl::RegisterListener(const sp<IKVTListener>& listener) {
     if (listener == nullptr) {
-        return kNoListener;
+        return REGISTRATION_NULL_LISTENER;
     }
     const sp<IBinder> binder = IInterface::asBinder(listener);
     const sp<ListenerDeath> death = new ListenerDeath(this);
@@ -73,7 +74,7 @@ int32_t KVTServiceImpl::RegisterListener(const sp<IKVTListener>& listener) {
             mListeners.begin(), mListeners.end(),
             [&binder](const Entry& e) { return IInterface::asBinder(e.listener) == binder; });
         if (known) {
-            return kRegistered;
+            return REGISTRATION_DONE;
         }
         mListeners.push_back({listener, death});
     }
@@ -81,15 +82,15 @@ int32_t KVTServiceImpl::RegisterListener(const sp<IKVTListener>& listener) {
     if (binder->linkToDeath(death) == android::DEAD_OBJECT) {
         removeListener(binder);
     }
-    return kRegistered;
+    return REGISTRATION_DONE;
 }
 
 int32_t KVTServiceImpl::UnRegisterListener(const sp<IKVTListener>& listener) {
     if (listener == nullptr) {
-        return kNoListener;
+        return REGISTRATION_NULL_LISTENER;
     }
     removeListener(IInterface::asBinder(listener));
-    return kRegistered;
+    return REGISTRATION_DONE;
 }
 
 void KVTServiceImpl::removeListener(const wp<IBinder>& binder) {

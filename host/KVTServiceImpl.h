@@ -16,10 +16,6 @@ class Dumper;
 /** The service that is published: hands each event to its subsystem and keeps the listeners. */
 class KVTServiceImpl : public KVTService {
   public:
-    /** What RegisterListener answers. */
-    static constexpr int32_t kRegistered = 0;
-    static constexpr int32_t kNoListener = -1;
-
     int32_t RegisterListener(const android::sp<IKVTListener>& listener) override;
     int32_t UnRegisterListener(const android::sp<IKVTListener>& listener) override;
     void SendLayerTimeInfo(LayerTimeInfo& info) override;

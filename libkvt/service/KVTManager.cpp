@@ -20,7 +20,7 @@ std::atomic<int32_t> KVTManager::sLastLcdEvent{-1};
 int32_t KVTManager::RegisterListener(const sp<KVTListener>& listener) {
     if (listener == nullptr) {
         KVT_LOGD("kvt into KVTManager::RegisterListener and listener==nullptr");
-        return KVTManagerImpl::kNullListener;
+        return REGISTRATION_NULL_LISTENER;
     }
     return Connect()->RegisterListener(listener);
 }

@@ -48,11 +48,11 @@ int32_t KVTManagerImpl::RegisterListener(const sp<KVTListener>& listener) {
     Operation operation(mOperationsLock);
     if (service == nullptr) {
         KVT_LOGD("itapo KVTManagerImpl::RegisterListener & service = nullptr");
-        return kNoService;
+        return REGISTRATION_NO_SERVICE;
     }
     if (listener == nullptr) {
         KVT_LOGD("itapo KVTManagerImpl::RegisterListener & listener = nullptr");
-        return kNullListener;
+        return REGISTRATION_NULL_LISTENER;
     }
     sp<KVTListenerHandler> handler;
     {
@@ -70,11 +70,11 @@ int32_t KVTManagerImpl::UnRegisterListener(const sp<KVTListener>& listener) {
     Operation operation(mOperationsLock);
     if (service == nullptr) {
         KVT_LOGD("itapo KVTManagerImpl::UnRegisterListener & service = nullptr");
-        return kNoService;
+        return REGISTRATION_NO_SERVICE;
     }
     if (listener == nullptr) {
         KVT_LOGD("itapo KVTManagerImpl::UnRegisterListener & listener = nullptr");
-        return kNullListener;
+        return REGISTRATION_NULL_LISTENER;
     }
     sp<KVTListenerHandler> handler;
     {

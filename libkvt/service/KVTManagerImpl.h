@@ -10,6 +10,7 @@
 #include "service/KVTListener.h"
 #include "service/KVTListenerHandler.h"
 #include "service/LayerTimeInfo.h"
+#include "service/RegistrationResult.h"
 #include "sync/Mutex.h"
 
 namespace KVT {
@@ -29,14 +30,11 @@ class KVTManagerImpl : public virtual BnKVTListener {
     /** The service's report: tells every listener of this manager, on the calling thread. */
     void NotifyGameFpsToAps(int32_t fps) override;
 
-    /** Results of the two registration calls beside the service's own. */
-    static constexpr int32_t kNoService = 3;
-    static constexpr int32_t kNullListener = -1;
-
     /**
      * Adds a listener and registers this manager with the service.
      *
-     * @return the service's result (0 from another process), kNoService or kNullListener
+     * @return the service's result (REGISTRATION_DONE from another process),
+     *         REGISTRATION_NO_SERVICE or REGISTRATION_NULL_LISTENER
      */
     int32_t RegisterListener(const android::sp<KVTListener>& listener);
     /**
