@@ -57,7 +57,11 @@ class FpsCommon {
     static void OnPackageInfoUpate(const std::string& focus,
                                    const std::unordered_set<std::string>& visible,
                                    const std::string& current) EXCLUDES(decisionMutex);
-    /** @param state 0: the game is gone */
+    /**
+     * No transaction leads here: for a service class that knows it from elsewhere.
+     *
+     * @param state 0: the game is gone
+     */
     static void OnGameExitReceived(const std::string& pkg, int32_t state) EXCLUDES(decisionMutex);
     /** Makes `pkg` the foreground package. */
     static void DoWithPackageUpdate(const std::string& pkg) EXCLUDES(decisionMutex);
@@ -75,11 +79,15 @@ class FpsCommon {
     /** @param status 0 idle, 1 wants the high rate, 2 wants the low rate */
     static void OnFingerprintMessageReceived(const std::string& pkg, int32_t status)
         EXCLUDES(decisionMutex);
+    /** @param status 1 GPU composition started, anything else: ended */
+    static void OnGpuCompositionEventReceived(int32_t status) EXCLUDES(decisionMutex);
+
+    // No transaction leads to these three; they are for a service class that knows from elsewhere
+    // of video calls, full-screen video, or changes of the rate that are not the policy's.
+
     static void SetLcdLowDownByWechatVideoScene(bool on) EXCLUDES(decisionMutex);
     /** @param on 1 full-screen video plays, 0 no longer */
     static void OnFullVideoStatusReceived(int32_t on) EXCLUDES(decisionMutex);
-    /** @param status 1 GPU composition started, anything else: ended */
-    static void OnGpuCompositionEventReceived(int32_t status) EXCLUDES(decisionMutex);
     /** Restores the panel after its rate was changed behind the policy's back. */
     static void RecoverLcd() EXCLUDES(decisionMutex);
 
