@@ -8,7 +8,10 @@
 
 namespace KVT {
 
-/** Carries the detected game frame rate from the service to a registered process. */
+/**
+ * Carries the frame rate of the game in front from the service to a registered process: nothing in
+ * a game's first 121 s, then the highest rate so far, then every change.
+ */
 class IKVTListener : public android::IInterface {
   public:
     DECLARE_META_INTERFACE(KVTListener)

@@ -8,27 +8,49 @@
 
 #include "service/KVTListener.h"
 #include "service/LayerTimeInfo.h"
+#include "service/RegistrationResult.h"
 
 namespace KVT {
 
 /**
- * The service as a client process calls it: every call looks the service up anew, so that a
- * restarted service is found without any bookkeeping. Calls may come from any thread.
+ * The service as a client process calls it, from any thread.
+ *
+ * Every call looks the service up anew, so that a restarted one is found without any bookkeeping.
+ * The lookup waits for the service manager's answer; the call that follows is one-way and waits for
+ * nobody. The calls of one thread arrive in their order.
+ *
+ * An event without a service is dropped, with one error line in the log. One that was on its way
+ * when the service died, or that the service has no room for, is dropped without a word.
  */
 class KVTManager {
   public:
     KVTManager() = delete;
 
     /**
-     * Registers a listener for game frame rates, with a manager of its own: registered twice, it is
-     * told twice. There is no way back but the service's end.
+     * Registers a listener for game frame rates; KVTListener says when there are any.
      *
-     * @return the service's result (0 from another process), 3 without a service, -1 for null
+     * They come in on binder threads, so the process must have some: unless the framework has
+     * started them, call android::ProcessState::self()->startThreadPool() once. Without, the result
+     * here is the same, and nothing is ever heard.
+     *
+     * Each registration has a manager of its own: registered twice, a listener is told twice. There
+     * is no way back but the service's end, which takes the registration with it: link to the death
+     * of the service's binder, and register again with the next service.
+     *
+     * @return REGISTRATION_NO_SERVICE, REGISTRATION_NULL_LISTENER, or the service's own result,
+     *         which from another process is REGISTRATION_DONE whether or not the call arrived
      */
     static int32_t RegisterListener(const android::sp<KVTListener>& listener);
 
+    /**
+     * Sends one frame. While a game is in front, send those of the layer that shows the game, and
+     * of no other: the service picks a layer out only for the games that GameFpsHelper knows.
+     * Otherwise send those of a full-screen surface, with the flag; the rest means nothing.
+     */
     static void SendLayerTimeInfo(LayerTimeInfo& info);
     /**
+     * From one thread, so that it is clear which touch was the last.
+     *
      * @param event 1 touch down, 0 touch up; a repetition of the last one is not sent, whether or
      *              not that one found the service
      */

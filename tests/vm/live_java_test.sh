@@ -2,7 +2,8 @@
 # SPDX-License-Identifier: Apache-2.0
 # Usage, inside the virtual machine: live_java_test.sh BUILD_DIRECTORY JAVA LIBRARY_PATH CLASS_PATH
 # A JVM as a process of its own and "kvtctl watch" both hear the rate of the frames that "kvtctl frames" sends,
-# and go on hearing it when another listener dies and yet another does not answer.
+# and go on hearing it when another listener dies and yet another does not answer. The JVM is there before the
+# service, and outlives one.
 # Takes its time: the service reports no rate in the first 121 s of a game.
 set -euo pipefail
 
@@ -15,10 +16,14 @@ class_path=$4
 
 start_manager
 start_phone
-start_service
 "$java" -Xcheck:jni -Xshare:auto -Xint "-Djava.library.path=$library_path" -cp "$class_path" \
-    GameFpsPrinter 2 260 >"$work/java" 2>&1 &
+    GameFpsPrinter 2 270 >"$work/java" 2>&1 &
 printer=$!
+start_service
+eventually "Java registers with a service that came later" status_is registered 1
+crash "$service"
+start_service
+eventually "and with the next one" status_is registered 1
 declare -A watcher
 watch() { # NAME OPTION...
     kvtctl watch "${@:2}" >"$work/$1" 2>&1 &

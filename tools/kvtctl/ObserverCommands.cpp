@@ -168,7 +168,9 @@ void AddObserverCommands(CLI::App& app, Context& context) {
 
     const auto watch = std::make_shared<WatchOptions>();
     CLI::App* watching =
-        app.add_subcommand("watch", "prints each game frame rate that the service reports");
+        app.add_subcommand("watch",
+                           "prints each game frame rate that the service reports: none in a game's "
+                           "first 121 s, then the highest so far, then every change, at least 60");
     watching->add_option("--count", watch->count, "end after so many")->check(CLI::PositiveNumber);
     watching->add_option("--for", watch->seconds, "end after so many seconds")
         ->check(CLI::Range(1, 86400));
