@@ -31,6 +31,23 @@ class Listener : public BnKVTListener {
     }
 };
 
+/** A listener as if of another process, which can die. */
+class MortalListener : public Listener {
+  public:
+    bool alive = true;
+    std::vector<wp<DeathRecipient>> links;
+    android::status_t linkToDeath(const sp<DeathRecipient>& recipient, void*, uint32_t) override {
+        links.push_back(recipient);
+        return alive ? android::OK : android::DEAD_OBJECT;
+    }
+    android::status_t unlinkToDeath(const wp<DeathRecipient>& recipient, void*, uint32_t,
+                                    wp<DeathRecipient>*) override {
+        EXPECT_EQ(links.back(), recipient);
+        links.pop_back();
+        return android::OK;
+    }
+};
+
 class Host : public Phone {
   public:
     void frames(const std::string& layer, int count, bool flag = false) {
@@ -72,6 +89,21 @@ TEST_F(Host, KeepsListenersByBinderIdentity) {
     impl->ReportGameFps(60);
     EXPECT_THAT(one->heard, ElementsAre(90));
     EXPECT_THAT(two->heard, ElementsAre(90, 60));
+}
+
+TEST_F(Host, ForgetsListenersThatDied) {
+    const sp<MortalListener> listener = new MortalListener;
+    impl->RegisterListener(listener);
+    ASSERT_EQ(listener->links.size(), 1u);
+    listener->links[0].promote()->binderDied(listener);
+    EXPECT_EQ(impl->listenerCount(), 0u);
+    impl->RegisterListener(listener);
+    EXPECT_EQ(impl->listenerCount(), 1u) << "alive after all";
+    impl->UnRegisterListener(listener);
+    EXPECT_TRUE(listener->links.empty()) << "nobody waits for its death any more";
+    listener->alive = false;
+    EXPECT_EQ(impl->RegisterListener(listener), 0);
+    EXPECT_EQ(impl->listenerCount(), 0u) << "died before";
 }
 
 TEST_F(Host, LetsAListenerRegisterAnotherOneInItsReport) {
@@ -218,8 +250,7 @@ TEST_F(Host, DumpsWhatItDidAndWhy) {
           "target_layer=any\ndetected_fps=0\n",
           "[strategy]\narmed=none\n", "[panel]\nrequested_hz=60\nconfirmed_hz=60\nmaximum_hz=90\n",
           "[scenes]\n", "display_hotplug=true\n", "hold rule display-hotplug 60 Hz\n",
-          "app-fixed rule app-code code 2 60 Hz\n",
-          "[seconds_at_rate]\n60=", "[seconds_at_rate_by_package]\n", "[frames]\nreceived=1\n",
+          "app-fixed rule app-code code 2 60 Hz\n", "[frames]\nreceived=1\n",
           "[layers]\nvideo#0=received 1 disordered 0 last ", "[listeners]\nregistered=1\n"}) {
         EXPECT_THAT(text, HasSubstr(part));
     }
@@ -237,6 +268,23 @@ TEST_F(Host, DumpsTheCodeThatDecisionsUse) {
     focus("com.example.app");
     EXPECT_EQ(panelHz(), 60) << "a package keeps its code";
     EXPECT_THAT(dumped(), HasSubstr("type=1\ngame=false\ncode=2\n"));
+}
+
+TEST_F(Host, DumpsTheTimeOfEachPackageAtEachRate) {
+    start(ConfigWith(R"(<Param name="setting_switch"><setting id="0">
+        <switch name="app_perceptible_switch" value="3"/></setting></Param>
+        <Param name="application_list"><list name="app_pkg_perceptible_list">
+        <pkg>app.high</pkg></list></Param>)"));
+    SleepFor(kNsPerS);
+    for (const char* pkg : {"app.high", "app.low", "app.high"}) {
+        focus(pkg);
+        SleepFor(3 * kNsPerS);
+    }
+    EXPECT_THAT(dumped(),
+                HasSubstr("[seconds_at_rate]\n60=4.000\n90=6.000\n\n"
+                          "[seconds_at_rate_by_package]\napp.high@60=0.000\napp.high@90=6.000\n"
+                          "app.low@60=3.000\napp.low@90=0.000\n"
+                          "com.norvik.android.launcher@60=1.000\n\n[frames]\n"));
 }
 
 TEST_F(Host, DoesNotWaitForADumpsReaderThatStoppedReading) {
