@@ -5,6 +5,9 @@
 
 #include <random>
 
+#include "strategy/AppDynamicFps.h"
+#include "strategy/GameDynamicFps.h"
+#include "strategy/GameHighFps.h"
 #include "sync/Worker.h"
 #include "tests/support/Phone.h"
 
@@ -100,6 +103,37 @@ TEST_F(Convergence, HoldsAfterEveryEventOfARandomSequence) {
         if (HasFailure()) {
             return;
         }
+    }
+}
+
+TEST_F(Convergence, HoldsOverWhatAStrategyHadBegun) {
+    begin();
+    const struct {
+        const char* pkg;
+        void (*begin)();
+        int32_t forced;
+    } cases[] = {
+        {"app.touch.a",
+         [] {
+             AppDynamicFps::GetInstance()->SetLcdEvent(1);
+             AppDynamicFps::GetInstance()->SetLcdEvent(0);
+         },
+         kNoGameFps},
+        {"game.dynamic", [] { GameDynamicFps::GetInstance()->SetGameFps(60); }, 90},
+        {"game.const", [] { GameHighFps::GetInstance()->SetGameFps(60); }, 90},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.pkg);
+        focus(c.pkg);
+        c.begin();
+        VirtualTime::Settle();
+        EXPECT_EQ(panelHz(), 90);
+        EXPECT_EQ(FpsCommon::forcedGameFps, c.forced);
+        framework.fingerprint("com.example.pay", 1);
+        EXPECT_EQ(FpsCommon::forcedGameFps, kNoGameFps);
+        SleepFor(10 * kNsPerS);
+        EXPECT_EQ(panelHz(), 90);
+        framework.fingerprint("com.example.pay", 0);
     }
 }
 

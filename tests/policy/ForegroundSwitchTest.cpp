@@ -168,6 +168,23 @@ TEST_F(ForegroundSwitch, ChoosesTheForegroundOfASplitScreen) {
     }
 }
 
+TEST_F(ForegroundSwitch, CanBeTakenStepByStep) {
+    start(OneSwitchPerRun(3, 9));
+    FpsCommon::OnPackageInfoUpate("a", {"a", "game.a"}, "x");
+    EXPECT_EQ(FpsCommon::CurrentPkgName(), "game.a");
+    FpsCommon::DoWithPackageUpdate("app.listed");
+    EXPECT_EQ(panelHz(), 90);
+    FpsCommon::gameScene = true;
+    FpsCommon::ForeAppSwitchToGame();
+    EXPECT_FALSE(FpsCommon::gameScene);
+    decisions();
+    FpsCommon::DoWithForeAppSwitch();
+    EXPECT_THAT(decisions(), ElementsAre("app-fixed app-code 90"));
+    FpsCommon::fingerprintStatus = 1;
+    FpsCommon::DoWithForeAppSwitch();
+    EXPECT_THAT(decisions(), IsEmpty());
+}
+
 TEST_F(ForegroundSwitch, HoldsSplitScreensLowWhenToldTo) {
     start(ConfigWith(R"(<Param name="force_multi_app_lcd_fps" value="1"/>)"));
     begin();

@@ -98,22 +98,22 @@ TEST_F(SceneEvents, TolerateAsManyGpuCompositionsAsConfigured) {
         int32_t limit;
         std::vector<int32_t> events;
         std::vector<int32_t> hz;
-        int32_t count;
+        int32_t timesFull;
     } cases[] = {
-        {1, {0, 1, 1, 0, 5}, {90, 60, 60, 60, 60}, 1},
-        {3, {1, 0, 1, 2, 1, 0}, {60, 90, 60, 90, 60, 60}, 3},
+        {1, {0, 1, 1, 0, 5, 1}, {90, 60, 60, 60, 60, 60}, 2},
+        {3, {1, 0, 1, 2, 1, 0}, {60, 90, 60, 90, 60, 60}, 1},
     };
     for (const auto& c : cases) {
         EXPECT_EXIT(
             {
                 start(GpuComposition(c.limit));
                 EXPECT_EQ(rates(FpsCommon::OnGpuCompositionEventReceived, c.events), c.hz);
-                EXPECT_EQ(FpsCommon::gpuCompositionCount, c.count);
+                EXPECT_EQ(FpsCommon::gpuCompositionCount, c.limit);
                 int full = 0;
                 for (const std::string& line : logs.take()) {
                     full += line == "I/KVTService: Gpu-KVT: Gpu composition count full" ? 1 : 0;
                 }
-                EXPECT_EQ(full, 1);
+                EXPECT_EQ(full, c.timesFull);
                 focus("com.example.next");
                 EXPECT_EQ(panelHz(), 90);
                 EXPECT_EQ(FpsCommon::gpuCompositionCount, 0);
@@ -158,8 +158,10 @@ TEST_F(SceneEvents, LetFingerprintUnlockHaveItsRate) {
     framework.fingerprint(pay, 0);
     framework.fingerprint(systemUi, 1);
     EXPECT_EQ(panelHz(), 90);
+    framework.fingerprint(systemUi, 2);
+    EXPECT_EQ(panelHz(), 60) << "it can change its own";
     framework.fingerprint(pay, 0);
-    EXPECT_EQ(panelHz(), 60) << "anyone may replace the system UI's";
+    EXPECT_EQ(FpsCommon::fingerprintStatus, 0) << "anyone may replace the system UI's";
     EXPECT_EQ(decisions().back(), "app-fixed app-code 60");
 }
 

@@ -124,7 +124,7 @@ TEST_F(Startup, StaysOffOnASlowPanel) {
     for (const auto& rates : {std::vector<std::string>{"60"}, {"90", "60"}, {"60n"}}) {
         EXPECT_EXIT(
             {
-                panel("60", rates);
+                panel("90", rates);
                 start();
                 const bool quiet = Property("ro.kvt.zr_screen_default_freq").empty();
                 exit(FpsCommon::switchAll == 60 && panelHz() == 60 && quiet && ignoresEvents() ? 0

@@ -32,15 +32,21 @@ std::function<void()> HighFps(std::vector<int32_t> rates) {
 std::function<void()> Panel(int32_t hz) {
     return [hz] { StrategyWorld::PutPanelAt(hz); };
 }
-std::function<void()> Sdk(const char* scene, const char* fps) {
-    return [scene, fps] {
-        std::string json = "{\"pkg\":\"com.tencent.tmgp.pubgmhd\"";
-        json += *scene != 0 ? std::string(",\"1\":") + scene : "";
-        json += *fps != 0 ? std::string(",\"10\":") + fps : "";
-        android::String8 text((json + "}").c_str());
-        GameDynamicFps::GetInstance()->UpdateGameSdkInfo(text);
+std::function<void()> Report(const std::string& json) {
+    return [json] {
+        GameDynamicFps::GetInstance()->UpdateGameSdkInfo(android::String8(json.c_str()));
     };
 }
+std::function<void()> Sdk(const char* scene, const char* fps) {
+    std::string json = "{\"pkg\":\"com.tencent.tmgp.pubgmhd\"";
+    json += *scene != 0 ? std::string(",\"1\":") + scene : "";
+    json += *fps != 0 ? std::string(",\"10\":") + fps : "";
+    return Report(json + "}");
+}
+const auto kResetAndSet = [] {
+    kReset();
+    kSet();
+};
 const auto kResetAndSet60 = [] {
     kReset();
     StrategyWorld::PutPanelAt(60);
@@ -144,6 +150,7 @@ const Case kCases[] = {
     {"ARateFromBeforeArmingIsForgotten",
      {{0, Panel(90)}, {100, Fps({30})}, {200, kSet}},
      Signal("0.100", 30)},
+    {"ArmingAnewAtHighLeavesThePanel", {{0, Panel(90)}, {100, kResetAndSet}}, ""},
 
     // The trial.
     {"TrialWithoutClimb",
@@ -202,8 +209,15 @@ const Case kCases[] = {
      {{0, kSet}, {100, Sdk("101", "90")}, {200, Sdk("\"5\"", "")}, {300, Sdk("101", "90")}},
      Aeroplane("0.100")},
     {"ArmingForgetsTheReports",
-     {{0, kSet}, {100, Sdk("101", "90")}, {200, kSet}, {300, Sdk("101", "")}},
-     Aeroplane("0.100") + NoAeroplane("0.300", 30)},
+     {{0, kSet},
+      {100, Sdk("101", "90")},
+      {200, kSet},
+      {300, Sdk("101", "")},
+      {400, Sdk("101", "90")}},
+     Aeroplane("0.100") + NoAeroplane("0.300", 30) + Aeroplane("0.400")},
+    {"NobodyElseIsListenedTo",
+     {{0, kSet}, {100, Report(R"({"pkg":"com.example","1":101,"10":90})")}, {200, Report("{")}},
+     ""},
 
     // The constant-high strategy never touches the panel.
     {"Boost",
@@ -287,6 +301,15 @@ TEST(ForcedRate, IsNotUndoneByAStrategyThatWasReset) {
     SleepFor(5 * kNsPerS);
     VirtualTime::Settle();
     EXPECT_EQ(FpsCommon::forcedGameFps, kNoGameFps);
+}
+
+TEST(ForcedRate, IsNotUndoneByAStrategyWhoseTrialIsOver) {
+    StrategyWorld::Create();
+    GameDynamicFps::GetInstance()->StartCheckFpsThread();
+    GameHighFps::GetInstance()->StartCheckFpsThread();
+    Play({{0, kSet}, {100, Fps({60})}, {6000, kHighSet}, {6100, HighFps({60})}}, 7000);
+    kReset();
+    EXPECT_EQ(FpsCommon::forcedGameFps, 90);
 }
 
 }  // namespace
