@@ -179,6 +179,7 @@ void Scheduler::MakeWaiting(WaitFor waitFor, const void* object, int64_t deadlin
     tSelf->waitFor = waitFor;
     tSelf->object = object;
     tSelf->deadlineNs = deadlineNs;
+    ReportIfCircular();
 }
 
 void Scheduler::SwitchPoint(Lock& lock) {
@@ -254,7 +255,11 @@ bool Scheduler::AdvanceClock() {
     }
     if (earliestNs == kNever) {
         if (!outside && !mParticipants.empty()) {
-            ReportDeadlock();
+            std::vector<const Participant*> all;
+            for (const auto& each : mParticipants) {
+                all.push_back(each.get());
+            }
+            ReportDeadlock("every thread waits, none has a deadline", all);
         }
         return false;
     }
@@ -270,11 +275,39 @@ bool Scheduler::AdvanceClock() {
 
 // ---- Reports ----
 
-void Scheduler::ReportDeadlock() {
-    fprintf(stderr,
-            "virtual time: deadlock at %" PRId64 " ns: every thread waits, none has a deadline\n",
-            mNowNs);
-    for (const auto& each : mParticipants) {
+/** The one that has to move before a waiting participant can; null when it is not that of one. */
+const Participant* Scheduler::HeldUpBy(const Participant& participant) {
+    if (participant.state != Participant::State::kWaiting) {
+        return nullptr;
+    }
+    switch (participant.waitFor) {
+        case WaitFor::kMutex:
+            return Find(mOwners.at(participant.object));
+        case WaitFor::kEnd:
+            return static_cast<const Participant*>(participant.object);
+        case WaitFor::kTime:
+        case WaitFor::kCondition:
+            return nullptr;
+    }
+    return nullptr;
+}
+
+/** A circle closes when its last member begins to wait, so only that one needs to look. */
+void Scheduler::ReportIfCircular() {
+    std::vector<const Participant*> chain;
+    const Participant* each = tSelf;
+    do {
+        chain.push_back(each);
+        each = HeldUpBy(*each);
+    } while (each != nullptr && each != tSelf);
+    if (each == tSelf) {
+        ReportDeadlock("threads wait for each other", chain);
+    }
+}
+
+void Scheduler::ReportDeadlock(const char* what, const std::vector<const Participant*>& who) {
+    fprintf(stderr, "virtual time: deadlock at %" PRId64 " ns: %s\n", mNowNs, what);
+    for (const Participant* each : who) {
         fprintf(stderr, "  \"%s\" waits for %s\n", each->name.c_str(), Describe(*each).c_str());
     }
     abort();

@@ -107,7 +107,9 @@ class Scheduler {
     void Dispatch();
     void DispatchIfIdle();
     bool AdvanceClock();
-    [[noreturn]] void ReportDeadlock();
+    const Participant* HeldUpBy(const Participant& participant);
+    void ReportIfCircular();
+    [[noreturn]] void ReportDeadlock(const char* what, const std::vector<const Participant*>& who);
     std::string Describe(const Participant& participant);
 
     std::mutex mLock;

@@ -20,8 +20,8 @@ namespace KVT {
  * before Enter(), gets the real pthread behaviour; it may share locks with participants, but a run
  * that depends on it is not repeatable.
  *
- * When every participant waits and none has a deadline, the process reports who waits for what on
- * standard error and aborts.
+ * When every participant waits and none has a deadline, or some wait for each other's mutexes or
+ * ends, the process reports who waits for what on standard error and aborts.
  */
 class VirtualTime {
   public:

@@ -325,6 +325,54 @@ TEST(VirtualDeadlockDeathTest, NamesEveryThreadAndWhatItWaitsFor) {
                  "  \"blocked\" waits for mutex 0x[0-9a-f]+, held by \"holder\"\n");
 }
 
+/** Somebody with a deadline is always about, as the reporter of the panel's rate is. */
+void DeadlockAsideOfASleeper(const std::function<void(Mutex& first, Mutex& second)>& lockUp) {
+    EnterWithoutSeed();
+    VirtualThread sleeper("sleeper", [] {
+        for (int second = 0; second < 3600; ++second) {
+            SleepFor(kNsPerS);
+        }
+    });
+    Mutex first;
+    Mutex second;
+    lockUp(first, second);
+}
+
+TEST(VirtualDeadlockDeathTest, FindsThreadsThatWaitForEachOther) {
+    const auto opposite = [](Mutex& first, Mutex& second) {
+        const auto nested = [](Mutex& outer, Mutex& inner) {
+            return [&] {
+                MutexLock outerLock(outer);
+                SleepFor(1);
+                MutexLock innerLock(inner);
+            };
+        };
+        VirtualThread a("a", nested(first, second));
+        VirtualThread b("b", nested(second, first));
+    };
+    EXPECT_DEATH(DeadlockAsideOfASleeper(opposite),
+                 "deadlock at 1000000000001 ns: threads wait for each other\n"
+                 "  \"b\" waits for mutex 0x[0-9a-f]+, held by \"a\"\n"
+                 "  \"a\" waits for mutex 0x[0-9a-f]+, held by \"b\"\n");
+
+    const auto joined = [](Mutex& first, Mutex&) {
+        MutexLock lock(first);
+        VirtualThread blocked("blocked", [&] { MutexLock again(first); });
+        blocked.Join();
+    };
+    EXPECT_DEATH(DeadlockAsideOfASleeper(joined),
+                 "threads wait for each other\n"
+                 "  \"blocked\" waits for mutex 0x[0-9a-f]+, held by \"main\"\n"
+                 "  \"main\" waits for the end of \"blocked\"\n");
+
+    const auto twice = [](Mutex& first, Mutex&) NO_THREAD_SAFETY_ANALYSIS {
+        first.lock();
+        first.lock();
+    };
+    EXPECT_DEATH(DeadlockAsideOfASleeper(twice),
+                 "\"main\" waits for mutex 0x[0-9a-f]+, held by \"main\"\n");
+}
+
 #ifdef KVT_THREAD_SANITIZER
 /** One thread at a time or not: without a lock between them it is a race, and is seen as one. */
 TEST(VirtualRaceDeathTest, IsSeenByThreadSanitizer) {
