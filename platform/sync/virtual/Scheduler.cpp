@@ -18,6 +18,17 @@ namespace {
 /** Real time that an announced thread gets to appear before its absence is taken for a fault. */
 constexpr std::chrono::seconds kArrivalPatience{30};
 
+/**
+ * Switch points that a turn lasts on average; the seed takes one. With short turns threads meet
+ * step by step, in ever new ways; with long ones a thread is held back between two steps while
+ * another gets through a whole event, which may take time as well.
+ */
+constexpr uint64_t kTurnLengths[] = {1, 4, 16, 64, 256, 1024};
+constexpr uint64_t kLongTurn = 64;
+/** Of the long turns, one in so many ends with the thread kept from the processor for a while. */
+constexpr uint64_t kTurnsToOneHeldBack = 4;
+constexpr uint64_t kLongestHoldNs = 50 * kNsPerMs;
+
 // FNV-1a, over whole words.
 constexpr uint64_t kDigestBasis = 0xcbf29ce484222325;
 constexpr uint64_t kDigestPrime = 0x100000001b3;
@@ -40,6 +51,7 @@ Scheduler::Scheduler(std::optional<uint64_t> seed, int64_t startNs)
     : mNowNs(startNs), mDigest(kDigestBasis) {
     if (seed) {
         mRandom.emplace(*seed);
+        mTurnLength = kTurnLengths[(*mRandom)() % std::size(kTurnLengths)];
     }
 }
 
@@ -84,8 +96,8 @@ void Scheduler::Release(const void* mutex) {
     if (mRunning == nullptr) {
         DispatchIfIdle();
     } else if (mRunning == tSelf) {
-        // Even without a seed a lock that others wait for is passed on, or they would starve.
-        if (awaited) {
+        // Without a seed a lock that others wait for is passed on, or they would starve.
+        if (awaited && !mRandom) {
             MakeReady(tSelf);
             GiveUpTurn(lock);
         } else {
@@ -144,7 +156,7 @@ void Scheduler::Sleep(int64_t ns) {
 void Scheduler::Settle() {
     Unseen unseen;
     Lock lock(mLock);
-    MakeWaiting(WaitFor::kTime, nullptr, mNowNs);
+    MakeWaiting(WaitFor::kRest, nullptr, mNowNs);
     GiveUpTurn(lock);
 }
 
@@ -183,8 +195,14 @@ void Scheduler::MakeWaiting(WaitFor waitFor, const void* object, int64_t deadlin
 }
 
 void Scheduler::SwitchPoint(Lock& lock) {
-    if (mRandom) {
-        MakeReady(tSelf);
+    if (mRandom && (*mRandom)() % mTurnLength == 0) {
+        if (mTurnLength >= kLongTurn && (*mRandom)() % kTurnsToOneHeldBack == 0) {
+            MakeWaiting(WaitFor::kTime, nullptr,
+                        mNowNs + static_cast<int64_t>((*mRandom)() % kLongestHoldNs));
+            tSelf->isHeldBack = true;
+        } else {
+            MakeReady(tSelf);
+        }
         GiveUpTurn(lock);
     }
 }
@@ -247,10 +265,19 @@ Participant* Scheduler::Choose(std::vector<Participant*>& candidates) {
 bool Scheduler::AdvanceClock() {
     int64_t earliestNs = kNever;
     bool outside = false;
+    bool heldBack = false;
     for (const auto& each : mParticipants) {
         outside |= each->state == Participant::State::kOutside;
-        if (each->state == Participant::State::kWaiting) {
-            earliestNs = std::min(earliestNs, each->deadlineNs);
+        heldBack |= each->isHeldBack;
+    }
+    // Who is held back has not come to rest, so whoever waits for that goes on waiting.
+    const auto isDue = [&](const Participant& each, int64_t ns) {
+        return each.state == Participant::State::kWaiting && each.deadlineNs <= ns &&
+               !(heldBack && each.waitFor == WaitFor::kRest);
+    };
+    for (const auto& each : mParticipants) {
+        if (isDue(*each, earliestNs)) {
+            earliestNs = each->deadlineNs;
         }
     }
     if (earliestNs == kNever) {
@@ -263,11 +290,12 @@ bool Scheduler::AdvanceClock() {
         }
         return false;
     }
-    mNowNs = earliestNs;
+    mNowNs = std::max(mNowNs, earliestNs);
     for (const auto& each : mParticipants) {
-        if (each->state == Participant::State::kWaiting && each->deadlineNs == earliestNs) {
+        if (isDue(*each, earliestNs)) {
             // Keeps its number: first come, first served among equal deadlines.
             each->state = Participant::State::kReady;
+            each->isHeldBack = false;
         }
     }
     return true;
@@ -286,6 +314,7 @@ const Participant* Scheduler::HeldUpBy(const Participant& participant) {
         case WaitFor::kEnd:
             return static_cast<const Participant*>(participant.object);
         case WaitFor::kTime:
+        case WaitFor::kRest:
         case WaitFor::kCondition:
             return nullptr;
     }
@@ -319,6 +348,8 @@ std::string Scheduler::Describe(const Participant& participant) {
     switch (participant.waitFor) {
         case WaitFor::kTime:
             return "time";
+        case WaitFor::kRest:
+            return "the others to rest";
         case WaitFor::kMutex: {
             const Participant* owner = Find(mOwners[participant.object]);
             return std::string("mutex ") + address + ", held by " +

@@ -17,7 +17,7 @@ namespace KVT::virtualtime {
 constexpr int64_t kNever = std::numeric_limits<int64_t>::max();
 
 /** What a thread waits for; the object is the address of a mutex or condition, or a participant. */
-enum class WaitFor { kTime, kMutex, kCondition, kEnd };
+enum class WaitFor { kTime, kRest, kMutex, kCondition, kEnd };
 
 struct Participant {
     enum class State { kReady, kRunning, kWaiting, kOutside };
@@ -33,6 +33,8 @@ struct Participant {
     WaitFor waitFor = WaitFor::kTime;
     const void* object = nullptr;
     int64_t deadlineNs = kNever;
+    /** Could go on, but is not let (see kTurnLengths). */
+    bool isHeldBack = false;
     std::condition_variable turn;
 };
 
@@ -84,7 +86,7 @@ class Scheduler {
     void Signal(const void* condition);
 
     void Sleep(int64_t ns);
-    /** Waits until nobody else can go on at the present time. */
+    /** Waits until nobody else can go on at the present time, nor is held back. */
     void Settle();
 
   private:
@@ -118,6 +120,7 @@ class Scheduler {
     std::unordered_map<const void*, uint64_t> mOwners;
     Participant* mRunning = nullptr;
     std::optional<std::mt19937_64> mRandom;
+    uint64_t mTurnLength = 1;
     int64_t mNowNs;
     uint64_t mNextId = 0;
     uint64_t mNextIssue = 0;

@@ -28,8 +28,10 @@ class VirtualTime {
     struct Options {
         /**
          * Without a seed the running thread goes on until it waits, and the others take turns in
-         * the order in which they became ready. With one, the next thread is picked at random at
-         * every lock, unlock, wait, signal and sleep; each seed is one schedule.
+         * the order in which they became ready. With one, every lock, unlock, wait, signal and
+         * sleep is a choice point, at which the turn may pass to a thread picked at random; the
+         * seed also chooses how rarely it does, and with rare changes threads are held back while
+         * time passes. Each seed is one schedule.
          */
         std::optional<uint64_t> seed;
         /** The clock's first value; well after zero, since a time stamp of 0 means "never". */
@@ -43,7 +45,10 @@ class VirtualTime {
      */
     static void Enter(const Options& options);
 
-    /** Lets the other participants run, without time passing, until all of them wait. */
+    /**
+     * Lets the other participants run until all of them wait. No time passes, but for one that a
+     * seed holds back.
+     */
     static void Settle();
 
     /** A hash of all scheduling decisions so far: equal for two runs that took the same course. */

@@ -263,6 +263,37 @@ TEST(VirtualSchedule, SeedsFindAPlantedLostUpdate) {
     EXPECT_EQ(results, (std::set<int>{1, 2}));
 }
 
+/** A thread looks twice; how far does another get in between with work of many steps? */
+int StepsBetweenTwoLooks(uint64_t seed) {
+    VirtualTime::Enter({seed});
+    Mutex mutex;
+    int steps = 0;
+    const auto look = [&] {
+        MutexLock lock(mutex);
+        return steps;
+    };
+    VirtualThread worker("worker", [&] {
+        for (int step = 0; step < 60; ++step) {
+            MutexLock lock(mutex);
+            ++steps;
+            if (step == 30) {
+                SleepFor(16 * kNsPerMs);
+            }
+        }
+    });
+    const int before = look();
+    return look() - before;
+}
+
+TEST(VirtualSchedule, SeedsHoldOneThreadBackWhileAnotherGetsAllItsWorkDone) {
+    std::set<int> results;
+    for (uint64_t seed = 0; seed < 1000 && results.count(60) == 0; ++seed) {
+        results.insert(InChild([&] { return StepsBetweenTwoLooks(seed); }));
+    }
+    EXPECT_EQ(results.count(60), 1u);
+    EXPECT_EQ(results.count(1), 1u) << "and yet step by step";
+}
+
 uint64_t DigestOf(std::optional<uint64_t> seed) {
     int ends[2];
     if (pipe(ends) != 0) {
