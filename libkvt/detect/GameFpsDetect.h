@@ -4,13 +4,13 @@
 #include <utils/StrongPointer.h>
 #include <vendor/norvik/hardware/zrsched/1.0/ISched.h>
 
-#include <atomic>
 #include <cstdint>
 #include <string>
 
 #include "detect/FpsDetector.h"
 #include "detect/FpsMonitor.h"
 #include "service/KVTService.h"
+#include "sync/Atomic.h"
 #include "sync/Mutex.h"
 
 namespace KVT {
@@ -91,8 +91,8 @@ class GameFpsDetect {
     Mutex mGameMutex;
     int64_t mGameStartNs GUARDED_BY(mGameMutex) = 0;
     // Written with mGameMutex held.
-    std::atomic<uint32_t> mGame{0};  // counts the games
-    std::atomic<int32_t> mCurrentFps{0};
+    Atomic<uint32_t> mGame{0};  // counts the games
+    Atomic<int32_t> mCurrentFps{0};
 
     Mutex mServiceMutex;
     android::sp<KVTService> mService GUARDED_BY(mServiceMutex);

@@ -4,7 +4,6 @@
 #include <binder/IBinder.h>
 #include <binder/IServiceManager.h>
 
-#include <atomic>
 #include <cstdint>
 #include <string>
 #include <unordered_map>
@@ -14,6 +13,7 @@
 #include "config/ConfigTables.h"
 #include "policy/Decision.h"
 #include "policy/DecisionLog.h"
+#include "sync/Atomic.h"
 #include "sync/Mutex.h"
 
 namespace KVT {
@@ -141,41 +141,41 @@ class FpsCommon {
     static ConfigTables tables;
     static DecisionLog decisions;
 
-    static std::atomic<int32_t> powerMode;
-    static std::atomic<bool> powerModeSwitch;
+    static Atomic<int32_t> powerMode;
+    static Atomic<bool> powerModeSwitch;
     /** User's refresh-rate setting: 0, 1 or 2. */
-    static std::atomic<int32_t> lcdSetting;
+    static Atomic<int32_t> lcdSetting;
 
     /** The foreground package is a game. */
-    static std::atomic<bool> gameScene;
+    static Atomic<bool> gameScene;
     /** The same, for modules outside this library. */
-    static std::atomic<bool> gameAppStart;
+    static Atomic<bool> gameAppStart;
 
     /** Armed strategies; at most one of the three after a decision. */
-    static std::atomic<bool> appDynamicSwitch;
-    static std::atomic<bool> gameDynamicSwitch;
-    static std::atomic<bool> gameConst90Switch;
+    static Atomic<bool> appDynamicSwitch;
+    static Atomic<bool> gameDynamicSwitch;
+    static Atomic<bool> gameConst90Switch;
 
     /** Upper limit that the framework sets on game frame rates; -1 none. */
-    static std::atomic<int32_t> limitedGameFps;
+    static Atomic<int32_t> limitedGameFps;
     /** Frame rate that a strategy forces for a while; -1 none. */
-    static std::atomic<int32_t> forcedGameFps;
+    static Atomic<int32_t> forcedGameFps;
 
-    static std::atomic<bool> underDisplayHotplugControl;
+    static Atomic<bool> underDisplayHotplugControl;
     /** Living virtual displays; not clamped, so a stray removal makes it negative. */
-    static std::atomic<int32_t> virtualDisplayStatus;
-    static std::atomic<bool> underTpPointerControl;
-    static std::atomic<bool> underWechatVideoScene;
-    static std::atomic<bool> underFullVideoScene;
+    static Atomic<int32_t> virtualDisplayStatus;
+    static Atomic<bool> underTpPointerControl;
+    static Atomic<bool> underWechatVideoScene;
+    static Atomic<bool> underFullVideoScene;
     /** 0 idle, 1 wants the high rate, 2 the low one; other events meanwhile wait to be decided. */
-    static std::atomic<int32_t> fingerprintStatus;
-    static std::atomic<int32_t> gpuCompositionStatus;
+    static Atomic<int32_t> fingerprintStatus;
+    static Atomic<int32_t> gpuCompositionStatus;
     /** GPU-composition starts of the current package. */
-    static std::atomic<int32_t> gpuCompositionCount;
+    static Atomic<int32_t> gpuCompositionCount;
     /** Packages left, the current one included, to be held at 60 Hz by a compatibility test. */
-    static std::atomic<int32_t> ctsTestCount;
+    static Atomic<int32_t> ctsTestCount;
     /** 0 one application, 1 several with different codes, 2 several and a forced low rate. */
-    static std::atomic<int32_t> underMultiAppStatus;
+    static Atomic<int32_t> underMultiAppStatus;
 
     /** Outermost lock: serialises events and decisions. */
     static Mutex decisionMutex;
@@ -187,7 +187,7 @@ class FpsCommon {
     static Mutex pkgMutex ACQUIRED_AFTER(decisionMutex);
     static std::string currentPkgName GUARDED_BY(pkgMutex);
     /** Grows with every change of currentPkgName; a cached view of it so knows when it is old. */
-    static std::atomic<uint32_t> foregroundChanges;
+    static Atomic<uint32_t> foregroundChanges;
 
     /** Never held across a binder call. */
     static Mutex appTypeMapMutex ACQUIRED_AFTER(decisionMutex);

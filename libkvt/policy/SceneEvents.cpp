@@ -14,7 +14,7 @@ constexpr std::string_view kSystemUi = "com.android.systemui";
 constexpr std::string_view kGpuBenchmark = "net.kishonti.gfxbench.vulkan.v50000.corporate";
 
 /** 1 sets the scene, 0 clears it, anything else leaves it. */
-void StoreFlag(std::atomic<bool>& scene, int32_t event) {
+void StoreFlag(Atomic<bool>& scene, int32_t event) {
     if (event == 0 || event == 1) {
         scene = event == 1;
     }
