@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// Schedules of the whole phone: framework packages, power and limits, frames, a finger and SDK
-// reports against the real policy, detection, strategies and display control. Once all is quiet,
-// everything must be as a decision on the final state makes it.
+// Schedules of the whole phone: framework packages, power and limits, frames, a finger, SDK reports
+// and a panel that changes by itself against the real policy, detection, strategies and display
+// control. Once all is quiet, the phone must be as a decision on the final state makes it, and the
+// strategy that is armed must do its work.
+#include <algorithm>
 #include <atomic>
 #include <random>
 
@@ -12,6 +14,7 @@
 #include "host/KVTServiceImpl.h"
 #include "policy/FpsCommon.h"
 #include "sim/fakes/FakePhone.h"
+#include "sync/Condition.h"
 #include "sync/virtual/VirtualTime.h"
 #include "tests/strategy/ScheduleScenarios.h"
 #include "tests/support/LogCapture.h"
@@ -28,6 +31,7 @@ constexpr const char* kReports[] = {
     R"({"pkg":"com.tencent.tmgp.pubgmhd","1":101,"10":"90"})",
     "{",
 };
+constexpr const char* kGames[] = {"game.dynamic", "game.other", kReportingGame, "game.const"};
 constexpr int64_t kQuietNs = 12 * kNsPerS;  // longer than any wait of a strategy
 
 /** All of it lives as long as the check threads, which is as long as the process. */
@@ -69,6 +73,25 @@ void Pause(Dice& dice) {
     SleepFor(kPauses[dice() % std::size(kPauses)]);
 }
 
+/** Lets a thread act at the very moment of the next frame. */
+class FrameBeat {
+  public:
+    void frame() {
+        MutexLock lock(mMutex);
+        mNext.signal();
+    }
+    void await() {
+        MutexLock lock(mMutex);
+        mNext.clear();
+        (void)mNext.waitUntil(mMutex, MonotonicNow() + kNsPerS);
+    }
+
+  private:
+    Mutex mMutex;
+    Condition mNext;
+};
+FrameBeat gFrameBeat;
+
 void PlayFramework(Dice dice) {
     for (int event = 0; event < 12; ++event) {
         {
@@ -84,7 +107,18 @@ void PlayFramework(Dice dice) {
                     TheUnit().framework.packages(kPackages[dice() % std::size(kPackages)], {});
             }
         }
+        dice() % 3 == 0 ? gFrameBeat.await() : Pause(dice);
+    }
+}
+
+/** The display service is asked to restore the rate now and then, and sometimes has to. */
+void PlayRecovery(Dice dice, bool panelChanges) {
+    for (int recovery = 0; recovery < 6; ++recovery) {
         Pause(dice);
+        if (panelChanges && dice() % 2 == 0) {
+            TheUnit().fakes.panel->changeByItself(dice() % 2 == 0 ? "60" : "90");
+        }
+        FpsCommon::RecoverLcd();
     }
 }
 
@@ -110,6 +144,7 @@ void PlayFinger(Dice dice) {
 void SendFrames(int64_t lengthNs, int count) {
     for (int frame = 0; frame < count; ++frame) {
         SleepFor(lengthNs);
+        gFrameBeat.frame();
         LayerTimeInfo info{
             "SurfaceView - " + std::string(kReportingGame) + "/com.epicgames.ue4.GameActivity#0",
             MonotonicNow(), false};
@@ -131,43 +166,192 @@ void PlaySdk(Dice dice) {
     }
 }
 
-/** The rate that the game, if there is one, ends with. */
-int32_t gLastFps = 0;
+// ---- How a schedule ends ----
 
 /** Frames until detection is sure of the last of them, whatever was before. */
-void EndWithSteadyFrames(bool fast) {
-    constexpr int kFramesUntilSure = 400;
-    gLastFps = fast ? 90 : 40;
-    SendFrames(kNsPerS / gLastFps, kFramesUntilSure);
+constexpr int kFramesUntilSure = 400;
+/** Frames until detection tells the first rate of a game. */
+constexpr int kFramesUntilFirst = 120;
+/** Steady frames from one result of detection to the next. */
+constexpr int kFramesBetweenResults = 100;
+constexpr int64_t kSilenceNs = 121 * kNsPerS;  // in which listeners hear nothing of a new game
+
+struct Listener : BnKVTListener {
+    void NotifyGameFpsToAps(int32_t fps) override { highestFps = std::max(highestFps.load(), fps); }
+    std::atomic<int32_t> highestFps{0};
+};
+
+bool SchedulerWasTold90() {
+    const std::vector<std::string> messages = TheUnit().fakes.sched->takeMessages();
+    return std::any_of(messages.begin(), messages.end(), [](const std::string& message) {
+        return message.find("90") != std::string::npos;
+    });
 }
 
-const char* WhatIsBroken() {
+/** The phone at rest: everything is as the decision wants it. */
+const char* WhatIsBrokenAtRest() {
+    PhoneUnderTest& unit = TheUnit();
     const Decision decision = FpsCommon::Decide();
-    const bool app = FpsCommon::appDynamicSwitch;
-    const bool game = FpsCommon::gameDynamicSwitch;
-    const bool const90 = FpsCommon::gameConst90Switch;
-    const int32_t panel = TheUnit().fakes.panel->currentHz();
-    if (app != (decision.outcome == Outcome::kAppDynamic) ||
-        game != (decision.outcome == Outcome::kGameDynamic) ||
-        const90 != (decision.outcome == Outcome::kGameConstHigh)) {
-        return "the armed strategy is not the decision's";
-    }
-    if (TheUnit().fakes.compositor->wantsTouchEvents() != app) {
+    const bool wantsTouches = decision.outcome == Outcome::kAppDynamic;
+    const int32_t panel = unit.fakes.panel->currentHz();
+    if (unit.fakes.compositor->wantsTouchEvents() != wantsTouches) {
         return "the compositor was not told whether touches are wanted";
     }
     if (FpsCommon::forcedGameFps != kNoGameFps) {
         return "a forced frame rate outlived its reason";
     }
-    if (!app && !game && panel != decision.rate) {
+    if (!wantsTouches && decision.outcome != Outcome::kGameDynamic && panel != decision.rate) {
         return "the panel is not at the decision's rate";
-    }
-    if (game && panel != (gLastFps > 60 ? kHighHz : kLowHz)) {
-        return "a change of the game's rate went unanswered";
     }
     if (FpsCommon::gameScene != (FpsCommon::CachedType(FpsCommon::CurrentPkgName()) == kTypeGame)) {
         return "the game flag is not the foreground's";
     }
+    if (!wantsTouches) {
+        unit.compositor->SetLcdEvent(1);
+        unit.compositor->SetLcdEvent(0);
+        SleepFor(kNsPerS);
+        VirtualTime::Settle();
+        if (unit.fakes.panel->currentHz() != panel) {
+            return "a touch that nobody wants moved the panel";
+        }
+    }
     return nullptr;
+}
+
+/** The game goes on as it was, and its rate changes once more, to well above or below 60. */
+const char* EndWithTheSameGame(Dice dice) {
+    const int32_t fps = dice() % 2 == 0 ? 90 : 40;
+    SendFrames(kNsPerS / fps, kFramesUntilSure);
+    SleepFor(kQuietNs);
+    VirtualTime::Settle();
+    if (FpsCommon::Decide().outcome == Outcome::kGameDynamic &&
+        TheUnit().fakes.panel->currentHz() != (fps > 60 ? kHighHz : kLowHz)) {
+        return "a change of the game's rate went unanswered";
+    }
+    return nullptr;
+}
+
+constexpr int64_t kFastFrameNs = kNsPerS / 90;
+
+/** Frames at 90 fps of a game that has just come, up to the last before a result of detection. */
+void RunUpToAResult() {
+    (void)TheUnit().fakes.sched->takeMessages();
+    for (int frame = 0; frame < kFramesUntilFirst && !SchedulerWasTold90(); ++frame) {
+        SendFrames(kFastFrameNs, 1);
+    }
+    SendFrames(kFastFrameNs, kFramesBetweenResults - 1);
+}
+
+/** One game after the other gives way to the next while a result of its own is on its way. */
+const char* SwitchGames(Dice& dice) {
+    PhoneUnderTest& unit = TheUnit();
+    size_t game = dice() % std::size(kGames);
+    unit.framework.powerMode(2);
+    unit.framework.gameFpsLimit(kNoGameFps);
+    unit.framework.packages("app.fixed", {});
+    unit.framework.packages(kGames[game], {});
+    for (int change = 0; change < 4; ++change) {
+        RunUpToAResult();
+        game = (game + 1 + dice() % (std::size(kGames) - 1)) % std::size(kGames);
+        {
+            VirtualThread framework("framework", [&] {
+                SleepFor(kFastFrameNs);
+                unit.framework.packages(kGames[game], {});
+            });
+            SendFrames(kFastFrameNs, 1);
+        }
+        SleepFor(kNsPerS);
+        VirtualTime::Settle();
+        if (const Decision decision = FpsCommon::Decide();
+            unit.fakes.panel->currentHz() != decision.rate) {
+            return "a game's rate moved the panel of the next game";
+        }
+    }
+    return nullptr;
+}
+
+/** The last of several games is at a steady rate from its first frame on. */
+const char* EndWithAnotherGame(Dice dice) {
+    if (const char* broken = SwitchGames(dice); broken != nullptr) {
+        return broken;
+    }
+    SleepFor(kSilenceNs);
+    PhoneUnderTest& unit = TheUnit();
+    (void)unit.fakes.sched->takeMessages();
+    const android::sp<Listener> listener = new Listener;
+    unit.service->RegisterListener(listener);
+
+    constexpr int32_t kRates[] = {60, 60, 60, 40, 90};
+    const int32_t fps = kRates[dice() % std::size(kRates)];
+    SendFrames(kNsPerS / fps, kFramesUntilSure);
+    SleepFor(kQuietNs);
+    VirtualTime::Settle();
+
+    if (listener->highestFps != std::max(fps, 60)) {
+        return "listeners were not told the game's highest rate";
+    }
+    if (FpsCommon::Decide().outcome == Outcome::kGameDynamic &&
+        unit.fakes.panel->currentHz() != (fps > 60 ? kHighHz : kLowHz)) {
+        return "the panel does not follow the game";
+    }
+    if (SchedulerWasTold90() != (fps >= 60)) {
+        return fps == 60 ? "a game at 60 got no help to climb"
+                         : "the scheduler was told another rate than the game's";
+    }
+    return nullptr;
+}
+
+// ---- Under the finger ----
+
+/** A tap, and a recovery of the panel in the moment in which the lift lowers it. */
+const char* Tap() {
+    Touch(true);
+    SleepFor(kNsPerS);
+    VirtualTime::Settle();
+    if (TheUnit().fakes.panel->currentHz() != kHighHz) {
+        return "a finger on the screen did not get 90";
+    }
+    {
+        VirtualThread recovery("recovery", [] {
+            SleepFor(200 * kNsPerMs);
+            FpsCommon::RecoverLcd();
+        });
+        Touch(false);
+    }
+    SleepFor(kNsPerS);
+    VirtualTime::Settle();
+    return TheUnit().fakes.panel->currentHz() == kLowHz ? nullptr : "a tap left the panel at 90";
+}
+
+/** For a phone at rest: a touch raises the panel and its lift drops it, whatever comes between. */
+const char* WhatIsBrokenUnderTheFinger() {
+    FrameworkClient& framework = TheUnit().framework;
+    if (FpsCommon::Decide().outcome != Outcome::kAppDynamic) {
+        framework.powerMode(2);
+        framework.packages("app.fixed", {});  // a compatibility test holds the package after it
+        framework.packages("app.touch", {});
+    }
+    for (int tap = 0; tap < 4; ++tap) {
+        if (const char* broken = Tap(); broken != nullptr) {
+            return broken;
+        }
+    }
+    Touch(true);
+    framework.powerMode(1);
+    if (TheUnit().fakes.panel->currentHz() != kLowHz) {
+        return "saving power did not lower the panel";
+    }
+    framework.powerMode(2);
+    return Tap();
+}
+
+/** For a phone at rest. */
+const char* WhatIsBrokenAfterARecovery() {
+    sim::FakePanel& panel = *TheUnit().fakes.panel;
+    const int32_t before = panel.currentHz();
+    panel.changeByItself(before == kLowHz ? "90" : "60");
+    FpsCommon::RecoverLcd();
+    return panel.currentHz() == before ? nullptr : "the panel's rate was not restored";
 }
 
 }  // namespace
@@ -176,7 +360,7 @@ const char* RunSchedule(uint64_t seed) {
     VirtualTime::Enter({seed});
     Configure();
     PhoneUnderTest& unit = TheUnit();
-    for (const char* game : {"game.dynamic", "game.const", kReportingGame}) {
+    for (const char* game : kGames) {
         unit.fakes.classifier->setType(game, kTypeGame);
     }
     sim::FakePanel::Behaviour behaviour;
@@ -185,16 +369,25 @@ const char* RunSchedule(uint64_t seed) {
     unit.fakes.publish();
     FpsCommon::Init();
     GameFpsDetect::GetInstance()->AttachService(unit.service);
+    const bool sameGame = seed % 2 == 0;
+    const auto dice = [seed](uint64_t actor) { return Dice(seed * 8 + actor); };
     {
-        VirtualThread framework("framework", [seed] { PlayFramework(Dice(seed * 4)); });
-        VirtualThread finger("finger", [seed] { PlayFinger(Dice(seed * 4 + 1)); });
-        VirtualThread frames("frames", [seed] { PlayFrames(Dice(seed * 4 + 2)); });
-        VirtualThread sdk("sdk", [seed] { PlaySdk(Dice(seed * 4 + 3)); });
+        VirtualThread framework("framework", [&] { PlayFramework(dice(0)); });
+        VirtualThread finger("finger", [&] { PlayFinger(dice(1)); });
+        VirtualThread frames("frames", [&] { PlayFrames(dice(2)); });
+        VirtualThread sdk("sdk", [&] { PlaySdk(dice(3)); });
+        // A strategy that looks at the panel while it is wrong has nothing to do, and no reason to
+        // look again: only a new game is sure to be answered then.
+        VirtualThread recovery("recovery", [&] { PlayRecovery(dice(4), !sameGame); });
     }
-    EndWithSteadyFrames(seed % 2 == 0);
-    SleepFor(kQuietNs);
-    VirtualTime::Settle();
-    return WhatIsBroken();
+    const char* broken = sameGame ? EndWithTheSameGame(dice(5)) : EndWithAnotherGame(dice(5));
+    if (broken == nullptr) {
+        broken = WhatIsBrokenAtRest();
+    }
+    if (broken == nullptr) {
+        broken = WhatIsBrokenUnderTheFinger();
+    }
+    return broken != nullptr ? broken : WhatIsBrokenAfterARecovery();
 }
 
 std::string ScheduleTrace() {

@@ -198,6 +198,23 @@ constexpr char kTrial[] = "KVTService I GameDynamicFps: set lcd to 90Hz 5s";
 constexpr char kBoostStart[] = "KVTService I GameHighFps: send 90fps to sched 5s: start";
 constexpr char kBoostEnd[] = "KVTService I GameHighFps: send 90fps to sched: end";
 
+/** A rate that comes late, when the policy has disarmed both. */
+void RequireNoAnswer() {
+    const int32_t panelBefore = StrategyWorld::Panel();
+    const int trialsBefore = StrategyWorld::Count(kTrial);
+    const int boostsBefore = StrategyWorld::Count(kBoostStart);
+    for (const int32_t fps : {90, 60, 30}) {
+        GameDynamicFps::GetInstance()->SetGameFps(fps);
+        GameHighFps::GetInstance()->SetGameFps(fps);
+        SleepFor(kNsPerS);
+        VirtualTime::Settle();
+        Require(StrategyWorld::Panel() == panelBefore &&
+                    StrategyWorld::Count(kTrial) == trialsBefore &&
+                    StrategyWorld::Count(kBoostStart) == boostsBefore,
+                "a strategy that was reset went on");
+    }
+}
+
 void RequireAnswer(int32_t fps, int trialsBefore, int boostsBefore) {
     const int32_t panel = StrategyWorld::Panel();
     switch (gArmed.load()) {
@@ -243,6 +260,8 @@ void PlayGame(uint64_t seed) {
     SleepFor(12 * kNsPerS);
     VirtualTime::Settle();
     RequireAnswer(last, trialsBefore, boostsBefore);
+    Arm(Armed::kNone);
+    RequireNoAnswer();
 }
 
 /** The performance service hears of a change at once, whatever the reporter was doing. */
