@@ -53,10 +53,6 @@ const auto kResetAndSet60 = [] {
     kSet();
     Fps({60})();
 };
-const auto kResetAndSet = [] {
-    kReset();
-    kSet();
-};
 const auto kResetAndSet75 = [] {
     kReset();
     StrategyWorld::PutPanelAt(60);
