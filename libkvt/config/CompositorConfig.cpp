@@ -32,7 +32,7 @@ void XmlParser::ParseSfCompositionConfig(const XMLElement* param) {
         const char* name = RequiredName(element);
         for (size_t i = 0; i < std::size(values); ++i) {
             if (strcmp(name, kSfParamNames[i]) == 0) {
-                *values[i] = element->IntAttribute("value", 0);
+                *values[i] = IntegerAttribute(element, "value");
             }
         }
         if (strcmp(name, "switch") == 0) {
@@ -51,9 +51,9 @@ void XmlParser::ParseSlideModelConfig(const XMLElement* param) {
     ForEachChild(param, "slide_param", [&model](const XMLElement* element) {
         const char* name = RequiredName(element);
         if (strcmp(name, "switch") == 0) {
-            model.switchValue = element->IntAttribute("value", 0);
+            model.switchValue = IntegerAttribute(element, "value");
         } else {
-            model.set(name, element->FloatAttribute("value", 0));
+            model.set(name, FloatAttribute(element, "value"));
         }
     });
     const std::string text = model.text();
@@ -65,7 +65,7 @@ void XmlParser::ParseParticalComposeThresholdConfig(const XMLElement* param) {
     int32_t switchValue = 0;
     ForEachChild(param, "cfg_param", [&switchValue](const XMLElement* element) {
         const char* name = RequiredName(element);
-        const int32_t value = element->IntAttribute("value", 0);
+        const int32_t value = IntegerAttribute(element, "value");
         if (strcmp(name, kComposeParamNames[0]) == 0) {
             switchValue = value;
             LcdFpsControl::particalComposeEnabled = value == 1;

@@ -3,7 +3,27 @@
 
 #include <tinyxml2.h>
 
+#include <cstdint>
+
+// Text and numbers of the file are read here, and not by tinyxml2, whose versions differ: some take
+// an element that begins with a comment for one without text, and "0x10" for 0.
+
 namespace KVT {
+
+/** The element's text, comments before it left out; null when it begins with something else. */
+const char* TextOf(const tinyxml2::XMLElement* element);
+
+/**
+ * The integer that a text begins with, after white space: decimal, or hexadecimal after "0x". Of
+ * one beyond 32 bits the lower 32; 0 for a text that begins with none.
+ */
+int32_t IntegerOf(const char* text);
+
+/** As IntegerOf its text; 0 without that attribute. */
+int32_t IntegerAttribute(const tinyxml2::XMLElement* element, const char* name);
+
+/** The floating-point number that the attribute begins with; 0 for none, or no such attribute. */
+float FloatAttribute(const tinyxml2::XMLElement* element, const char* name);
 
 /** The element's "name" attribute; without one the file can not be meant, and the process ends. */
 const char* RequiredName(const tinyxml2::XMLElement* element);

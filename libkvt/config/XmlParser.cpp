@@ -49,7 +49,7 @@ void ParseSwitch(int32_t settingId, const XMLElement* element) {
     if (settingSwitchNames.count(name) == 0) {
         return;
     }
-    int32_t value = element->IntAttribute("value", 0);
+    int32_t value = IntegerAttribute(element, "value");
     if (validFpsCodes.count(value) == 0) {
         value = 0;
     }
@@ -145,14 +145,14 @@ void XmlParser::ParseHelper(const XMLElement* params) {
 
 void XmlParser::ParseSettingSwitch(const XMLElement* param) {
     ForEachChild(param, "setting", [](const XMLElement* setting) {
-        const int32_t id = setting->IntAttribute("id", 0);
+        const int32_t id = IntegerAttribute(setting, "id");
         ForEachChild(setting, "switch",
                      [id](const XMLElement* element) { ParseSwitch(id, element); });
     });
 }
 
 void XmlParser::ParseSettingDefaultId(const XMLElement* param) {
-    const int32_t id = param->IntAttribute("value", 0);
+    const int32_t id = IntegerAttribute(param, "value");
     FpsCommon::tables.defaultSettingId = validLcdSettings.count(id) != 0 ? id : 0;
 }
 
@@ -163,11 +163,11 @@ void XmlParser::ParseApplicationList(const XMLElement* param) {
 }
 
 void XmlParser::ParseTpPointerConfig(const XMLElement* param) {
-    FpsCommon::tables.tpPointerSwitch = param->IntAttribute("value", 0) != 0;
+    FpsCommon::tables.tpPointerSwitch = IntegerAttribute(param, "value") != 0;
 }
 
 void XmlParser::ParseMultiAppLcdFpsConfig(const XMLElement* param) {
-    FpsCommon::tables.multiAppLcdFpsSwitch = param->IntAttribute("value", 0) == 1;
+    FpsCommon::tables.multiAppLcdFpsSwitch = IntegerAttribute(param, "value") == 1;
 }
 
 void XmlParser::PrintXmlData() {

@@ -150,6 +150,10 @@ TEST_F(Config, ReadsScalars) {
          [](const ConfigTables& t) { return t.tpPointerSwitch; }},
         {R"(<Param name="TP_pointer_position_switch"/>)",
          [](const ConfigTables& t) { return !t.tpPointerSwitch; }},
+        {R"(<Param name="force_multi_app_lcd_fps" value=" 0X1"/>)",
+         [](const ConfigTables& t) { return t.multiAppLcdFpsSwitch; }},
+        {R"(<Param name="setting_switch_id_default" value="4294967298"/>)",
+         [](const ConfigTables& t) { return t.defaultSettingId == 2; }},
         {R"(<Param name="TP_pointer_position_switch" value="1"/>
             <Param name="TP_pointer_position_switch" value="0"/>)",
          [](const ConfigTables& t) { return !t.tpPointerSwitch; }},
@@ -164,10 +168,11 @@ TEST_F(Config, ReadsApplicationLists) {
     sections(R"(<Param name="application_list">
           <list name="app_type_perceptible_list"><type>1</type><type> 2x</type>
               <type>99999999999</type></list>
-          <list name="app_pkg_perceptible_list"><pkg>com.first</pkg></list>
+          <list name="app_pkg_perceptible_list"><pkg><!-- no text --><!-- nor this -->com.first</pkg>
+          </list>
         </Param>
         <Param name="application_list">
-          <list name="app_type_imperceptible_list"><type>3</type></list>
+          <list name="app_type_imperceptible_list"><type><!-- -->3</type></list>
           <list name="app_pkg_perceptible_list"><pkg>com.example.*.more</pkg><pkg>*</pkg></list>
           <list name="app_pkg_imperceptible_list"><type>5</type></list>
           <list name="game_pkg_perceptible_list"><pkg>com.game</pkg></list>

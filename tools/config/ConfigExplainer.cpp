@@ -41,7 +41,7 @@ const XMLElement* FindEntry(const XMLElement* section, const char* listName, con
         }
         for (const XMLElement* entry = list->FirstChildElement(child); entry != nullptr;
              entry = entry->NextSiblingElement(child)) {
-            if (matches(entry->GetText())) {
+            if (matches(TextOf(entry))) {
                 return entry;
             }
         }

@@ -7,6 +7,8 @@
 #include <cstring>
 #include <tuple>
 
+#include "config/XmlElements.h"
+
 namespace KVT {
 
 using tinyxml2::XMLAttribute;
@@ -166,7 +168,7 @@ const char* Findings::requiredName(const XMLElement* element) {
 }
 
 const char* Findings::requiredText(const XMLElement* element) {
-    const char* text = element->GetText();
+    const char* text = TextOf(element);
     if (text == nullptr) {
         addFatal(element, TagOf(element) + " without text", "a text");
         return nullptr;
@@ -188,7 +190,7 @@ const char* Findings::requiredText(const XMLElement* element) {
 }
 
 int32_t Findings::integer(const XMLElement* element, const char* attribute) {
-    const int32_t value = element->IntAttribute(attribute, 0);
+    const int32_t value = IntegerAttribute(element, attribute);
     const char* text = element->Attribute(attribute);
     if (text == nullptr) {
         add(element,

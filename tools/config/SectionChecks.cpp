@@ -222,7 +222,7 @@ void SectionChecks::slideModel(const XMLElement* param) {
         if (strcmp(name, "switch") == 0) {
             model.switchValue = mFindings.integer(element, "value");
         } else {
-            model.set(name, element->FloatAttribute("value", 0));
+            model.set(name, FloatAttribute(element, "value"));
             slideParam(element, name);
         }
     });
@@ -244,7 +244,7 @@ void SectionChecks::slideParam(const XMLElement* element, const char* name) {
         mFindings.add(element, "parameter " + Quoted(name) + " without a value is ignored", range);
         return;
     }
-    const float value = element->FloatAttribute("value", 0);
+    const float value = FloatAttribute(element, "value");
     if (!row.accepts(value)) {
         mFindings.add(element, "value " + Quoted(text) + " of " + Quoted(name) + " is ignored",
                       range, "value");
