@@ -8,6 +8,7 @@
 #include "common/Fatal.h"
 #include "common/Log.h"
 #include "display/DisplayService.h"
+#include "display/RateTable.h"
 
 namespace android {
 namespace {
@@ -18,10 +19,6 @@ using vendor::norvik::hardware::zrdisplay::V1_1::DISPLAY_RET;
 constexpr int32_t kNoAnswer = -2;
 constexpr int32_t kFpsSelector = 1;
 constexpr size_t kSections = 3;
-
-constexpr std::pair<const char*, int32_t> kRateIndexes[] = {
-    {"60n", 0}, {"30", 1}, {"45", 2}, {"60", 3}, {"90", 4}, {"120", 5}, {"180", 6},
-};
 
 sp<DisplayService::IDisplay> ConnectedDisplay() {
     return DisplayService::getInstance().GetDisplayService();
@@ -58,7 +55,7 @@ DisplayFreqClient::DisplayFreqClient() {
 }
 
 void DisplayFreqClient::CreateFreqsMap() {
-    for (const auto& [rate, index] : kRateIndexes) {
+    for (const auto& [rate, index] : KVT::kRateIndexes) {
         freqsMap.emplace(rate, index);
     }
 }

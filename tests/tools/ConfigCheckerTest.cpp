@@ -14,6 +14,7 @@ namespace KVT {
 namespace {
 
 using testing::AllOf;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -44,11 +45,11 @@ std::vector<std::string> LinesOf(const std::filesystem::path& file) {
 
 class Checker : public Phone {
   public:
-    std::vector<std::string> check(const std::string& file) {
+    std::vector<std::string> check(const std::string& file, const PanelRates& rates = {}) {
         ConfigDocument document;
         EXPECT_TRUE(document.load(file)) << document.error();
         std::vector<std::string> texts;
-        for (const Finding& finding : ConfigChecker::Check(document)) {
+        for (const Finding& finding : ConfigChecker::Check(document, rates)) {
             texts.push_back(TextOf(finding));
         }
         return texts;
@@ -62,7 +63,7 @@ class Checker : public Phone {
 
 TEST_F(Checker, FindsInBrokenFilesWhatIsWrittenBesideThem) {
     const auto files = FilesIn("broken", ".xml");
-    ASSERT_GE(files.size(), 12u);
+    ASSERT_GE(files.size(), 14u);
     for (std::filesystem::path file : files) {
         SCOPED_TRACE(file);
         const std::vector<std::string> findings = check(file);
@@ -136,6 +137,9 @@ TEST_F(Checker, RefusesWhatIsNoConfiguration) {
     ConfigDocument missing;
     EXPECT_FALSE(missing.load(path("nowhere.xml")));
     EXPECT_THAT(missing.error(), HasSubstr("No such file"));
+    ConfigDocument failing;
+    EXPECT_FALSE(failing.load("/proc/self/mem"));
+    EXPECT_EQ(failing.error(), "/proc/self/mem: Input/output error");
     std::string deep;
     for (int i = 0; i < 100'000; ++i) {
         deep += "<Config>";
@@ -155,12 +159,13 @@ TEST_F(Checker, KnowsEverySectionSwitchListAndParameterOfTheLibrary) {
     std::string switches;
     for (const std::string& name : settingSwitchNames) {
         for (const int32_t code : validFpsCodes) {
-            const bool skipped = code == 0 && name.find("default") != std::string::npos;
+            const bool found = code == 5 || code == 6 ||  // no panel shows their rates
+                               (code == 0 && name.find("default") != std::string::npos);
             EXPECT_THAT(checkText(ConfigWith("<Param name='setting_switch'><setting id='1'><switch "
                                              "name='" +
                                              name + "' value='" + std::to_string(code) +
                                              "'/></setting></Param>")),
-                        testing::SizeIs(skipped ? 1 : 0))
+                        testing::SizeIs(found ? 1 : 0))
                 << name << " " << code;
         }
     }
@@ -188,6 +193,36 @@ TEST_F(Checker, FindsColumnsThroughCommentsAndQuotes) {
                           "\tvalue = '7'/></Params></Config>"),
                 ElementsAre(HasSubstr("3:9: text '<x>'"), HasSubstr("3:17: unknown attribute"),
                             HasSubstr("5:2: switch value 7 counts as on")));
+    EXPECT_THAT(checkText("\xef\xbb\xbf<config/><Config><Params/></Config>"),
+                Contains(StartsWith("1:18: fatal: <Params> without")));
+}
+
+TEST_F(Checker, KnowsWhichCodesAPanelCanFollow) {
+    const struct {
+        std::vector<std::string> rates;
+        std::vector<int32_t> without;  // those with a rate that the panel does not have
+    } cases[] = {
+        {{}, {5, 6}},
+        {{"60", "90"}, {1, 4, 5, 6}},
+        {{"60n", "90", "120"}, {1, 5, 6}},
+        {{"30", "60", "144"}, {3, 4, 5, 6, 9}},
+    };
+    for (const auto& row : cases) {
+        const PanelRates rates(row.rates);
+        for (const int32_t code : validFpsCodes) {
+            ASSERT_TRUE(android::base::WriteStringToFile(
+                ConfigWith("<Param name='setting_switch'><setting id='1'><switch name="
+                           "'app_perceptible_switch' value='" +
+                           std::to_string(code) + "'/></setting></Param>"),
+                path("checked.xml")));
+            const bool without = testing::Value(row.without, Contains(code));
+            EXPECT_THAT(check(path("checked.xml"), rates), testing::SizeIs(without ? 1 : 0))
+                << testing::PrintToString(row.rates) << " " << code;
+        }
+    }
+    EXPECT_THAT(check(KVT_SAMPLE_CONFIG, PanelRates({"60", "90"})), IsEmpty());
+    EXPECT_THAT(check(KVT_SAMPLE_CONFIG, PanelRates({"90", "60"})),
+                ElementsAre(HasSubstr("the rate is fixed and no configuration read")));
 }
 
 TEST_F(Checker, ShowsTextOfTheFileWithoutItsControlCharacters) {
@@ -201,6 +236,7 @@ TEST_F(Checker, ShowsTextOfTheFileWithoutItsControlCharacters) {
         {"\xc2\xa0\xc3\xa9\xe2\x82\xac\xf0\x9f\x8e\xae",
          "\xc2\xa0\xc3\xa9\xe2\x82\xac\xf0\x9f\x8e\xae"},
         {"\x9b\xc3+\xff\xe2\x82", "??+???"},
+        {"\xc0\x9b\xe0\x80\x9b\xed\xa0\x80+\xf0\x80\x80\x9b\xf4\x90\x80\x80", "????????+????????"},
         {x79 + "\xc3\xa9", x79 + "\xc3\xa9"},
         {x79 + "\xc3\xa9y", x79 + "\xc3\xa9..."},
     };

@@ -59,6 +59,19 @@ TEST_F(Kvtctl, TellsByItsStatusHowACheckWent) {
     EXPECT_THAT(err, HasSubstr("nowhere.xml: No such file"));
     EXPECT_EQ(run({"config", "check", file("<Config>")}), 2);
     EXPECT_EQ(run({"config", "check", file("")}), 2);
+    EXPECT_EQ(run({"config", "check", "--rates", "60,120", KVT_SAMPLE_CONFIG}), 1);
+}
+
+TEST_F(Kvtctl, ChecksSeveralFilesAndStandardInput) {
+    const std::string unknown = file(ConfigWith("<Param name='unknown'/>"));
+    EXPECT_EQ(run({"config", "check", unknown, KVT_SAMPLE_CONFIG, unknown}), 1);
+    EXPECT_THAT(out, AllOf(HasSubstr(std::string(KVT_SAMPLE_CONFIG) + ": clean\n"),
+                           EndsWith("2 findings\n")));
+
+    ASSERT_NE(freopen(unknown.c_str(), "r", stdin), nullptr);
+    EXPECT_EQ(run({"config", "check", path("nowhere.xml"), "-"}), 2);
+    EXPECT_THAT(out, AllOf(HasSubstr("<stdin>:1:50: unknown section"), EndsWith("1 finding\n")));
+    EXPECT_THAT(err, HasSubstr("nowhere.xml: No such file"));
 }
 
 TEST_F(Kvtctl, RefusesACommandLineThatItCanNotRead) {
@@ -67,7 +80,7 @@ TEST_F(Kvtctl, RefusesACommandLineThatItCanNotRead) {
         {"config"},
         {"configure"},
         {"config", "check"},
-        {"config", "check", "a.xml", "b.xml"},
+        {"config", "check", "--rates", "60,x", KVT_SAMPLE_CONFIG},
         {"config", "explain", KVT_SAMPLE_CONFIG},
         {"config", "explain", KVT_SAMPLE_CONFIG, ""},
         {"config", "explain", KVT_SAMPLE_CONFIG, "a.b", "--type", "37"},

@@ -4,7 +4,9 @@
 #include <cstring>
 #include <string_view>
 
+#include "common/Codes.h"
 #include "tools/config/Findings.h"
+#include "tools/config/MarkupChecks.h"
 #include "tools/config/SectionChecks.h"
 
 namespace KVT {
@@ -76,13 +78,19 @@ const XMLElement* FindGroup(const XMLElement* config, Findings& findings) {
 
 }  // namespace
 
-std::vector<Finding> ConfigChecker::Check(const ConfigDocument& document) {
+std::vector<Finding> ConfigChecker::Check(const ConfigDocument& document, const PanelRates& rates) {
     Findings findings(document);
+    if (rates.fixesTheRate()) {
+        findings.addForFile("on a panel whose last rate is " + std::to_string(kLowHz) +
+                                " Hz or less the rate is fixed and no configuration read",
+                            "for a panel with a higher rate at the end");
+    }
+    CheckMarkup(document, findings);
     if (const XMLElement* config = FindConfig(document, findings); config != nullptr) {
         findings.onlyAttributes(config, {});
         findings.onlyChildren(config, "Params");
         if (const XMLElement* group = FindGroup(config, findings); group != nullptr) {
-            SectionChecks(findings).group(group);
+            SectionChecks(findings, rates).group(group);
         }
     }
     return findings.sorted();

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "tools/config/ConfigDocument.h"
+#include "tools/config/PanelRates.h"
 
 namespace KVT {
 
@@ -22,12 +23,13 @@ struct Finding {
  * Finds everything in a configuration file that the service would ignore, read as something else or
  * end on, and every entry that can never decide.
  *
- * Works on the file alone; names and valid values are the library's own tables.
+ * Works on the file alone, and on what the panel can show where that is known; names and valid
+ * values are the library's own tables.
  */
 class ConfigChecker {
   public:
     /** All findings, in the order of the file. */
-    static std::vector<Finding> Check(const ConfigDocument& document);
+    static std::vector<Finding> Check(const ConfigDocument& document, const PanelRates& rates = {});
 };
 
 /** "<line>:<column>: <what>; should be <expected>", "fatal: " before what ends the service. */

@@ -5,11 +5,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <iterator>
+#include <memory>
 #include <string_view>
-#include <vector>
 
 namespace KVT {
 
@@ -17,49 +17,6 @@ using tinyxml2::XMLElement;
 using tinyxml2::XMLNode;
 
 namespace {
-
-/** Behind the end of what starts at `start` and ends with `end`. */
-size_t Behind(std::string_view text, size_t start, std::string_view end) {
-    const size_t found = text.find(end, start);
-    return found == std::string_view::npos ? text.size() : found + end.size();
-}
-
-/** Behind the '>' of the open tag at `start`; one within quotes ends nothing. */
-size_t BehindTag(std::string_view text, size_t start) {
-    char quote = 0;
-    for (size_t i = start; i < text.size(); ++i) {
-        const char c = text[i];
-        if (quote != 0) {
-            quote = c == quote ? '\0' : quote;
-        } else if (c == '"' || c == '\'') {
-            quote = c;
-        } else if (c == '>') {
-            return i + 1;
-        }
-    }
-    return text.size();
-}
-
-/** Where the open tags of a well-formed document begin, in document order. */
-std::vector<size_t> OpenTags(std::string_view text) {
-    constexpr std::pair<std::string_view, std::string_view> kSkipped[] = {
-        {"<!--", "-->"}, {"<![CDATA[", "]]>"}, {"<?", "?>"}, {"<!", ">"}, {"</", ">"},
-    };
-    std::vector<size_t> tags;
-    size_t i = 0;
-    while ((i = text.find('<', i)) < text.size()) {
-        const auto* skipped = std::find_if(
-            std::begin(kSkipped), std::end(kSkipped),
-            [&](const auto& row) { return text.compare(i, row.first.size(), row.first) == 0; });
-        if (skipped != std::end(kSkipped)) {
-            i = Behind(text, i + skipped->first.size(), skipped->second);
-        } else {
-            tags.push_back(i);
-            i = BehindTag(text, i);
-        }
-    }
-    return tags;
-}
 
 const XMLElement* NextInDocument(const XMLElement* element) {
     if (const XMLElement* child = element->FirstChildElement(); child != nullptr) {
@@ -77,31 +34,59 @@ bool IsSpace(char c) {
     return c == ' ' || c == '\t' || c == '\n' || c == '\r';
 }
 
+/** Reads to the end; on failure errno says why. */
+bool ReadAll(FILE* file, std::string* text) {
+    // Far beyond any configuration, and short of what would take the machine's memory.
+    constexpr size_t kMaxBytes = size_t{64} << 20;
+    char buffer[size_t{16} << 10];
+    while (const size_t bytes = fread(buffer, 1, sizeof(buffer), file)) {
+        text->append(buffer, bytes);
+        if (text->size() > kMaxBytes) {
+            errno = EFBIG;
+            return false;
+        }
+    }
+    return ferror(file) == 0;
+}
+
 }  // namespace
 
 bool ConfigDocument::load(const std::string& path) {
-    struct stat info {};
-    if (stat(path.c_str(), &info) != 0) {
-        mError = path + ": " + strerror(errno);
-        return false;
-    }
-    if (!S_ISREG(info.st_mode)) {
-        mError = path + ": not a plain file";
-        return false;
-    }
-    std::ifstream file(path, std::ios::binary);
-    mText.assign(std::istreambuf_iterator<char>(file), {});
-    if (!file) {
-        mError = path + ": cannot be read";
+    mName = path == "-" ? "<stdin>" : path;
+    if (!read(path)) {
         return false;
     }
     if (mDocument.Parse(mText.data(), mText.size()) != tinyxml2::XML_SUCCESS) {
         const int line = mDocument.ErrorLineNum();
-        mError = path + (line > 0 ? ":" + std::to_string(line) : "") + ": no well-formed XML (" +
+        mError = mName + (line > 0 ? ":" + std::to_string(line) : "") + ": no well-formed XML (" +
                  mDocument.ErrorName() + ")";
         return false;
     }
     locate();
+    return true;
+}
+
+bool ConfigDocument::read(const std::string& path) {
+    std::unique_ptr<FILE, int (*)(FILE*)> file(nullptr, fclose);
+    if (path != "-") {
+        struct stat info {};
+        const bool found = stat(path.c_str(), &info) == 0;
+        if (found && !S_ISREG(info.st_mode)) {
+            mError = mName + ": not a plain file";
+            return false;
+        }
+        if (found) {
+            file.reset(fopen(path.c_str(), "rbe"));
+        }
+        if (file == nullptr) {
+            mError = mName + ": " + strerror(errno);
+            return false;
+        }
+    }
+    if (!ReadAll(file != nullptr ? file.get() : stdin, &mText)) {
+        mError = mName + ": " + strerror(errno);
+        return false;
+    }
     return true;
 }
 
@@ -110,20 +95,24 @@ void ConfigDocument::locate() {
     for (size_t i = mText.find('\n'); i != std::string::npos; i = mText.find('\n', i + 1)) {
         mLineStarts.push_back(i + 1);
     }
+    mMarkup = MarkupOf(mText);
     const XMLElement* element = mDocument.RootElement();
-    for (const size_t tag : OpenTags(mText)) {
-        if (element == nullptr) {
-            return;
+    for (const MarkupPart& part : mMarkup) {
+        if (element != nullptr && part.kind == MarkupPart::Kind::kOpenTag) {
+            mOffsets.emplace(element, part.offset);
+            element = NextInDocument(element);
         }
-        mOffsets.emplace(element, tag);
-        element = NextInDocument(element);
     }
 }
 
-Position ConfigDocument::positionAt(size_t offset) const {
+Position ConfigDocument::at(size_t offset) const {
+    constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
     const auto next = std::upper_bound(mLineStarts.begin(), mLineStarts.end(), offset);
+    const std::string_view before =
+        std::string_view(mText).substr(*std::prev(next), offset - *std::prev(next));
+    const bool marked = before.substr(0, kByteOrderMark.size()) == kByteOrderMark;
     return {static_cast<int>(next - mLineStarts.begin()),
-            static_cast<int>(offset - *std::prev(next)) + 1};
+            static_cast<int>(before.size() - (marked ? kByteOrderMark.size() : 0)) + 1};
 }
 
 Position ConfigDocument::of(const XMLElement* element) const {
@@ -133,7 +122,7 @@ Position ConfigDocument::of(const XMLElement* element) const {
         return known;
     }
     // The parser has the last word on lines.
-    const Position position = positionAt(found->second);
+    const Position position = at(found->second);
     return position.line == known.line ? position : known;
 }
 
@@ -144,7 +133,7 @@ Position ConfigDocument::of(const XMLElement* element, const char* attribute) co
         return of(element);
     }
     const size_t length = strlen(attribute);
-    const size_t end = BehindTag(mText, tag->second);
+    const size_t end = tag->second + TagLength(std::string_view(mText).substr(tag->second));
     char quote = 0;
     for (size_t i = tag->second; i < end; ++i) {
         const char c = mText[i];
@@ -154,7 +143,7 @@ Position ConfigDocument::of(const XMLElement* element, const char* attribute) co
             quote = c;
         } else if (IsSpace(c) && mText.compare(i + 1, length, attribute) == 0 &&
                    (mText[i + 1 + length] == '=' || IsSpace(mText[i + 1 + length]))) {
-            return positionAt(i + 1);
+            return at(i + 1);
         }
     }
     return of(element);

@@ -7,6 +7,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "tools/config/Markup.h"
+
 namespace KVT {
 
 /** A place in the file; lines and columns count from 1, column 0 is an unknown one. */
@@ -20,14 +22,23 @@ class ConfigDocument {
   public:
     ConfigDocument() : mDocument(true, tinyxml2::PRESERVE_WHITESPACE) {}
 
-    /** False for a file that is missing, no plain file or no XML; error() then says why. */
+    /**
+     * @param path "-" for standard input
+     * @return false for a file that is missing, can not be read or is no XML; error() then says why
+     */
     bool load(const std::string& path);
 
-    /** "<path>: <reason>", with the line where there is one. */
+    /** The path, or "<stdin>". */
+    const std::string& name() const { return mName; }
+    /** "<name>: <reason>", with the line where there is one. */
     const std::string& error() const { return mError; }
 
     const tinyxml2::XMLDocument& xml() const { return mDocument; }
 
+    const std::vector<MarkupPart>& markup() const { return mMarkup; }
+
+    /** Columns count bytes; a byte-order mark has none. */
+    Position at(size_t offset) const;
     Position of(const tinyxml2::XMLElement* element) const;
     /** Of an attribute; of its element when it has none of that name. */
     Position of(const tinyxml2::XMLElement* element, const char* attribute) const;
@@ -36,12 +47,14 @@ class ConfigDocument {
     bool hasZeroByte() const { return mText.find('\0') != std::string::npos; }
 
   private:
+    bool read(const std::string& path);
     void locate();
-    Position positionAt(size_t offset) const;
 
     tinyxml2::XMLDocument mDocument;
+    std::string mName;
     std::string mText;
     std::string mError;
+    std::vector<MarkupPart> mMarkup;  // of mText
     std::unordered_map<const tinyxml2::XMLElement*, size_t> mOffsets;
     std::vector<size_t> mLineStarts;
 };

@@ -42,7 +42,11 @@ size_t PrintableBytes(std::string_view text) {
         }
     }
     const bool c1Control = byte(0) == 0xc2 && byte(1) < 0xa0;
-    return c1Control ? 0 : size;
+    const bool overlong =
+        (byte(0) == 0xe0 && byte(1) < 0xa0) || (byte(0) == 0xf0 && byte(1) < 0x90);
+    const bool surrogate = byte(0) == 0xed && byte(1) >= 0xa0;
+    const bool beyond = byte(0) == 0xf4 && byte(1) >= 0x90;
+    return c1Control || overlong || surrogate || beyond ? 0 : size;
 }
 
 /** Fit for a terminal: cut when long, '?' for each byte of what is no printable UTF-8. */
@@ -122,6 +126,10 @@ void Findings::addFatal(const XMLElement* at, std::string what, std::string expe
     mFindings.push_back({mDocument.of(at), true, std::move(what), std::move(expected)});
 }
 
+void Findings::addAt(size_t offset, std::string what, std::string expected) {
+    mFindings.push_back({mDocument.at(offset), false, std::move(what), std::move(expected)});
+}
+
 void Findings::addForFile(std::string what, std::string expected) {
     mFindings.push_back({{}, false, std::move(what), std::move(expected)});
 }
@@ -177,7 +185,7 @@ const char* Findings::requiredText(const XMLElement* element) {
     for (const XMLNode* child = element->FirstChild(); child != nullptr;
          child = child->NextSibling()) {
         const bool first = !seen && child->ToText() != nullptr;
-        if (!first && child->ToComment() == nullptr) {
+        if (!first && child->ToComment() == nullptr && child->ToUnknown() == nullptr) {
             add(element,
                 (child->ToElement() != nullptr ? TagOf(child->ToElement())
                                                : Quoted(child->Value())) +

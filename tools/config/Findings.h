@@ -33,6 +33,8 @@ class Findings {
     void add(const tinyxml2::XMLElement* at, std::string what, std::string expected,
              const char* attribute = nullptr);
     void addFatal(const tinyxml2::XMLElement* at, std::string what, std::string expected);
+    /** At a byte of the file. */
+    void addAt(size_t offset, std::string what, std::string expected);
     /** For a fault of the file as a whole. */
     void addForFile(std::string what, std::string expected);
 

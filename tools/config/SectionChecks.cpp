@@ -31,11 +31,12 @@ std::string OnLine(const XMLElement* element) {
     return "on line " + std::to_string(element->GetLineNum());
 }
 
-/** Whether strtof reads the whole text, as a finite number. */
+/** Whether strtof reads the whole text, as a finite decimal number. */
 bool IsNumber(const char* text) {
     char* end = nullptr;
     const float value = strtof(text, &end);
-    return end != text && Trimmed(end).empty() && std::isfinite(value);
+    return end != text && Trimmed(end).empty() && std::isfinite(value) &&
+           strpbrk(text, "xX") == nullptr;
 }
 
 const SlideParam& SlideParamOf(const char* name) {
@@ -65,6 +66,27 @@ void SectionChecks::group(const XMLElement* group) {
     mFindings.onlyChildren(group, "Param");
     ForEachChild(group, "Param", [this](const XMLElement* element) { param(element); });
     mLists.finish();
+    finishSwitches();
+}
+
+void SectionChecks::finishSwitches() {
+    const struct {
+        const char* section;
+        bool switched;
+        const char* feature;
+    } rows[] = {
+        {"SF_composition_config", mCompositionSwitched, "the rule of GPU composition"},
+        {"partical_compose_threshold_config", mPartialComposeSwitched, "partial composition"},
+    };
+    for (const auto& row : rows) {
+        const auto section = mSections.find(row.section);
+        if (section != mSections.end() && !row.switched) {
+            mFindings.add(
+                section->second,
+                "section without parameter 'switch': " + std::string(row.feature) + " stays off",
+                "a 'switch' of 1, or of 0");
+        }
+    }
 }
 
 void SectionChecks::param(const XMLElement* param) {
@@ -121,7 +143,7 @@ void SectionChecks::switchOf(int32_t setting, const XMLElement* element) {
                       OneOfNames({settingSwitchNames.begin(), settingSwitchNames.end()}), "name");
         return;
     }
-    std::vector<int32_t> codes(validFpsCodes.begin(), validFpsCodes.end());
+    std::vector<int32_t> codes = mRates.codes();
     int32_t value = mFindings.integer(element, "value");
     if (validFpsCodes.count(value) == 0) {
         mFindings.add(element, "code " + std::to_string(value) + " does not exist and reads as 0",
@@ -129,10 +151,13 @@ void SectionChecks::switchOf(int32_t setting, const XMLElement* element) {
         value = 0;
     }
     if (value == 0 && strstr(name, "default") != nullptr) {
-        codes.erase(std::find(codes.begin(), codes.end(), 0));
+        codes.erase(std::remove(codes.begin(), codes.end(), 0), codes.end());
         mFindings.add(element, "a default of 0 is skipped: " + Quoted(name) + " stays as it was",
                       OneOfNumbers(codes), "value");
         return;
+    }
+    if (const std::string fault = mRates.faultOf(value); !fault.empty()) {
+        mFindings.add(element, fault, OneOfNumbers(codes), "value");
     }
     const auto [first, isNew] = mSwitches.emplace(std::pair(setting, name), element);
     if (!isNew) {
@@ -200,6 +225,7 @@ void SectionChecks::composition(const XMLElement* param) {
                  [this](const XMLElement* element, const char* name) {
                      if (strcmp(name, "switch") == 0) {
                          mFindings.flag(element, "off");
+                         mCompositionSwitched = true;
                          return;
                      }
                      const int32_t value = mFindings.integer(element, "value");
@@ -271,6 +297,7 @@ void SectionChecks::partialCompose(const XMLElement* param) {
                  [this](const XMLElement* element, const char* name) {
                      if (strcmp(name, kComposeParamNames[0]) == 0) {
                          mFindings.flag(element, "off");
+                         mPartialComposeSwitched = true;
                      } else {
                          mFindings.integer(element, "value");
                      }

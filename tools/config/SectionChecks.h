@@ -7,13 +7,15 @@
 
 #include "tools/config/Findings.h"
 #include "tools/config/ListChecks.h"
+#include "tools/config/PanelRates.h"
 
 namespace KVT {
 
 /** Checks the sections of the parameter group, one function a section. */
 class SectionChecks {
   public:
-    explicit SectionChecks(Findings& findings) : mFindings(findings), mLists(findings) {}
+    SectionChecks(Findings& findings, const PanelRates& rates)
+        : mFindings(findings), mRates(rates), mLists(findings) {}
 
     void group(const tinyxml2::XMLElement* group);
 
@@ -46,10 +48,16 @@ class SectionChecks {
     void paramSection(const XMLElement* param, const char* child,
                       const std::vector<std::string>& names, Check check);
 
+    /** Reports switched features that no section switches on or off. */
+    void finishSwitches();
+
     Findings& mFindings;
+    const PanelRates& mRates;
     ListChecks mLists;
     std::map<std::string, const XMLElement*> mSections;
     std::map<std::pair<int32_t, std::string>, const XMLElement*> mSwitches;
+    bool mCompositionSwitched = false;
+    bool mPartialComposeSwitched = false;
 };
 
 }  // namespace KVT

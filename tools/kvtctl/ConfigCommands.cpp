@@ -23,22 +23,36 @@ struct ExplainOptions {
     std::vector<int32_t> settings{validLcdSettings.begin(), validLcdSettings.end()};
 };
 
-int Check(const std::string& file, Context& context) {
-    ConfigDocument document;
-    if (!document.load(file)) {
-        context.err << document.error() << "\n";
-        return kUsage;
+struct CheckOptions {
+    std::vector<std::string> files;
+    std::vector<std::string> rates;
+};
+
+int Check(const CheckOptions& options, Context& context) {
+    const PanelRates rates(options.rates);
+    int status = kDone;
+    size_t count = 0;
+    for (const std::string& file : options.files) {
+        ConfigDocument document;
+        if (!document.load(file)) {
+            context.err << document.error() << "\n";
+            status = kUsage;
+            continue;
+        }
+        const std::vector<Finding> findings = ConfigChecker::Check(document, rates);
+        for (const Finding& finding : findings) {
+            context.out << document.name() << ":" << TextOf(finding) << "\n";
+        }
+        if (findings.empty()) {
+            context.out << document.name() << ": clean\n";
+        }
+        count += findings.size();
     }
-    const std::vector<Finding> findings = ConfigChecker::Check(document);
-    for (const Finding& finding : findings) {
-        context.out << file << ":" << TextOf(finding) << "\n";
+    if (count == 0) {
+        return status;
     }
-    if (findings.empty()) {
-        context.out << file << ": clean\n";
-        return kDone;
-    }
-    context.out << findings.size() << (findings.size() == 1 ? " finding" : " findings") << "\n";
-    return kRefused;
+    context.out << count << (count == 1 ? " finding" : " findings") << "\n";
+    return std::max<int>(status, kRefused);
 }
 
 int Explain(const std::string& file, const ExplainOptions& options, Context& context) {
@@ -51,7 +65,7 @@ int Explain(const std::string& file, const ExplainOptions& options, Context& con
     bool fatal = false;
     for (const Finding& finding : findings) {
         if (finding.fatal) {
-            context.err << file << ":" << TextOf(finding) << "\n";
+            context.err << document.name() << ":" << TextOf(finding) << "\n";
             fatal = true;
         }
     }
@@ -83,21 +97,33 @@ int Explain(const std::string& file, const ExplainOptions& options, Context& con
 void AddConfigCommands(CLI::App& app, Context& context) {
     CLI::App* config = app.add_subcommand("config", "checks and explains a configuration file");
     config->require_subcommand(1);
-    const auto file = std::make_shared<std::string>();
 
+    const auto checks = std::make_shared<CheckOptions>();
     CLI::App* check = config->add_subcommand(
         "check",
         "Report all that the service would ignore, read otherwise or end on.\n"
         "Exit status: 0 clean, 1 findings, 2 unreadable.");
-    check->add_option("FILE", *file, "Configuration file")->required();
-    check->callback([file, &context] { context.status = Check(*file, context); });
+    check->add_option("FILE", checks->files, "Configuration files; - is standard input")
+        ->required();
+    check
+        ->add_option("--rates", checks->rates,
+                     "The panel's rates, as 60,90 (60n is its normal mode); default: unknown")
+        ->allow_extra_args(false)
+        ->delimiter(',')
+        ->check(CLI::Validator(
+            [](const std::string& text) {
+                return IsRate(text) ? std::string() : "no rate: " + text + " (as 60,90)";
+            },
+            "RATE"));
+    check->callback([checks, &context] { context.status = Check(*checks, context); });
 
+    const auto file = std::make_shared<std::string>();
     const auto options = std::make_shared<ExplainOptions>();
     CLI::App* explain = config->add_subcommand(
         "explain",
         "Say which code and rate a package gets, and which entry or default decides.\n"
         "Exit status: 0, or 2 for a file that is unreadable or would end the service.");
-    explain->add_option("FILE", *file, "Configuration file")->required();
+    explain->add_option("FILE", *file, "Configuration file; - is standard input")->required();
     explain->add_option("PACKAGE", options->pkg, "Package name")
         ->required()
         ->check(CLI::Validator(
