@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // Which package is in front, and the decision that follows.
 #include <algorithm>
-#include <string_view>
 
 #include "common/Log.h"
 #include "detect/GameFpsDetect.h"
 #include "display/LcdFpsControl.h"
 #include "policy/FpsCommon.h"
+#include "policy/KnownPackages.h"
 #include "strategy/AppDynamicFps.h"
 #include "strategy/GameDynamicFps.h"
 #include "strategy/GameHighFps.h"
@@ -14,19 +14,7 @@
 namespace KVT {
 namespace {
 
-// Suites that measure the display; they get 60 Hz, and so does the package that follows one.
-constexpr std::string_view kCompatibilityTests[] = {
-    "android.view.cts",
-    "com.android.compatibility.common.deviceinfo",
-    "com.android.server.cts.device.graphicsstats",
-};
 constexpr int32_t kPackagesHeldByTest = 2;
-
-bool IsCompatibilityTest(std::string_view pkg) {
-    return std::any_of(
-        std::begin(kCompatibilityTests), std::end(kCompatibilityTests),
-        [pkg](std::string_view prefix) { return pkg.substr(0, prefix.size()) == prefix; });
-}
 
 }  // namespace
 

@@ -7,6 +7,7 @@
 #include "config/XmlParser.h"
 #include "display/LcdFpsControl.h"
 #include "policy/FpsCommon.h"
+#include "policy/KnownPackages.h"
 #include "strategy/AppDynamicFps.h"
 #include "strategy/GameDynamicFps.h"
 #include "strategy/GameHighFps.h"
@@ -15,7 +16,6 @@
 namespace KVT {
 namespace {
 
-constexpr const char* kLauncher = "com.norvik.android.launcher";
 constexpr const char* kClassificationService = "IKoraCMSService";
 
 int32_t IntProperty(const char* name, const char* fallback) {

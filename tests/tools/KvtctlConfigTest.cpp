@@ -101,10 +101,11 @@ TEST_F(Kvtctl, ExplainsByEntryOrDefault) {
   <switch name="app_default" value="4"/>
   <switch name="app_perceptible_switch" value="9"/>
   <switch name="app_imperceptible_switch" value="0"/>
-</setting></Param>
+</setting><setting id="2"><switch name="app_imperceptible_switch" value="6"/></setting></Param>
 <Param name="setting_switch_id_default" value="1"/>
 <Param name="application_list">
   <list name="app_type_perceptible_list"><type>3</type></list>
+  <list name="app_type_imperceptible_list"><type>28</type></list>
   <list name="app_pkg_perceptible_list">
     <pkg>com.example.*</pkg>
   </list>
@@ -132,13 +133,13 @@ TEST_F(Kvtctl, ExplainsByEntryOrDefault) {
          "com.example.a, an application of type -1\n"
          "setting 0: code 2, 60 Hz\n"
          "    because of app_perceptible_switch, built in; entry 'com.example.' of "
-         "app_pkg_perceptible_list, line 11\n"
+         "app_pkg_perceptible_list, line 12\n"
          "setting 1 (default): code 9, app touch strategy: 90 Hz on touch, 60 Hz after it\n"
          "    because of app_perceptible_switch, as in the file; entry 'com.example.' of "
-         "app_pkg_perceptible_list, line 11\n"
+         "app_pkg_perceptible_list, line 12\n"
          "setting 2: code 3, 90 Hz\n"
          "    because of app_perceptible_switch, built in; entry 'com.example.' of "
-         "app_pkg_perceptible_list, line 11\n"},
+         "app_pkg_perceptible_list, line 12\n"},
         {{"org.example.b", "--setting", "1"},  // its list changes nothing
          "org.example.b, an application of type -1\n"
          "setting 1 (default): code 4, 120 Hz\n"
@@ -147,20 +148,42 @@ TEST_F(Kvtctl, ExplainsByEntryOrDefault) {
          "com.example.game, a game\n"
          "setting 1 (default): code 3, 90 Hz, constant-high strategy\n"
          "    because of game_perceptible_switch, built in; entry 'com.example.game' of "
-         "game_pkg_perceptible_list, line 14\n"},
+         "game_pkg_perceptible_list, line 15\n"},
         {{"com.example.chess", "--type", "9", "--setting", "1"},
          "com.example.chess, a game\n"
          "setting 1 (default): code 9, game dynamic strategy: 60 Hz first, then as the game's "
          "frame rate asks\n"
          "    because of game_default, built in\n"},
+        {{"com.norvik.android.launcher", "--game", "--setting", "2"},
+         "com.norvik.android.launcher, an application of type 28, as the launcher always is\n"
+         "setting 2: code 6, 240 Hz, which no panel shows\n"
+         "    because of app_imperceptible_switch, as in the file; type 28 of "
+         "app_type_imperceptible_list, line 10\n"},
+        {{"android.view.cts.suite", "--setting", "1"},
+         "android.view.cts.suite, an application of type -1\n"
+         "setting 1 (default): code 4, held at 60 Hz\n"
+         "    because of rule compatibility-test: packages of that name are compatibility tests\n"},
     };
     for (const auto& row : cases) {
         std::vector<std::string> args = {"config", "explain", config};
         args.insert(args.end(), row.args.begin(), row.args.end());
         EXPECT_EQ(run(args), 0);
         EXPECT_EQ(out, row.expected);
-        EXPECT_EQ(err, "");
+        EXPECT_THAT(err, HasSubstr("the file has findings"));
     }
+}
+
+TEST_F(Kvtctl, ExplainsALimitThatHoldsEverything) {
+    const std::string config =
+        file(ConfigWith("<Param name='SF_composition_config'>"
+                        "<sf_param name='app_penalty_count' value='2'/>\n"
+                        "<sf_param name='app_penalty_count'/></Param>"));
+    EXPECT_EQ(run({"config", "explain", config, "a.b", "--game", "--setting", "1"}), 0);
+    EXPECT_EQ(out,
+              "a.b, a game\n"
+              "setting 1: code 9, held at 60 Hz\n"
+              "    because of rule gpu-composition-count: app_penalty_count is 0, line 2, and no "
+              "package has fewer starts\n");
 }
 
 TEST_F(Kvtctl, ExplainsNoFileThatWouldEndTheService) {
@@ -196,6 +219,7 @@ TEST_F(Kvtctl, ExplainsAsTheServiceReadsAndTellsNobody) {
         XmlParser::ParseXmlConfigFile();
         EXPECT_EQ(explained.settingSwitchMap, FpsCommon::tables.settingSwitchMap);
         EXPECT_EQ(explained.defaultSettingId, FpsCommon::tables.defaultSettingId);
+        EXPECT_EQ(explained.gpuCompositionCountLimit, FpsCommon::tables.gpuCompositionCountLimit);
         EXPECT_EQ(explained.appTypeFilterMap, FpsCommon::tables.appTypeFilterMap);
         for (const char* pkg : {"com.example.news.sport", "com.example.mail", "net.example.a",
                                 "com.example.chess.blitz", "com.example.go", "org.other"}) {

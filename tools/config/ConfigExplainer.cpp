@@ -8,6 +8,8 @@
 #include "config/XmlElements.h"
 #include "config/XmlParser.h"
 #include "policy/FpsCommon.h"
+#include "policy/KnownPackages.h"
+#include "tools/config/PanelRates.h"
 
 namespace KVT {
 
@@ -25,8 +27,10 @@ std::string RateOf(const Decision& decision) {
         case Outcome::kAppDynamic:
             return "app touch strategy: " + std::to_string(kHighHz) + " Hz on touch, " +
                    std::to_string(kLowHz) + " Hz after it";
+        case Outcome::kHold:
+            return "held at " + hz;
         default:
-            return hz;
+            return HasRateIndex(decision.rate) ? hz : hz + ", which no panel shows";
     }
 }
 
@@ -72,12 +76,24 @@ void ConfigExplainer::parse() {
     if (mGroup == nullptr) {
         return;
     }
-    ForEachChild(mGroup, "Param", [](const XMLElement* param) {
+    ForEachChild(mGroup, "Param", [this](const XMLElement* param) {
         const char* name = RequiredName(param);
         for (const XmlParser::Section& section : XmlParser::kSections) {
             if (!section.handedOn && strcmp(name, section.name) == 0) {
                 section.parse(param);
             }
+        }
+        if (strcmp(name, "SF_composition_config") == 0) {
+            parseCountLimit(param);
+        }
+    });
+}
+
+void ConfigExplainer::parseCountLimit(const XMLElement* composition) {
+    ForEachChild(composition, "sf_param", [this](const XMLElement* element) {
+        if (strcmp(RequiredName(element), "app_penalty_count") == 0) {
+            mCountLimit = element;
+            FpsCommon::tables.gpuCompositionCountLimit = IntegerAttribute(element, "value");
         }
     });
 }
@@ -91,7 +107,24 @@ Explanation ConfigExplainer::explain(const std::string& pkg, int32_t type, bool 
     const CodeChoice choice = game ? ChooseGameCode(FpsCommon::tables, setting, pkg)
                                    : ChooseAppCode(FpsCommon::tables, setting, pkg, type);
     const Decision decision = game ? DecideGame(choice.code) : DecideApp(choice.code);
+    // Nothing happens but that the package is in front; some are held all the same.
+    PolicySnapshot state;
+    state.gpuCompositionCountLimit = FpsCommon::tables.gpuCompositionCountLimit;
+    state.ctsTestCount = IsCompatibilityTest(pkg) ? 1 : 0;
+    if (const std::optional<Decision> held = DecideByScene(state); held.has_value()) {
+        return {choice, *held, RateOf(*held), reasonFor(*held)};
+    }
     return {choice, decision, RateOf(decision), reasonFor(choice, type, setting)};
+}
+
+std::string ConfigExplainer::reasonFor(const Decision& held) const {
+    const std::string rule = "rule " + std::string(NameOf(held.rule)) + ": ";
+    if (held.rule == Rule::kCompatibilityTest) {
+        return rule + "packages of that name are compatibility tests";
+    }
+    return rule + "app_penalty_count is " +
+           std::to_string(FpsCommon::tables.gpuCompositionCountLimit) + ", line " +
+           std::to_string(mCountLimit->GetLineNum()) + ", and no package has fewer starts";
 }
 
 std::string ConfigExplainer::reasonFor(const CodeChoice& choice, int32_t type,

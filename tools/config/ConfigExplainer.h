@@ -13,13 +13,13 @@
 
 namespace KVT {
 
-/** What a package gets under one user setting, no scene holding. */
+/** What a package gets under one user setting when nothing else goes on. */
 struct Explanation {
     CodeChoice choice;
     Decision decision;
-    /** "60 Hz", or the strategy that moves the panel. */
+    /** "60 Hz", "held at 60 Hz" whatever the code, or the strategy that moves the panel. */
     std::string rate;
-    /** The entry or default that decided, with its line where the file has it. */
+    /** The entry, default or rule that decided, with its line where the file has it. */
     std::string reason;
 };
 
@@ -43,10 +43,14 @@ class ConfigExplainer {
 
   private:
     void parse();
+    void parseCountLimit(const tinyxml2::XMLElement* composition);
+    std::string reasonFor(const Decision& held) const;
     std::string reasonFor(const CodeChoice& choice, int32_t type, int32_t setting) const;
     int lineOfEntry(const CodeChoice& choice, int32_t type) const;
 
     const tinyxml2::XMLElement* mGroup = nullptr;
+    /** Gives the limit of GPU compositions, where the file does. */
+    const tinyxml2::XMLElement* mCountLimit = nullptr;
     /** Setting and name of the switches that the file gives. */
     std::set<std::pair<int32_t, std::string>> mGiven;
 };

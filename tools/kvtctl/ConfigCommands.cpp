@@ -10,6 +10,7 @@
 
 #include "common/Codes.h"
 #include "config/ConfigTables.h"
+#include "policy/KnownPackages.h"
 #include "tools/config/ConfigChecker.h"
 #include "tools/config/ConfigExplainer.h"
 
@@ -73,14 +74,16 @@ int Explain(const std::string& file, const ExplainOptions& options, Context& con
         return kUsage;
     }
     const ConfigExplainer explainer(document);
-    const bool game = options.game || options.type == kTypeGame;
+    const bool launcher = options.pkg == kLauncher;
+    const int32_t type = launcher ? kTypeLauncher : options.type;
+    const bool game = !launcher && (options.game || type == kTypeGame);
     context.out << options.pkg << ", "
-                << (game ? "a game" : "an application of type " + std::to_string(options.type))
-                << "\n";
+                << (game ? "a game" : "an application of type " + std::to_string(type))
+                << (launcher ? ", as the launcher always is" : "") << "\n";
     std::vector<int32_t> settings = options.settings;
     std::sort(settings.begin(), settings.end());
     for (const int32_t setting : settings) {
-        const Explanation explanation = explainer.explain(options.pkg, options.type, game, setting);
+        const Explanation explanation = explainer.explain(options.pkg, type, game, setting);
         context.out << "setting " << setting
                     << (setting == explainer.defaultSetting() ? " (default)" : "") << ": code "
                     << explanation.choice.code << ", " << explanation.rate << "\n    because of "
