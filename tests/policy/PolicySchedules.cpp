@@ -141,13 +141,16 @@ void PlayFinger(Dice dice) {
     }
 }
 
+/** Stamped regularly, as by the panel's clock, even if the sender is late. */
 void SendFrames(int64_t lengthNs, int count) {
+    int64_t timestamp = MonotonicNow();
     for (int frame = 0; frame < count; ++frame) {
-        SleepFor(lengthNs);
+        timestamp += lengthNs;
+        SleepFor(timestamp - MonotonicNow());
         gFrameBeat.frame();
         LayerTimeInfo info{
             "SurfaceView - " + std::string(kReportingGame) + "/com.epicgames.ue4.GameActivity#0",
-            MonotonicNow(), false};
+            timestamp, false};
         TheUnit().compositor->SendLayerTimeInfo(info);
     }
 }
