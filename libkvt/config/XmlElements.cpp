@@ -14,13 +14,7 @@ namespace KVT {
 using tinyxml2::XMLElement;
 using tinyxml2::XMLNode;
 
-const char* TextOf(const XMLElement* element) {
-    const XMLNode* node = element->FirstChild();
-    while (node != nullptr && node->ToComment() != nullptr) {
-        node = node->NextSibling();
-    }
-    return node != nullptr && node->ToText() != nullptr ? node->Value() : nullptr;
-}
+namespace {
 
 int32_t IntegerOf(const char* text) {
     while (isspace(static_cast<unsigned char>(*text)) != 0) {
@@ -29,6 +23,16 @@ int32_t IntegerOf(const char* text) {
     const bool hexadecimal = text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
     return static_cast<int32_t>(hexadecimal ? strtoull(text, nullptr, 16)
                                             : static_cast<uint64_t>(strtoll(text, nullptr, 10)));
+}
+
+}  // namespace
+
+const char* TextOf(const XMLElement* element) {
+    const XMLNode* node = element->FirstChild();
+    while (node != nullptr && node->ToComment() != nullptr) {
+        node = node->NextSibling();
+    }
+    return node != nullptr && node->ToText() != nullptr ? node->Value() : nullptr;
 }
 
 int32_t IntegerAttribute(const XMLElement* element, const char* name) {

@@ -14,12 +14,9 @@ namespace KVT {
 const char* TextOf(const tinyxml2::XMLElement* element);
 
 /**
- * The integer that a text begins with, after white space: decimal, or hexadecimal after "0x". Of
- * one beyond 32 bits the lower 32; 0 for a text that begins with none.
+ * The integer that the attribute begins with, after white space: decimal, or hexadecimal after
+ * "0x". Of one beyond 32 bits the lower 32; 0 for none, or no such attribute.
  */
-int32_t IntegerOf(const char* text);
-
-/** As IntegerOf its text; 0 without that attribute. */
 int32_t IntegerAttribute(const tinyxml2::XMLElement* element, const char* name);
 
 /** The floating-point number that the attribute begins with; 0 for none, or no such attribute. */

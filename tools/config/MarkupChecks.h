@@ -5,8 +5,7 @@
 
 namespace KVT {
 
-/** Reports what the library's parser accepts as markup, and then drops or reads as something else.
- */
+/** Reports markup that the library's parser accepts, and drops or reads as something else. */
 void CheckMarkup(const ConfigDocument& document, Findings& findings);
 
 }  // namespace KVT
