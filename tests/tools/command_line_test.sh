@@ -20,7 +20,7 @@ expect() { # WHAT ACTUAL WANTED
 # Where there is nothing to build, and none of the tools that do anything.
 mkdir "$work/bin"
 cp -R "$source/scripts" "$work/scripts"
-for tool in bash cat dirname nproc sed sh; do
+for tool in bash cat dirname nproc python3 sed sh; do
     ln -s "$(command -v "$tool")" "$work/bin/$tool"
 done
 for script in "$work"/scripts/*; do
@@ -30,7 +30,7 @@ for script in "$work"/scripts/*; do
         (cd / && PATH=$work/bin "$script" "$option") >"$work/out" 2>"$work/err" || status=$?
         what="${script##*/} $option"
         expect "$what" "$status, $(cat "$work/err")" "0, "
-        expect "$what" "$(grep -c "Usage: scripts/" "$work/out")" 1
+        expect "$what" "$(grep -ci "usage: scripts/" "$work/out")" 1
     done
 done
 
