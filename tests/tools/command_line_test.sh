@@ -20,9 +20,10 @@ expect() { # WHAT ACTUAL WANTED
 # Where there is nothing to build, and none of the tools that do anything.
 mkdir "$work/bin"
 cp -R "$source/scripts" "$work/scripts"
-for tool in bash cat dirname nproc python3 sed sh; do
+for tool in bash cat dirname nproc sed sh; do
     ln -s "$(command -v "$tool")" "$work/bin/$tool"
 done
+ln -s "$(python3 -c 'import sys; print(sys.executable)')" "$work/bin/python3"
 for script in "$work"/scripts/*; do
     [[ -x $script ]] || continue # a part of another one
     for option in --help -h; do
