@@ -11,6 +11,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "host/KVTServiceImpl.h"
 #include "linux/servicemanager/ServiceManager.h"
@@ -116,6 +117,17 @@ std::map<std::string, int> Holdings(pid_t pid) {
     return holdings;
 }
 
+/** As above, once what the process has just started has come to rest. */
+std::map<std::string, int> HoldingsAtRest(pid_t pid) {
+    auto holdings = Holdings(pid);
+    int unchanged = 0;
+    Eventually([&] {
+        unchanged = std::exchange(holdings, Holdings(pid)) == holdings ? unchanged + 1 : 0;
+        return unchanged == 10;
+    });
+    return holdings;
+}
+
 void ExpectAgain(pid_t pid, const std::map<std::string, int>& before) {
     Eventually([&] { return Holdings(pid) == before; });
     EXPECT_EQ(Holdings(pid), before);
@@ -180,7 +192,7 @@ TEST_F(LifetimeVm, DeadServicesLeaveNothingWithTheirClients) {
         StartPool();
         Manager();
         ready.raise();
-        const auto before = Holdings(getpid());
+        const auto before = HoldingsAtRest(getpid());
         int32_t heap = 0;
         for (int death = 0; death < kDeaths; ++death) {
             mPublished.await();
@@ -200,7 +212,7 @@ TEST_F(LifetimeVm, DeadServicesLeaveNothingWithTheirClients) {
         ExpectHeap(HeapBytes(), heap, kDeaths * kRegistrationsPerDeath);
     });
     ready.await();
-    const auto managers = Holdings(mManager->pid());
+    const auto managers = HoldingsAtRest(mManager->pid());
     for (int death = 0; death < kDeaths; ++death) {
         mService.emplace([this] { RunService(mPublished); });
         registered.await();
@@ -212,8 +224,8 @@ TEST_F(LifetimeVm, DeadServicesLeaveNothingWithTheirClients) {
 
 TEST_F(LifetimeVm, DeadClientsLeaveNothingWithTheService) {
     startService();
-    const auto before = Holdings(mService->pid());
-    const auto managers = Holdings(mManager->pid());
+    const auto before = HoldingsAtRest(mService->pid());
+    const auto managers = HoldingsAtRest(mManager->pid());
     Signal first;
     Signal last;
     Child observer([&] {
@@ -248,12 +260,12 @@ TEST_F(LifetimeVm, DeadClientsLeaveNothingWithTheService) {
 
 TEST_F(LifetimeVm, UnregisteredManagersLeaveNothingAnywhere) {
     startService();
-    const auto service = Holdings(mService->pid());
-    const auto managers = Holdings(mManager->pid());
+    const auto service = HoldingsAtRest(mService->pid());
+    const auto managers = HoldingsAtRest(mManager->pid());
     Child client([&] {
         StartPool();
         Manager();
-        const auto own = Holdings(getpid());
+        const auto own = HoldingsAtRest(getpid());
         const auto cycle = [](int times) {
             for (int i = 0; i < times; ++i) {
                 const sp<Listener> listener = new Listener;
