@@ -3,7 +3,7 @@
 
 #include <binder/Parcel.h>
 
-#include "service/Transactions.h"
+#include "service/IKVTService.h"
 
 namespace KVT {
 
@@ -56,53 +56,17 @@ status_t FrameworkClient::fingerprint(const std::string& pkg, int32_t status) {
     return Delivered(mService->transact(FINGERPRINT, data, nullptr, IBinder::FLAG_ONEWAY));
 }
 
-status_t FrameworkClient::thermalLevel(int32_t level) {
-    return sendInt32(THERMAL_LEVEL, level);
-}
-
-status_t FrameworkClient::powerMode(int32_t mode) {
-    return sendInt32(POWER_MODE, mode);
-}
-
-status_t FrameworkClient::lcdSetting(int32_t setting) {
-    return sendInt32(LCD_SETTING, setting);
-}
-
-status_t FrameworkClient::gameFpsLimit(int32_t fps) {
-    return sendInt32(GAME_FPS_LIMIT, fps);
-}
-
-status_t FrameworkClient::temperature(int32_t degrees) {
-    return sendInt32(TEMPERATURE, degrees);
-}
-
-status_t FrameworkClient::touchPointer(int32_t status) {
-    return sendInt32(TOUCH_POINTER, status);
-}
-
-status_t FrameworkClient::fullVideo(int32_t status) {
-    return sendInt32(FULL_VIDEO, status);
-}
-
-status_t FrameworkClient::maxLcdFps(int32_t* fps) {
-    return query(GET_MAX_LCD_FPS, fps);
-}
-
-status_t FrameworkClient::newSchemeSupported(int32_t* supported) {
-    return query(GET_NEW_SCHEME_SUPPORTED, supported);
-}
-
-status_t FrameworkClient::selfTest(int32_t* answer) {
-    return query(SELF_TEST, answer);
-}
-
-status_t FrameworkClient::sendInt32(uint32_t code, int32_t value) {
+status_t FrameworkClient::send(uint32_t code, int32_t value) {
+    const TransactionInfo* const transaction = FindTransaction(code);
     Parcel data;
+    if (transaction != nullptr && transaction->checksToken) {
+        data.writeInterfaceToken(IKVTService::descriptor);
+    }
     data.writeInt32(value);
     return Delivered(mService->transact(code, data, nullptr, IBinder::FLAG_ONEWAY));
 }
 
-status_t FrameworkClient::query(uint32_t code, int32_t* answer) {
+status_t FrameworkClient::ask(uint32_t code, int32_t* answer) {
     Parcel data;
     Parcel reply;
     const status_t status = mService->transact(code, data, &reply);

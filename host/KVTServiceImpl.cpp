@@ -8,15 +8,11 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "detect/GameFpsDetect.h"
-#include "detect/GameFpsHelper.h"
-#include "host/Dumper.h"
-#include "host/PolicyDump.h"
+#include "detect/FrameRefreshDetect.h"
+#include "host/TextDumper.h"
 #include "policy/FpsCommon.h"
 #include "service/RegistrationResult.h"
 #include "strategy/AppDynamicFps.h"
-#include "strategy/AppFpsDetect.h"
-#include "strategy/FrameRefreshDetect.h"
 
 namespace KVT {
 
@@ -115,24 +111,12 @@ size_t KVTServiceImpl::listenerCount() {
 }
 
 android::status_t KVTServiceImpl::dump(int fd, const android::Vector<android::String16>&) {
-    Dumper dumper;
-    DumpPolicy(&dumper);
-    dumpFrames(&dumper);
+    TextDumper dumper;
+    FpsCommon::Dump(&dumper);
+    mFrameGate.dump(&dumper);
     dumper.section("listeners");
     dumper.value("registered", static_cast<int64_t>(listenerCount()));
     return WriteToReader(fd, dumper.text());
-}
-
-void KVTServiceImpl::dumpFrames(Dumper* dumper) {
-    const FrameStats::Totals totals = mFrameStats.totals();
-    dumper->section("frames");
-    dumper->value("received", totals.frames);
-    dumper->section("layers");
-    for (const FrameStats::Layer& layer : totals.layers) {
-        dumper->value(layer.name, "received " + std::to_string(layer.frames) + " disordered " +
-                                      std::to_string(layer.disordered) + " last " +
-                                      SecondsText(layer.lastTimestamp));
-    }
 }
 
 void KVTServiceImpl::ReportGameFps(int32_t fps) {
@@ -151,26 +135,7 @@ void KVTServiceImpl::ReportGameFps(int32_t fps) {
 }
 
 void KVTServiceImpl::SendLayerTimeInfo(LayerTimeInfo& info) {
-    mFrameStats.onFrame(info);
-    if (!FpsCommon::gameScene) {
-        if (info.flag) {
-            AppFpsDetect::GetInstance()->UpdateTimestamp(info.timestamp);
-        }
-        return;
-    }
-    MutexLock lock(mFrameMutex);
-    if (mTargetChange != FpsCommon::foregroundChanges) {
-        refreshTarget();
-    }
-    if (info.layerName.compare(0, mTargetLayer.size(), mTargetLayer) == 0) {
-        GameFpsDetect::GetInstance()->ProcessLayerTimeInfo(info.layerName, info.timestamp);
-    }
-}
-
-void KVTServiceImpl::refreshTarget() {
-    mTargetChange = FpsCommon::foregroundChanges;
-    mTargetLayer.clear();
-    GameFpsHelper::GetInstance()->SearchTargetLayer(FpsCommon::CurrentPkgName(), mTargetLayer);
+    mFrameGate.onFrame(info.layerName, info.timestamp, info.flag);
 }
 
 void KVTServiceImpl::SetLcdEvent(int32_t event) {

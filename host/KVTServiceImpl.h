@@ -5,13 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "host/FrameStats.h"
+#include "detect/FrameGate.h"
 #include "service/KVTService.h"
 #include "sync/Mutex.h"
 
 namespace KVT {
-
-class Dumper;
 
 /** The service that is published: hands each event to its subsystem and keeps the listeners. */
 class KVTServiceImpl : public KVTService {
@@ -34,11 +32,9 @@ class KVTServiceImpl : public KVTService {
   private:
     class ListenerDeath;
 
-    void dumpFrames(Dumper* dumper);
     void removeListener(const android::wp<android::IBinder>& binder) EXCLUDES(mListenerMutex);
-    void refreshTarget() REQUIRES(mFrameMutex);
 
-    FrameStats mFrameStats;
+    FrameGate mFrameGate;
 
     struct Entry {
         android::sp<IKVTListener> listener;
@@ -46,12 +42,6 @@ class KVTServiceImpl : public KVTService {
     };
     Mutex mListenerMutex;
     std::vector<Entry> mListeners GUARDED_BY(mListenerMutex);
-
-    /** Delivers frames to the game detector one at a time. */
-    Mutex mFrameMutex;
-    /** The foreground game's layer, name up to the '#' before a counter; empty when any will do. */
-    std::string mTargetLayer GUARDED_BY(mFrameMutex);
-    uint32_t mTargetChange GUARDED_BY(mFrameMutex) = UINT32_MAX;
 };
 
 }  // namespace KVT

@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sim/EventTypes.h"
 
+#include <algorithm>
+#include <cstring>
 #include <iomanip>
+#include <iterator>
 #include <sstream>
+#include <vector>
 
 #include "linux/vendor/Protocol.h"
 #include "policy/FpsCommon.h"
@@ -34,10 +38,10 @@ Action Packages(Arguments& arguments) {
     return [=](World& world) { Note(world, world.framework.packages(focus, visible)); };
 }
 
-template <android::status_t (FrameworkClient::*Send)(int32_t)>
-Action FrameworkValue(Arguments& arguments) {
+/** An event that is one number. */
+Action Value(const TransactionInfo& event, Arguments& arguments) {
     const int32_t value = Int(arguments, "value");
-    return [=](World& world) { Note(world, (world.framework.*Send)(value)); };
+    return [&event, value](World& world) { Note(world, world.framework.send(event.code, value)); };
 }
 
 Action Fingerprint(Arguments& arguments) {
@@ -59,7 +63,7 @@ Action ApplicationState(Arguments& arguments) {
 Action SelfTest(Arguments&) {
     return [](World& world) {
         int32_t answer = 0;
-        world.framework.selfTest(&answer);
+        world.framework.ask(SELF_TEST, &answer);
         world.phone.journal->add("service answers " + std::to_string(answer));
     };
 }
@@ -99,12 +103,6 @@ Action Recover(Arguments&) {
 }
 
 // --- Compositor ---
-
-template <void (IKVTService::*Send)(int32_t)>
-Action CompositorValue(Arguments& arguments) {
-    const int32_t value = Int(arguments, "value");
-    return [=](World& world) { (world.compositorSide.get()->*Send)(value); };
-}
 
 Action Touch(Arguments& arguments) {
     const bool down = arguments.boolean("down");
@@ -218,28 +216,11 @@ constexpr const char* kValue = "value";
 constexpr const char* kFrames =
     "fps, for_ms, [jitter_us, drop_per_mille, pause_every_ms, pause_ms, seed]";
 
-const EventType kEventTypes[] = {
+const EventType kOwnEventTypes[] = {
     {"packages", "focus, [visible]", "focused package, and all that are visible", Packages},
-    {"power_mode", kValue, "1 and 4 save power", FrameworkValue<&FrameworkClient::powerMode>},
-    {"lcd_setting", kValue, "user's refresh-rate setting: 0, 1 or 2",
-     FrameworkValue<&FrameworkClient::lcdSetting>},
-    {"game_fps_limit", kValue, "upper limit of game frame rates; -1 none",
-     FrameworkValue<&FrameworkClient::gameFpsLimit>},
-    {"touch_pointer", kValue, "touch-pad pointer: 1 on, 0 off",
-     FrameworkValue<&FrameworkClient::touchPointer>},
     {"fingerprint", "package, value", "unlock: 0 idle, 1 wants 90 Hz, 2 wants 60 Hz", Fingerprint},
-    {"temperature", kValue, "only logged", FrameworkValue<&FrameworkClient::temperature>},
-    {"thermal_level", kValue, "only logged", FrameworkValue<&FrameworkClient::thermalLevel>},
-    {"full_video_status", kValue, "the framework's notice; only logged",
-     FrameworkValue<&FrameworkClient::fullVideo>},
     {"application_state", "type, state, game_mode, package", "only logged", ApplicationState},
     {"self_test", "", "asks the service whether it is alive", SelfTest},
-    {"hotplug", kValue, "external display: 1 connected, 0 disconnected",
-     CompositorValue<&IKVTService::NotifyDisplayHotplugEvent>},
-    {"virtual_display", kValue, "1 created, 0 removed",
-     CompositorValue<&IKVTService::NotifyVirtualDisplayEvent>},
-    {"gpu_composition", kValue, "1 started, other values ended",
-     CompositorValue<&IKVTService::NotifyGpuCompositionEvent>},
     {"touch", "down", "finger on the screen, sent while the compositor sends touches", Touch},
     {"frames",
      "layer, fps, for_ms, [flag, jitter_us, drop_per_mille, pause_every_ms, pause_ms, seed]",
@@ -258,10 +239,31 @@ const EventType kEventTypes[] = {
     {"sdk", "report", "report of the game SDK", Sdk},
 };
 
+/** Those above, and one for each transaction that is one number. */
+std::vector<EventType> AllEventTypes() {
+    std::vector<EventType> types(std::begin(kOwnEventTypes), std::end(kOwnEventTypes));
+    const auto isOwn = [](const char* name) {
+        return std::any_of(std::begin(kOwnEventTypes), std::end(kOwnEventTypes),
+                           [name](const EventType& own) { return strcmp(own.name, name) == 0; });
+    };
+    for (const TransactionInfo& event : Transactions()) {
+        if (event.takesOneNumber() && event.event != nullptr && !isOwn(event.event)) {
+            types.push_back({event.event, kValue, event.meaning,
+                             [&event](Arguments& arguments) { return Value(event, arguments); }});
+        }
+    }
+    return types;
+}
+
+const std::vector<EventType>& EventTypes() {
+    static const std::vector<EventType> types = AllEventTypes();
+    return types;
+}
+
 }  // namespace
 
 const EventType* FindEventType(const std::string& name) {
-    for (const EventType& type : kEventTypes) {
+    for (const EventType& type : EventTypes()) {
         if (name == type.name) {
             return &type;
         }
@@ -271,7 +273,7 @@ const EventType* FindEventType(const std::string& name) {
 
 std::string DescribeEventTypes() {
     std::ostringstream text;
-    for (const EventType& type : kEventTypes) {
+    for (const EventType& type : EventTypes()) {
         text << "  " << std::left << std::setw(18) << type.name << type.meaning << "\n";
         if (type.arguments[0] != '\0') {
             text << std::string(20, ' ') << type.arguments << "\n";

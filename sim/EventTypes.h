@@ -18,7 +18,7 @@ struct EventType {
     const char* arguments;
     const char* meaning;
     /** Checks the arguments and says what the event does. Throws ScenarioError. */
-    Action (*prepare)(Arguments& arguments);
+    std::function<Action(Arguments& arguments)> prepare;
 };
 
 /** @return null when there is no such event */

@@ -24,7 +24,7 @@ double Seconds(int64_t ns) {
 
 std::string Describe(const Decision& decision) {
     std::string text =
-        "decision: " + std::string(NameOf(decision.outcome)) + ", rule " + NameOf(decision.rule);
+        "decision: " + std::string(NameOf(decision.outcome)) + ", rule " + decision.rule->name;
     if (decision.code >= 0) {
         text += " " + std::to_string(decision.code);
     }

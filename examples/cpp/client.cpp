@@ -49,13 +49,13 @@ class Inbox : public KVT::KVTListener, public IBinder::DeathRecipient {
 };
 
 /** Waits until there is a service whose end `inbox` will be told. */
-sp<IBinder> AwaitService(const sp<Inbox>& inbox) {
+void AwaitService(const sp<Inbox>& inbox) {
     for (;; std::this_thread::sleep_for(std::chrono::seconds(1))) {
         const auto manager = android::defaultServiceManager();
         const sp<IBinder> service =
             manager == nullptr ? nullptr : manager->checkService(KVT::IKVTService::descriptor);
         if (service != nullptr && service->linkToDeath(inbox) == android::OK) {
-            return service;
+            return;
         }
     }
 }
@@ -68,8 +68,8 @@ int main() {
     const sp<Inbox> inbox = new Inbox;
     for (;;) {
         // A registration ends with its service. So the end comes first: should the service go
-        // before it has the registration, that is told too. Kept, since a link needs its binder.
-        const sp<IBinder> service = AwaitService(inbox);
+        // before it has the registration, that is told too.
+        AwaitService(inbox);
         if (KVT::KVTManager::RegisterListener(inbox) == KVT::REGISTRATION_DONE) {
             std::cout << "registered" << std::endl;
         }

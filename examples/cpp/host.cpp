@@ -5,14 +5,13 @@
 #include <binder/IServiceManager.h>
 #include <binder/ProcessState.h>
 #include <common/Paths.h>
+#include <detect/FrameGate.h>
+#include <detect/FrameRefreshDetect.h>
 #include <detect/GameFpsDetect.h>
-#include <detect/GameFpsHelper.h>
 #include <policy/FpsCommon.h>
 #include <service/KVTService.h>
 #include <service/RegistrationResult.h>
 #include <strategy/AppDynamicFps.h>
-#include <strategy/AppFpsDetect.h>
-#include <strategy/FrameRefreshDetect.h>
 
 #include <cstdlib>
 #include <iostream>
@@ -74,22 +73,7 @@ class ExampleService : public KVTService, public IBinder::DeathRecipient {
     }
 
     void SendLayerTimeInfo(LayerTimeInfo& frame) override {
-        if (!FpsCommon::gameScene) {
-            if (frame.flag) {
-                AppFpsDetect::GetInstance()->UpdateTimestamp(frame.timestamp);
-            }
-            return;
-        }
-        // A game: the detector takes one frame at a time, and of one layer, if the game's is known.
-        const std::lock_guard lock(mFramesMutex);
-        if (mGame != FpsCommon::foregroundChanges) {
-            mGame = FpsCommon::foregroundChanges;
-            mLayer.clear();
-            GameFpsHelper::GetInstance()->SearchTargetLayer(FpsCommon::CurrentPkgName(), mLayer);
-        }
-        if (frame.layerName.compare(0, mLayer.size(), mLayer) == 0) {
-            GameFpsDetect::GetInstance()->ProcessLayerTimeInfo(frame.layerName, frame.timestamp);
-        }
+        mFrameGate.onFrame(frame.layerName, frame.timestamp, frame.flag);
     }
 
     void SetLcdEvent(int32_t event) override {
@@ -115,12 +99,7 @@ class ExampleService : public KVTService, public IBinder::DeathRecipient {
   private:
     std::mutex mListenersMutex;
     std::map<wp<IBinder>, sp<IKVTListener>> mListeners;
-
-    std::mutex mFramesMutex;
-    /** The foreground change that mLayer belongs to. */
-    uint32_t mGame = UINT32_MAX;
-    /** What the name of the game's layer begins with; empty when any layer will do. */
-    std::string mLayer;
+    FrameGate mFrameGate;
 };
 
 /** The policy's threads never end by themselves, so nothing must wait for them. */

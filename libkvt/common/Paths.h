@@ -12,9 +12,21 @@ struct Paths {
     std::string vipCpus = "/dev/cpuset/vip/cpus";
 };
 
-/** Gives other paths than the phone's. Only before FpsCommon::Init. */
-void SetPaths(const Paths& paths);
+namespace paths {
+/** One for the whole process, however the libraries and the program in it are built. */
+__attribute__((visibility("default"))) inline Paths& Current() {
+    static Paths current;
+    return current;
+}
+}  // namespace paths
 
-const Paths& GetPaths();
+/** Gives other paths than the phone's. Only before FpsCommon::Init. */
+inline void SetPaths(const Paths& wanted) {
+    paths::Current() = wanted;
+}
+
+inline const Paths& GetPaths() {
+    return paths::Current();
+}
 
 }  // namespace KVT

@@ -43,6 +43,12 @@ void Turn::doPutOff() {
     }
 }
 
+void Turn::DropPutOff() {
+    if (IsUnderWay()) {
+        tCurrent->mBegun = tCurrent->mPutOff.size();
+    }
+}
+
 void Turn::CatchUp(Mutex& mutex) {
     if (!IsUnderWay() || tCurrent->mBegun == tCurrent->mPutOff.size()) {
         return;

@@ -47,6 +47,9 @@ class Turn {
         return true;
     }
 
+    /** Forgets what was put off: its thread is about to end. */
+    static void DropPutOff();
+
     /** Does now, without `mutex`, what was put off, before the calling thread waits for longer. */
     static void CatchUp(Mutex& mutex) REQUIRES(mutex);
 

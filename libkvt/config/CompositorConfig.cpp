@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The sections of the configuration file that are handed on: to the compositor, the touch-scroll
 // model and the display control.
-#include <cutils/properties.h>
-
 #include <cstring>
 #include <iterator>
 #include <string>
@@ -12,15 +10,13 @@
 #include "config/SlideModel.h"
 #include "config/XmlElements.h"
 #include "config/XmlParser.h"
-#include "display/LcdFpsControl.h"
-#include "policy/FpsCommon.h"
 
 namespace KVT {
 
 using tinyxml2::XMLElement;
 
 void XmlParser::ParseSfCompositionConfig(const XMLElement* param) {
-    ConfigTables& tables = FpsCommon::tables;
+    ConfigTables& tables = PolicyConfig::tables;
     int32_t switchValue = 1;
     int32_t accumTime = 5;
     int32_t accumCount = 20;
@@ -43,7 +39,10 @@ void XmlParser::ParseSfCompositionConfig(const XMLElement* param) {
         "fpscommon: xml: switch %d, sfAccumTime %d, sfAccumCount %d, appPenaltyTime %d, "
         "appPenaltyCount %d",
         switchValue, accumTime, accumCount, penaltyTime, tables.gpuCompositionCountLimit);
-    FpsCommon::NotifyCompositionParamsToSF(accumTime, accumCount, penaltyTime);
+    if (owner != nullptr) {
+        owner->onCompositionParams(
+            {tables.gpuCompositionSwitch, accumTime, accumCount, penaltyTime});
+    }
 }
 
 void XmlParser::ParseSlideModelConfig(const XMLElement* param) {
@@ -57,8 +56,10 @@ void XmlParser::ParseSlideModelConfig(const XMLElement* param) {
         }
     });
     const std::string text = model.text();
-    FpsCommon::tables.slideModelParams = text;
-    property_set("persist.kvt.slide_model_parms", text.c_str());
+    PolicyConfig::tables.slideModelParams = text;
+    if (owner != nullptr) {
+        owner->onSlideModel(text);
+    }
 }
 
 void XmlParser::ParseParticalComposeThresholdConfig(const XMLElement* param) {
@@ -68,13 +69,15 @@ void XmlParser::ParseParticalComposeThresholdConfig(const XMLElement* param) {
         const int32_t value = IntegerAttribute(element, "value");
         if (strcmp(name, kComposeParamNames[0]) == 0) {
             switchValue = value;
-            LcdFpsControl::particalComposeEnabled = value == 1;
+            if (owner != nullptr) {
+                owner->onParticalCompose(value == 1);
+            }
         } else if (strcmp(name, kComposeParamNames[1]) == 0) {
-            FpsCommon::tables.partialComposeThreshold = value;
+            PolicyConfig::tables.partialComposeThreshold = value;
         }
     });
     KVT_LOGI("fpscommon: xml: switch %d, particalComposeThreshold %d", switchValue,
-             FpsCommon::tables.partialComposeThreshold);
+             PolicyConfig::tables.partialComposeThreshold);
 }
 
 }  // namespace KVT

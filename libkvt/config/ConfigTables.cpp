@@ -3,6 +3,8 @@
 
 namespace KVT {
 
+ConfigTables PolicyConfig::tables;
+
 const std::unordered_set<int32_t> validFpsCodes = {0, 1, 2, 3, 4, 5, 6, 9};
 const std::unordered_set<int32_t> validLcdSettings = {0, 1, 2};
 const std::unordered_set<std::string> settingSwitchNames = {

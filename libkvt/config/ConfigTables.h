@@ -43,6 +43,14 @@ struct ConfigTables {
     std::string slideModelParams = "0 0.6 0.8 5000.0 0.6 0.8 15000.0 0.6 0.8";
 };
 
+/** Where the tables of the process are; FpsCommon's members by inheritance. */
+class PolicyConfig {
+  public:
+    PolicyConfig() = delete;
+
+    static ConfigTables tables;
+};
+
 extern const std::unordered_set<int32_t> validFpsCodes;
 extern const std::unordered_set<int32_t> validLcdSettings;
 extern const std::unordered_set<std::string> settingSwitchNames;

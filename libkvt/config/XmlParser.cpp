@@ -9,8 +9,8 @@
 
 #include "common/Log.h"
 #include "common/Paths.h"
+#include "config/ConfigTables.h"
 #include "config/XmlElements.h"
-#include "policy/FpsCommon.h"
 
 namespace KVT {
 
@@ -57,7 +57,7 @@ void ParseSwitch(int32_t settingId, const XMLElement* element) {
     if (Contains(name, "default") && value == 0) {
         return;
     }
-    FpsCommon::tables.settingSwitchMap[settingId][name] = value;
+    PolicyConfig::tables.settingSwitchMap[settingId][name] = value;
 }
 
 void ParsePackages(PrefixSet* prefixes, const XMLElement* list) {
@@ -68,7 +68,7 @@ void ParsePackages(PrefixSet* prefixes, const XMLElement* list) {
 }
 
 void ParseList(const XMLElement* list) {
-    ConfigTables& tables = FpsCommon::tables;
+    ConfigTables& tables = PolicyConfig::tables;
     const std::string name = RequiredName(list);
     if (applicationListNames.count(name) == 0) {
         return;
@@ -86,20 +86,22 @@ void ParseList(const XMLElement* list) {
 }  // namespace
 
 const XmlParser::Section XmlParser::kSections[] = {
-    {"setting_switch", ParseSettingSwitch, false},
-    {"setting_switch_id_default", ParseSettingDefaultId, false},
-    {"application_list", ParseApplicationList, false},
-    {"TP_pointer_position_switch", ParseTpPointerConfig, false},
-    {"force_multi_app_lcd_fps", ParseMultiAppLcdFpsConfig, false},
-    {"SF_composition_config", ParseSfCompositionConfig, true},
-    {"high_freq_smart_slide_model_config", ParseSlideModelConfig, true},
-    {"partical_compose_threshold_config", ParseParticalComposeThresholdConfig, true},
+    {"setting_switch", ParseSettingSwitch},
+    {"setting_switch_id_default", ParseSettingDefaultId},
+    {"application_list", ParseApplicationList},
+    {"TP_pointer_position_switch", ParseTpPointerConfig},
+    {"force_multi_app_lcd_fps", ParseMultiAppLcdFpsConfig},
+    {"SF_composition_config", ParseSfCompositionConfig},
+    {"high_freq_smart_slide_model_config", ParseSlideModelConfig},
+    {"partical_compose_threshold_config", ParseParticalComposeThresholdConfig},
 };
+
+ConfigOwner* XmlParser::owner = nullptr;
 
 void XmlParser::Init() {
     for (const DefaultSwitch& row : kDefaultSwitches) {
         for (int32_t setting = 0; setting < 3; ++setting) {
-            FpsCommon::tables.settingSwitchMap[setting].emplace(row.name, row.codes[setting]);
+            PolicyConfig::tables.settingSwitchMap[setting].emplace(row.name, row.codes[setting]);
         }
     }
 }
@@ -153,25 +155,25 @@ void XmlParser::ParseSettingSwitch(const XMLElement* param) {
 
 void XmlParser::ParseSettingDefaultId(const XMLElement* param) {
     const int32_t id = IntegerAttribute(param, "value");
-    FpsCommon::tables.defaultSettingId = validLcdSettings.count(id) != 0 ? id : 0;
+    PolicyConfig::tables.defaultSettingId = validLcdSettings.count(id) != 0 ? id : 0;
 }
 
 void XmlParser::ParseApplicationList(const XMLElement* param) {
     // Types start anew with each section; package lists of several sections add up.
-    FpsCommon::tables.appTypeFilterMap.clear();
+    PolicyConfig::tables.appTypeFilterMap.clear();
     ForEachChild(param, "list", ParseList);
 }
 
 void XmlParser::ParseTpPointerConfig(const XMLElement* param) {
-    FpsCommon::tables.tpPointerSwitch = IntegerAttribute(param, "value") != 0;
+    PolicyConfig::tables.tpPointerSwitch = IntegerAttribute(param, "value") != 0;
 }
 
 void XmlParser::ParseMultiAppLcdFpsConfig(const XMLElement* param) {
-    FpsCommon::tables.multiAppLcdFpsSwitch = IntegerAttribute(param, "value") == 1;
+    PolicyConfig::tables.multiAppLcdFpsSwitch = IntegerAttribute(param, "value") == 1;
 }
 
 void XmlParser::PrintXmlData() {
-    const ConfigTables& tables = FpsCommon::tables;
+    const ConfigTables& tables = PolicyConfig::tables;
     KVT_LOGI("fpscommon: xml: setting default value: %d", tables.defaultSettingId);
     for (const auto& [id, switches] : tables.settingSwitchMap) {
         KVT_LOGI("fpscommon: xml: setting id %d", id);

@@ -3,10 +3,12 @@
 
 #include <tinyxml2.h>
 
+#include "config/ConfigOwner.h"
+
 namespace KVT {
 
 /**
- * Reads the configuration file into FpsCommon::tables. Start-up only, one thread.
+ * Reads the configuration file into PolicyConfig::tables. Start-up only, one thread.
  *
  * A file that is missing or no XML leaves the built-in values; unknown names are ignored and codes
  * out of range become 0. A file whose structure is broken (an element without its name or text, an
@@ -20,10 +22,11 @@ class XmlParser {
     struct Section {
         const char* name;
         void (*parse)(const tinyxml2::XMLElement* param);
-        /** Goes on to another component at once, beside what is kept in the tables. */
-        bool handedOn;
     };
     static const Section kSections[8];
+
+    /** Whom the file is read for; without an owner nothing but the tables is touched. */
+    static void SetOwner(ConfigOwner* configOwner) { owner = configOwner; }
 
     /** Fills in the built-in codes; those that are there already stay. */
     static void Init();
@@ -47,6 +50,9 @@ class XmlParser {
 
     /** Logs the tables. */
     static void PrintXmlData();
+
+  private:
+    static ConfigOwner* owner;
 };
 
 }  // namespace KVT

@@ -4,23 +4,16 @@
 #include <cutils/properties.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
-#include <cstring>
 
 #include "common/Log.h"
 #include "detect/FrameTime.h"
-#include "policy/FpsCommon.h"
-#include "strategy/GameDynamicFps.h"
-#include "strategy/GameHighFps.h"
+#include "peers/AiScheduler.h"
+#include "state/PolicyState.h"
 #include "sync/Clock.h"
 
 namespace KVT {
 namespace {
-
-constexpr char kSchedInstance[] = "zrsched";
-constexpr int32_t kSchedJsonMessage = 1;
-constexpr size_t kSchedMessageBytes = 48;
 
 // A game that reaches 70 fps can make use of the high panel rate.
 constexpr int32_t kHighFrom = 70;
@@ -49,11 +42,11 @@ int32_t TargetFor(const std::string& layerName, int32_t detected) {
         layerName.find(kRacingGame) != std::string::npos) {
         target = kRacingTarget;
     }
-    const int32_t limit = FpsCommon::limitedGameFps;
+    const int32_t limit = PolicyState::limitedGameFps;
     if (limit >= 1 && limit <= target) {
         return limit;
     }
-    const int32_t forced = FpsCommon::forcedGameFps;
+    const int32_t forced = PolicyState::forcedGameFps;
     return forced >= 1 ? forced : target;
 }
 
@@ -89,13 +82,13 @@ void GameFpsDetect::StartAnewIfCleared() {
     mMaxFpsReported = false;
 }
 
-void GameFpsDetect::AttachService(const android::sp<KVTService>& service) {
-    android::sp<KVTService> previous = service;  // released without the lock
+void GameFpsDetect::AttachService(const android::sp<GameFpsReporter>& service) {
+    android::sp<GameFpsReporter> previous = service;  // released without the lock
     MutexLock lock(mServiceMutex);
     std::swap(mService, previous);
 }
 
-android::sp<KVTService> GameFpsDetect::AttachedService() {
+android::sp<GameFpsReporter> GameFpsDetect::AttachedService() {
     MutexLock lock(mServiceMutex);
     return mService;
 }
@@ -135,7 +128,9 @@ void GameFpsDetect::Announce(const std::string& layerName, int32_t fps) {
     }
     MutexLock lock(mGameMutex);
     if (!IsOvertaken()) {
-        TellStrategy(detected);
+        if (mRateListener != nullptr) {
+            mRateListener->onGameRate(detected);
+        }
     }
 }
 
@@ -156,46 +151,8 @@ void GameFpsDetect::ReportToListeners(int32_t detected) {
     }
 }
 
-void GameFpsDetect::TellStrategy(int32_t detected) {
-    if (FpsCommon::gameDynamicSwitch) {
-        GameDynamicFps::GetInstance()->SetGameFps(detected);
-    } else if (FpsCommon::gameConst90Switch) {
-        GameHighFps::GetInstance()->SetGameFps(detected);
-    }
-}
-
-/** Looks the scheduler up and keeps what was found, be it nothing. */
-android::sp<GameFpsDetect::ISched> GameFpsDetect::FindSched() {
-    const android::sp<ISched> found = ISched::tryGetService(kSchedInstance);
-    android::sp<ISched> previous = found;  // released without the lock
-    MutexLock lock(mSchedMutex);
-    std::swap(mSched, previous);
-    return found;
-}
-
 void GameFpsDetect::SendTargetFpsToAiSched(int32_t fps) {
-    android::sp<ISched> sched;
-    {
-        MutexLock lock(mSchedMutex);
-        sched = mSched;
-    }
-    if (sched == nullptr) {
-        sched = FindSched();
-    }
-    if (sched == nullptr) {
-        KVT_LOGE("GameFpsDetect: SendTargetFpsToAiSched could not find AISched service");
-        return;
-    }
-    char message[kSchedMessageBytes];
-    const int written = snprintf(message, sizeof(message), "{\"kvtFPS\":\"%d\"}", fps);
-    if (written < 0 || static_cast<size_t>(written) >= sizeof(message)) {
-        KVT_LOGE("GameFpsDetect: SendTargetFpsToAiSched write data error");
-        return;
-    }
-    if (!sched->sendMessage(kSchedJsonMessage, message, written + 1).isOk()) {
-        KVT_LOGE("GameFpsDetect: SendTargetFpsToAiSched sent msg failed");
-        FindSched();
-    }
+    AiScheduler::GetInstance()->sendTarget(fps);
 }
 
 }  // namespace KVT

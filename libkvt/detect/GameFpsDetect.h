@@ -2,14 +2,14 @@
 #pragma once
 
 #include <utils/StrongPointer.h>
-#include <vendor/norvik/hardware/zrsched/1.0/ISched.h>
 
 #include <cstdint>
 #include <string>
 
 #include "detect/FpsDetector.h"
 #include "detect/FpsMonitor.h"
-#include "service/KVTService.h"
+#include "detect/GameFpsReporter.h"
+#include "detect/GameRateListener.h"
 #include "sync/Atomic.h"
 #include "sync/Mutex.h"
 
@@ -23,7 +23,7 @@ namespace KVT {
  * Frames come from one caller at a time; whatever only they touch has no lock. Everything else may
  * be called from any thread meanwhile. A result acts on the game it was measured in and on no
  * other: mGameMutex is held from the look at which game is in front to the end of what follows from
- * it, the call of the strategy included. No lock is held while the scheduler or the service is
+ * it, the call of the strategy included. None of its locks is held while the scheduler or the service is
  * called.
  */
 class GameFpsDetect {
@@ -35,8 +35,10 @@ class GameFpsDetect {
     /** Starts anew: a game came to the foreground. Takes hold of the frames at the next one. */
     void Clear() EXCLUDES(mGameMutex);
 
+    /** From now on `listener`, which lives to the end, hears of every result. At start-up. */
+    void SetRateListener(GameRateListener* listener) { mRateListener = listener; }
     /** From now on `service` tells the listeners. */
-    void AttachService(const android::sp<KVTService>& service) EXCLUDES(mServiceMutex);
+    void AttachService(const android::sp<GameFpsReporter>& service) EXCLUDES(mServiceMutex);
 
     /**
      * One frame of the game's layer; one call at a time.
@@ -52,14 +54,12 @@ class GameFpsDetect {
     void SendTargetFps(const std::string& layerName, int32_t fps) EXCLUDES(mGameMutex);
 
     /** Tells the AI scheduler a target frame rate. A message that does not arrive is dropped. */
-    void SendTargetFpsToAiSched(int32_t fps) EXCLUDES(mSchedMutex);
+    void SendTargetFpsToAiSched(int32_t fps);
 
     /** The rate last announced; 0 when there is none yet. */
     int32_t GetCurrentFps() const { return mCurrentFps; }
 
   private:
-    using ISched = ::vendor::norvik::hardware::zrsched::V1_0::ISched;
-
     GameFpsDetect();
     ~GameFpsDetect() = default;
 
@@ -71,13 +71,14 @@ class GameFpsDetect {
     /** Makes it the current rate. @return whether listeners are to hear of it now */
     bool TakeNote(int32_t detected) REQUIRES(mGameMutex);
     void ReportToListeners(int32_t detected);
-    void TellStrategy(int32_t detected) REQUIRES(mGameMutex);
-    android::sp<KVTService> AttachedService() EXCLUDES(mServiceMutex);
-    android::sp<ISched> FindSched() EXCLUDES(mSchedMutex);
+    android::sp<GameFpsReporter> AttachedService() EXCLUDES(mServiceMutex);
 
     // 0: the level estimator's rate is announced, else the statistical one's.
     const int32_t mFpsMode;
     const bool mLogSwitch;
+
+    // Set once, at start-up.
+    GameRateListener* mRateListener = nullptr;
 
     // The frames' own.
     FpsMonitor mMonitor;
@@ -95,10 +96,7 @@ class GameFpsDetect {
     Atomic<int32_t> mCurrentFps{0};
 
     Mutex mServiceMutex;
-    android::sp<KVTService> mService GUARDED_BY(mServiceMutex);
-
-    Mutex mSchedMutex;
-    android::sp<ISched> mSched GUARDED_BY(mSchedMutex);
+    android::sp<GameFpsReporter> mService GUARDED_BY(mServiceMutex);
 };
 
 }  // namespace KVT

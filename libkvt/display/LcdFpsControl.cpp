@@ -4,19 +4,19 @@
 #include <displayengine/DisplayEngineManager.h>
 #include <fcntl.h>
 #include <unistd.h>
-#include <zrlog/JankLog.h>
 
 #include <cstring>
 #include <new>
 #include <optional>
 
+#include "common/Codes.h"
+#include "common/Dumper.h"
 #include "common/Fatal.h"
 #include "common/LeadingNumber.h"
 #include "common/Log.h"
 #include "common/Paths.h"
 #include "display/DisplayFreqClient.h"
-#include "policy/FpsCommon.h"
-#include "strategy/LcdFpsMonitor.h"
+#include "display/RateObserver.h"
 #include "sync/Clock.h"
 
 namespace KVT {
@@ -29,19 +29,11 @@ constexpr const char* kVipCpusFree = "0-7";
 constexpr int kConfirmAttempts = 9;
 constexpr int64_t kConfirmIntervalNs = 16'000 * kNsPerUs;
 
-constexpr int kJankFpsChanged = 460;
-
-void WriteJankRecord(int32_t fps) {
-    const std::string record = "#ARG1:fps#pkg:" + FpsCommon::CurrentPkgName() +
-                               "#fps:" + std::to_string(fps) +
-                               "#time:" + std::to_string(BootTimeNow());
-    __zrlog_jank_print(ANDROID_LOG_DEBUG, kJankFpsChanged, "%s", record.c_str());
-}
-
 }  // namespace
 
 RateStats LcdFpsControl::stats;
 bool LcdFpsControl::particalComposeEnabled = false;
+RateObserver* LcdFpsControl::observer = nullptr;
 android::sp<android::DisplayFreqClient> LcdFpsControl::client;
 android::sp<DisplayEngineManager> LcdFpsControl::manager;
 Mutex LcdFpsControl::setFpsMutex;
@@ -147,10 +139,8 @@ void LcdFpsControl::SetLcdFpsInternal(int32_t fps) {
     if (manager != nullptr) {
         manager->setFrameRate(rate);
     }
-    LcdFpsMonitor::GetInstance()->SetLcdRefreshRate(fps);
-    WriteJankRecord(fps);
-    if (particalComposeEnabled) {
-        FpsCommon::NotifyParticalComposeThresholdToSF(fps);
+    if (observer != nullptr) {
+        observer->onRateSet(fps);
     }
 }
 
@@ -161,11 +151,24 @@ bool LcdFpsControl::TryRefreshFrame(int32_t fps) {
                      fps);
             return true;
         }
-        FpsCommon::ForceRefreshFrame();
+        if (observer != nullptr) {
+            observer->onFrameNeeded();
+        }
         SleepFor(kConfirmIntervalNs);
     }
     KVT_LOGE("LcdFpsControl: refresh frame num has run out.");
     return false;
+}
+
+void LcdFpsControl::Dump(Dumper* dumper) {
+    const RateStats::Totals totals = stats.totals();
+    dumper->section("panel");
+    dumper->value("requested_hz", totals.requestedHz);
+    dumper->value("confirmed_hz", totals.confirmedHz);
+    dumper->value("maximum_hz", GetMaxLcdFps());
+    dumper->value("new_scheme", GetNewSchemeSupported());
+    dumper->value("switches", totals.switches);
+    dumper->value("failed_changes", totals.failures);
 }
 
 }  // namespace KVT

@@ -17,6 +17,9 @@ class DisplayFreqClient;
 
 namespace KVT {
 
+class Dumper;
+class RateObserver;
+
 /**
  * The one place through which the panel's refresh rate is changed and read. Rates are in Hz.
  *
@@ -28,8 +31,10 @@ class LcdFpsControl {
   public:
     LcdFpsControl() = delete;
 
-    /** Connects to the display. Called once, by FpsCommon::Init. */
+    /** Connects to the display. Called once, at start-up. */
     static void Init();
+    /** From now on `follower`, which lives to the end, hears of every change. At start-up. */
+    static void SetObserver(RateObserver* follower) { observer = follower; }
 
     static void SetLcdFps(int32_t fps) EXCLUDES(setFpsMutex);
     /** Sets the panel back to a rate that was requested before; GetLastLcdFps() stays as it is. */
@@ -53,10 +58,11 @@ class LcdFpsControl {
     /** What became of all changes so far. */
     static RateStats stats;
 
-    /**
-     * Written while the configuration is read: tell the compositor its partial-composition
-     * threshold.
-     */
+    /** The section "panel". */
+    static void Dump(Dumper* dumper);
+
+    /** Whoever follows the changes tells the compositor its partial-composition threshold. From the
+     * configuration. */
     static bool particalComposeEnabled;
 
   private:
@@ -65,7 +71,8 @@ class LcdFpsControl {
     static void SetLcdFpsInternal(int32_t fps) REQUIRES(setFpsMutex);
     static bool TryRefreshFrame(int32_t fps) REQUIRES(setFpsMutex);
 
-    // Both are set once, by Init.
+    // Set once, at start-up.
+    static RateObserver* observer;
     static android::sp<android::DisplayFreqClient> client;
     static android::sp<DisplayEngineManager> manager;
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "display/RateStats.h"
 
+#include "common/Dumper.h"
 #include "sync/Clock.h"
 
 namespace KVT {
@@ -46,6 +47,20 @@ RateStats::Totals RateStats::totals() {
     MutexLock lock(mMutex);
     accountUntilNow();
     return mTotals;
+}
+
+void RateStats::dump(Dumper* dumper) {
+    const Totals now = totals();
+    dumper->section("seconds_at_rate");
+    for (const auto& [hz, ns] : now.nsAtRate) {
+        dumper->seconds(std::to_string(hz), ns);
+    }
+    dumper->section("seconds_at_rate_by_package");
+    for (const auto& [pkg, times] : now.nsAtRateByPackage) {
+        for (const auto& [hz, ns] : times) {
+            dumper->seconds(pkg + "@" + std::to_string(hz), ns);
+        }
+    }
 }
 
 }  // namespace KVT

@@ -9,6 +9,8 @@
 
 namespace KVT {
 
+class Dumper;
+
 /** What became of the rates that were asked for, for dumps and reports. Any thread; leaf lock. */
 class RateStats {
   public:
@@ -32,6 +34,8 @@ class RateStats {
 
     /** Everything up to now. */
     Totals totals() EXCLUDES(mMutex);
+    /** The sections "seconds_at_rate" and "seconds_at_rate_by_package". */
+    void dump(Dumper* dumper) EXCLUDES(mMutex);
 
   private:
     void accountUntilNow() REQUIRES(mMutex);

@@ -1,44 +1,59 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "policy/Decision.h"
 
+#include <iterator>
+
 #include "common/Codes.h"
 
 namespace KVT {
 namespace {
 
-struct SceneRule {
-    Rule rule;
-    int32_t rate;
-    bool (*holds)(const PolicySnapshot&);
+// The first row that holds decides. Where none does, one of the last two: the package's own.
+constexpr Rule kRules[] = {
+    {"display-hotplug", kLowHz,
+     [](const PolicySnapshot& s) { return s.underDisplayHotplugControl; },
+     "an external display is connected"},
+    {"virtual-display", kLowHz, [](const PolicySnapshot& s) { return s.virtualDisplayStatus >= 1; },
+     "a virtual display lives"},
+    {"touch-pointer", kLowHz, [](const PolicySnapshot& s) { return s.underTpPointerControl; },
+     "a touch-pad pointer is in use"},
+    {"power-saving", kLowHz, [](const PolicySnapshot& s) { return s.powerModeSwitch; },
+     "the power mode is 1 or 4"},
+    {"video-call", kLowHz, [](const PolicySnapshot& s) { return s.underWechatVideoScene; },
+     "a video call runs"},
+    {"full-video", kLowHz, [](const PolicySnapshot& s) { return s.underFullVideoScene; },
+     "full-screen video plays"},
+    {"gpu-composition", kLowHz, [](const PolicySnapshot& s) { return s.gpuCompositionStatus == 1; },
+     "the compositor composes with the GPU"},
+    {"gpu-composition-count", kLowHz,
+     [](const PolicySnapshot& s) { return s.gpuCompositionCount >= s.gpuCompositionCountLimit; },
+     "it did so too often for this package"},
+    {"fingerprint-low", kLowHz, [](const PolicySnapshot& s) { return s.fingerprintStatus == 2; },
+     "a fingerprint unlock wants the low rate"},
+    {"compatibility-test", kLowHz, [](const PolicySnapshot& s) { return s.ctsTestCount >= 1; },
+     "a compatibility test is, or was just, in front"},
+    {"multi-app-forced", kLowHz, [](const PolicySnapshot& s) { return s.underMultiAppStatus == 2; },
+     "several applications are visible, and the configuration says so"},
+    {"fingerprint-high", kHighHz, [](const PolicySnapshot& s) { return s.fingerprintStatus == 1; },
+     "a fingerprint unlock wants the high rate"},
+    {"multi-app-mixed", kHighHz, [](const PolicySnapshot& s) { return s.underMultiAppStatus == 1; },
+     "several applications with different codes are visible"},
+    {"game-code", kRateByCode, nullptr, "none of the above: by the game's code"},
+    {"app-code", kRateByCode, nullptr, "none of the above: by the application's code"},
 };
-
-// The first row that holds decides.
-constexpr SceneRule kSceneRules[] = {
-    {Rule::kDisplayHotplug, kLowHz, [](const PolicySnapshot& s) { return s.displayHotplug; }},
-    {Rule::kVirtualDisplay, kLowHz, [](const PolicySnapshot& s) { return s.virtualDisplays >= 1; }},
-    {Rule::kTpPointer, kLowHz, [](const PolicySnapshot& s) { return s.tpPointer; }},
-    {Rule::kPowerSaving, kLowHz, [](const PolicySnapshot& s) { return s.powerSaving; }},
-    {Rule::kVideoCall, kLowHz, [](const PolicySnapshot& s) { return s.videoCall; }},
-    {Rule::kFullVideo, kLowHz, [](const PolicySnapshot& s) { return s.fullVideo; }},
-    {Rule::kGpuComposition, kLowHz,
-     [](const PolicySnapshot& s) { return s.gpuCompositionStatus == 1; }},
-    {Rule::kGpuCompositionCount, kLowHz,
-     [](const PolicySnapshot& s) { return s.gpuCompositionCount >= s.gpuCompositionCountLimit; }},
-    {Rule::kFingerprintLow, kLowHz,
-     [](const PolicySnapshot& s) { return s.fingerprintStatus == 2; }},
-    {Rule::kCompatibilityTest, kLowHz, [](const PolicySnapshot& s) { return s.ctsTestCount >= 1; }},
-    {Rule::kMultiAppForced, kLowHz, [](const PolicySnapshot& s) { return s.multiAppStatus == 2; }},
-    {Rule::kFingerprintHigh, kHighHz,
-     [](const PolicySnapshot& s) { return s.fingerprintStatus == 1; }},
-    {Rule::kMultiAppMixed, kHighHz, [](const PolicySnapshot& s) { return s.multiAppStatus == 1; }},
-};
+constexpr const Rule* kGameCodeRule = std::end(kRules) - 2;
+constexpr const Rule* kAppCodeRule = std::end(kRules) - 1;
 
 }  // namespace
 
+Rows<Rule> Rules() {
+    return {std::begin(kRules), std::end(kRules)};
+}
+
 std::optional<Decision> DecideByScene(const PolicySnapshot& state) {
-    for (const SceneRule& row : kSceneRules) {
-        if (row.holds(state)) {
-            return Decision{Outcome::kHold, row.rate, row.rule};
+    for (const Rule& rule : kRules) {
+        if (rule.holds != nullptr && rule.holds(state)) {
+            return Decision{Outcome::kHold, rule.rate, &rule};
         }
     }
     return std::nullopt;
@@ -46,53 +61,17 @@ std::optional<Decision> DecideByScene(const PolicySnapshot& state) {
 
 Decision DecideGame(int32_t code) {
     if (code == kCodeDynamic) {
-        return {Outcome::kGameDynamic, kLowHz, Rule::kGameCode, code};
+        return {Outcome::kGameDynamic, kLowHz, kGameCodeRule, code};
     }
     return {code == kCodeHigh ? Outcome::kGameConstHigh : Outcome::kGameFixed, kCodeToHz[code],
-            Rule::kGameCode, code};
+            kGameCodeRule, code};
 }
 
 Decision DecideApp(int32_t code) {
     if (code == kCodeDynamic) {
-        return {Outcome::kAppDynamic, kRateUntouched, Rule::kAppCode, code};
+        return {Outcome::kAppDynamic, kRateUntouched, kAppCodeRule, code};
     }
-    return {Outcome::kAppFixed, kCodeToHz[code], Rule::kAppCode, code};
-}
-
-const char* NameOf(Rule rule) {
-    switch (rule) {
-        case Rule::kDisplayHotplug:
-            return "display-hotplug";
-        case Rule::kVirtualDisplay:
-            return "virtual-display";
-        case Rule::kTpPointer:
-            return "touch-pointer";
-        case Rule::kPowerSaving:
-            return "power-saving";
-        case Rule::kVideoCall:
-            return "video-call";
-        case Rule::kFullVideo:
-            return "full-video";
-        case Rule::kGpuComposition:
-            return "gpu-composition";
-        case Rule::kGpuCompositionCount:
-            return "gpu-composition-count";
-        case Rule::kFingerprintLow:
-            return "fingerprint-low";
-        case Rule::kCompatibilityTest:
-            return "compatibility-test";
-        case Rule::kMultiAppForced:
-            return "multi-app-forced";
-        case Rule::kFingerprintHigh:
-            return "fingerprint-high";
-        case Rule::kMultiAppMixed:
-            return "multi-app-mixed";
-        case Rule::kGameCode:
-            return "game-code";
-        case Rule::kAppCode:
-            return "app-code";
-    }
-    return "unknown";
+    return {Outcome::kAppFixed, kCodeToHz[code], kAppCodeRule, code};
 }
 
 const char* NameOf(Outcome outcome) {

@@ -3,44 +3,28 @@
 
 #include <cstdint>
 #include <optional>
-#include <string>
+
+#include "common/Rows.h"
+#include "state/SceneInputs.h"
 
 namespace KVT {
 
-/** Everything the decision looks at, apart from what the foreground package is. */
-struct PolicySnapshot {
-    bool displayHotplug = false;
-    int32_t virtualDisplays = 0;
-    bool tpPointer = false;
-    bool powerSaving = false;
-    bool videoCall = false;
-    bool fullVideo = false;
-    int32_t gpuCompositionStatus = 0;
-    int32_t gpuCompositionCount = 0;
-    int32_t gpuCompositionCountLimit = 1;
-    int32_t fingerprintStatus = 0;
-    int32_t ctsTestCount = 0;
-    int32_t multiAppStatus = 0;
+/** A rule of the decision. Its row in Decision.cpp is all there is to say about it. */
+struct Rule {
+    /** As the dump, kvtctl and the simulator print it. */
+    const char* name;
+    /** Hz; kRateByCode where the package's refresh-rate code gives it. */
+    int32_t rate;
+    /** Whether the state calls for it; null where the package decides. */
+    bool (*holds)(const PolicySnapshot& state);
+    /** When that is, for people. */
+    const char* when;
 };
 
-/** Why the decision came out as it did. In order of precedence. */
-enum class Rule {
-    kDisplayHotplug,
-    kVirtualDisplay,
-    kTpPointer,
-    kPowerSaving,
-    kVideoCall,
-    kFullVideo,
-    kGpuComposition,
-    kGpuCompositionCount,
-    kFingerprintLow,
-    kCompatibilityTest,
-    kMultiAppForced,
-    kFingerprintHigh,
-    kMultiAppMixed,
-    kGameCode,
-    kAppCode,
-};
+inline constexpr int32_t kRateByCode = -1;
+
+/** All rules, in order of precedence: the first that holds decides. */
+Rows<Rule> Rules();
 
 /** What is to be done. */
 enum class Outcome {
@@ -58,7 +42,7 @@ struct Decision {
     Outcome outcome;
     /** Hz, or kRateUntouched. */
     int32_t rate;
-    Rule rule;
+    const Rule* rule;
     /** Refresh-rate code of the package; -1 when a scene decided. */
     int32_t code = -1;
 
@@ -75,8 +59,7 @@ std::optional<Decision> DecideByScene(const PolicySnapshot& state);
 Decision DecideGame(int32_t code);
 Decision DecideApp(int32_t code);
 
-/** Names as the dump, kvtctl and the simulator print them. */
-const char* NameOf(Rule rule);
+/** As the dump, kvtctl and the simulator print it. */
 const char* NameOf(Outcome outcome);
 
 }  // namespace KVT

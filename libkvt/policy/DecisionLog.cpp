@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "common/Dumper.h"
 #include "sync/Clock.h"
 
 namespace KVT {
@@ -24,6 +25,22 @@ std::vector<DecisionRecord> DecisionLog::since(uint64_t after) const {
         records.push_back(mRing[i % kCapacity]);
     }
     return records;
+}
+
+void DecisionLog::dump(Dumper* dumper) const {
+    dumper->section("decisions");
+    for (const DecisionRecord& record : since(0)) {
+        const Decision& d = record.decision;
+        std::string text = "at " + SecondsText(record.time) + " " + record.pkg + " " +
+                           NameOf(d.outcome) + " rule " + d.rule->name;
+        if (d.code >= 0) {
+            text += " code " + std::to_string(d.code);
+        }
+        if (d.rate != kRateUntouched) {
+            text += " " + std::to_string(d.rate) + " Hz";
+        }
+        dumper->value(std::to_string(record.number), text);
+    }
 }
 
 }  // namespace KVT

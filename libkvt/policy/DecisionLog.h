@@ -12,6 +12,8 @@
 
 namespace KVT {
 
+class Dumper;
+
 /** One decision run, as the dump and the simulator show it. */
 struct DecisionRecord {
     /** Counts decision runs from 1. */
@@ -31,6 +33,8 @@ class DecisionLog {
 
     /** Those after the decision numbered `after`, oldest first; the last kCapacity are kept. */
     std::vector<DecisionRecord> since(uint64_t after) const EXCLUDES(mMutex);
+    /** The section "decisions". */
+    void dump(Dumper* dumper) const EXCLUDES(mMutex);
 
   private:
     mutable Mutex mMutex;

@@ -1,15 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-// Which package is in front, and the decision that follows.
+// Which package is in front.
 #include <algorithm>
 
+#include "common/Codes.h"
+#include "common/KnownPackages.h"
 #include "common/Log.h"
 #include "detect/GameFpsDetect.h"
 #include "display/LcdFpsControl.h"
 #include "policy/FpsCommon.h"
-#include "policy/KnownPackages.h"
-#include "strategy/AppDynamicFps.h"
-#include "strategy/GameDynamicFps.h"
-#include "strategy/GameHighFps.h"
 
 namespace KVT {
 namespace {
@@ -18,27 +16,30 @@ constexpr int32_t kPackagesHeldByTest = 2;
 
 }  // namespace
 
+std::string FpsCommon::focusApp = kLauncher;
+std::unordered_set<std::string> FpsCommon::visibleAppSet;
+
 void FpsCommon::OnPackageInfoReceived(const std::string& focus,
                                       const std::unordered_set<std::string>& visible) {
-    MutexLock lock(decisionMutex);
+    Event event;
     focusApp = focus;
     visibleAppSet = visible;
-    OnPackageInfoUpateLocked(focusApp, visibleAppSet, foreground);
+    OnPackageInfoUpateInEvent(focusApp, visibleAppSet, Foreground());
 }
 
 void FpsCommon::OnPackageInfoUpate(const std::string& focus,
                                    const std::unordered_set<std::string>& visible,
                                    const std::string& current) {
-    MutexLock lock(decisionMutex);
-    OnPackageInfoUpateLocked(focus, visible, current);
+    Event event;
+    OnPackageInfoUpateInEvent(focus, visible, current);
 }
 
-void FpsCommon::OnPackageInfoUpateLocked(const std::string& focus,
-                                         const std::unordered_set<std::string>& visible,
-                                         const std::string& current) {
+void FpsCommon::OnPackageInfoUpateInEvent(const std::string& focus,
+                                          const std::unordered_set<std::string>& visible,
+                                          const std::string& current) {
     underMultiAppStatus = 0;
     if (visible.empty() || IsGame(focus)) {
-        return DoWithPackageUpdateLocked(focus);
+        return DoWithPackageUpdateInEvent(focus);
     }
     const std::string* game = nullptr;
     int games = 0;
@@ -53,7 +54,7 @@ void FpsCommon::OnPackageInfoUpateLocked(const std::string& focus,
     if (games > 0) {
         // A game stays in front while it is visible, even when something else has the focus.
         if (!currentIsVisibleGame) {
-            DoWithPackageUpdateLocked(games == 1 ? *game : focus);
+            DoWithPackageUpdateInEvent(games == 1 ? *game : focus);
         }
         return;
     }
@@ -62,45 +63,45 @@ void FpsCommon::OnPackageInfoUpateLocked(const std::string& focus,
     } else if (CodesDiffer(focus, visible)) {
         underMultiAppStatus = 1;
     }
-    DoWithPackageUpdateLocked(focus);
+    DoWithPackageUpdateInEvent(focus);
 }
 
 bool FpsCommon::CodesDiffer(const std::string& focus,
                             const std::unordered_set<std::string>& visible) {
-    const int32_t reference = GetAppCode(focus, GetPkgTypeByICMSManager(focus));
-    return std::any_of(visible.begin(), visible.end(), [reference](const std::string& pkg) {
-        return GetAppCode(pkg, GetPkgTypeByICMSManager(pkg)) != reference;
-    });
+    const int32_t reference = GetAppCode(focus, TypeOf(focus));
+    for (const std::string& pkg : visible) {
+        if (GetAppCode(pkg, TypeOf(pkg)) != reference) {
+            return true;
+        }
+    }
+    return false;
 }
 
 void FpsCommon::OnGameExitReceived(const std::string& pkg, int32_t state) {
-    MutexLock lock(decisionMutex);
+    Event event;
     if (state != 0 || !IsGame(pkg) || visibleAppSet.count(pkg) == 0 || IsGame(focusApp)) {
         return;
     }
     visibleAppSet.erase(pkg);
-    OnPackageInfoUpateLocked(focusApp, visibleAppSet, foreground);
+    OnPackageInfoUpateInEvent(focusApp, visibleAppSet, Foreground());
 }
 
 void FpsCommon::DoWithPackageUpdate(const std::string& pkg) {
-    MutexLock lock(decisionMutex);
-    DoWithPackageUpdateLocked(pkg);
+    Event event;
+    DoWithPackageUpdateInEvent(pkg);
 }
 
-void FpsCommon::DoWithPackageUpdateLocked(const std::string& pkg) {
+void FpsCommon::DoWithPackageUpdateInEvent(const std::string& pkg) {
     KVT_LOGI("aps-info: new pkgName - %s", pkg.c_str());
-    const bool changed = pkg != foreground;
+    const bool changed = pkg != Foreground();
     if (changed) {
-        foreground = pkg;
-        LcdFpsControl::stats.onPackage(foreground);
-        MutexLock lock(pkgMutex);
-        currentPkgName = foreground;
-        ++foregroundChanges;  // last: who has seen the new count must not find the old package
+        LcdFpsControl::stats.onPackage(pkg);
+        SetCurrentPkgName(pkg);
     }
     if (switchAll != 0) {
         // Detection still wants to know what is in front; the panel is none of its business.
         if (changed) {
-            ForeAppSwitchToGameLocked();
+            ForeAppSwitchToGameInEvent();
         }
         return;
     }
@@ -109,22 +110,22 @@ void FpsCommon::DoWithPackageUpdateLocked(const std::string& pkg) {
         gpuCompositionStatus = 0;
         gpuCompositionCount = 0;
         underFullVideoScene = false;
-        ctsTestCount = IsCompatibilityTest(foreground) ? kPackagesHeldByTest
-                                                       : std::max(ctsTestCount.load() - 1, 0);
-        ForeAppSwitchToGameLocked();
+        ctsTestCount = IsCompatibilityTest(Foreground()) ? kPackagesHeldByTest
+                                                         : std::max(ctsTestCount.load() - 1, 0);
+        ForeAppSwitchToGameInEvent();
         NotifyNewAppOpenedToSF(gameScene ? 0 : 1);
         BindVipCpus();
     }
-    DecideUnlessFingerprintLocked();
+    RunDecision(kUnlessUnlocking);
 }
 
 void FpsCommon::ForeAppSwitchToGame() {
-    MutexLock lock(decisionMutex);
-    ForeAppSwitchToGameLocked();
+    Event event;
+    ForeAppSwitchToGameInEvent();
 }
 
-void FpsCommon::ForeAppSwitchToGameLocked() {
-    const int32_t type = GetPkgTypeByICMSManager(foreground);
+void FpsCommon::ForeAppSwitchToGameInEvent() {
+    const int32_t type = TypeOf(Foreground());
     const bool isGame = type == kTypeGame;
     if (isGame) {
         GameFpsDetect::GetInstance()->Clear();
@@ -138,102 +139,6 @@ void FpsCommon::ForeAppSwitchToGameLocked() {
     } else {
         KVT_LOGI("fpscommon: this is non game, type %d", type);
     }
-}
-
-void FpsCommon::DoWithForeAppSwitch() {
-    MutexLock lock(decisionMutex);
-    DecideUnlessFingerprintLocked();
-}
-
-void FpsCommon::DoWithForeAppSwitchInternal() {
-    MutexLock lock(decisionMutex);
-    DecideAndApplyLocked();
-}
-
-Decision FpsCommon::Decide() {
-    MutexLock lock(decisionMutex);
-    return DecideLocked();
-}
-
-void FpsCommon::DecideUnlessFingerprintLocked() {
-    if (fingerprintStatus == 0) {
-        DecideAndApplyLocked();
-    }
-}
-
-Decision FpsCommon::DecideLocked() {
-    if (const std::optional<Decision> scene = DecideByScene(TakeSnapshot()); scene.has_value()) {
-        return *scene;
-    }
-    const int32_t type = GetPkgTypeByICMSManager(foreground);
-    return type == kTypeGame ? DecideGame(GetGameCode(foreground))
-                             : DecideApp(GetAppCode(foreground, type));
-}
-
-void FpsCommon::DecideAndApplyLocked() {
-    const Decision decision = DecideLocked();
-    decisions.add(foreground, decision);
-    Apply(decision);
-}
-
-void FpsCommon::Apply(const Decision& decision) {
-    switch (decision.outcome) {
-        case Outcome::kHold:
-        case Outcome::kGameFixed:
-        case Outcome::kGameConstHigh:
-        case Outcome::kGameDynamic:
-            ResetAppStrategy();
-            ResetGameStrategy();
-            break;
-        case Outcome::kAppFixed:
-            ResetGameStrategy();
-            ResetAppStrategy();
-            break;
-        case Outcome::kAppDynamic:
-            ResetGameStrategy();
-            break;
-    }
-    if (decision.rate != kRateUntouched) {
-        LcdFpsControl::SetLcdFps(decision.rate);
-    }
-    switch (decision.outcome) {
-        case Outcome::kGameConstHigh:
-            return SetGameConstHighStrategy();
-        case Outcome::kGameDynamic:
-            return SetGameDynamicStrategy();
-        case Outcome::kAppDynamic:
-            return SetAppStrategy();
-        default:
-            return;
-    }
-}
-
-void FpsCommon::SetAppStrategy() {
-    appDynamicSwitch = true;
-    NotifyAppDynamicFpsModeToSF(true);
-}
-
-void FpsCommon::ResetAppStrategy() {
-    appDynamicSwitch = false;
-    AppDynamicFps::GetInstance()->Reset();
-    NotifyAppDynamicFpsModeToSF(false);
-}
-
-void FpsCommon::SetGameDynamicStrategy() {
-    gameDynamicSwitch = true;
-    GameDynamicFps::GetInstance()->Set();
-}
-
-void FpsCommon::SetGameConstHighStrategy() {
-    gameConst90Switch = true;
-    GameHighFps::GetInstance()->Set();
-}
-
-void FpsCommon::ResetGameStrategy() {
-    gameDynamicSwitch = false;
-    GameDynamicFps::GetInstance()->Reset();
-    gameConst90Switch = false;
-    GameHighFps::GetInstance()->Reset();
 }
 
 }  // namespace KVT

@@ -22,67 +22,69 @@ void StoreFlag(Atomic<bool>& scene, int32_t event) {
 
 }  // namespace
 
+std::string FpsCommon::fingerprintPkgName;
+
 void FpsCommon::OnDisplayHotplugEventReceived(int32_t connected) {
     if (switchAll != 0) {
         return;
     }
-    MutexLock lock(decisionMutex);
+    Event event;
     StoreFlag(underDisplayHotplugControl, connected);
-    DecideUnlessFingerprintLocked();
+    RunDecision(kUnlessUnlocking);
 }
 
 void FpsCommon::OnVirtualDisplayEventReceived(int32_t created) {
     if (switchAll != 0) {
         return;
     }
-    MutexLock lock(decisionMutex);
+    Event event;
     if (created == 1) {
         ++virtualDisplayStatus;
     } else if (created == 0) {
         --virtualDisplayStatus;
     }
-    DecideUnlessFingerprintLocked();
+    RunDecision(kUnlessUnlocking);
 }
 
 void FpsCommon::SetLcdLowDownByTpPointer(int32_t on) {
     if (switchAll != 0 || !tables.tpPointerSwitch) {
         return;
     }
-    MutexLock lock(decisionMutex);
+    Event event;
     StoreFlag(underTpPointerControl, on);
-    DecideUnlessFingerprintLocked();
+    RunDecision(kUnlessUnlocking);
 }
 
 void FpsCommon::SetLcdLowDownByWechatVideoScene(bool on) {
     if (switchAll != 0) {
         return;
     }
-    MutexLock lock(decisionMutex);
+    Event event;
     underWechatVideoScene = on;
     if (on) {
         KVT_LOGI("fpscommon: wechat: start video call and set down 60Hz");
     } else {
         KVT_LOGI("fpscommon: wechat: end video call and recover");
     }
-    DecideUnlessFingerprintLocked();
+    RunDecision(kUnlessUnlocking);
 }
 
 void FpsCommon::OnFullVideoStatusReceived(int32_t on) {
     if (switchAll != 0 || (on != 0 && on != 1)) {
         return;
     }
-    MutexLock lock(decisionMutex);
+    Event event;
     underFullVideoScene = on == 1;
-    DecideUnlessFingerprintLocked();
+    RunDecision(kUnlessUnlocking);
 }
 
 void FpsCommon::OnGpuCompositionEventReceived(int32_t status) {
     if (switchAll != 0 || !tables.gpuCompositionSwitch) {
         return;
     }
-    MutexLock lock(decisionMutex);
+    Event event;
     if (gameScene ||
-        std::string_view(foreground).substr(0, kGpuBenchmark.size()) == kGpuBenchmark ||
+        std::string_view(Foreground()).substr(0, kGpuBenchmark.size()) == kGpuBenchmark ||
         status == gpuCompositionStatus) {
         return;
     }
@@ -91,7 +93,7 @@ void FpsCommon::OnGpuCompositionEventReceived(int32_t status) {
         gpuCompositionCount = tables.gpuCompositionCountLimit;
         KVT_LOGI("Gpu-KVT: Gpu composition count full");
     }
-    DecideUnlessFingerprintLocked();
+    RunDecision(kUnlessUnlocking);
 }
 
 void FpsCommon::OnFingerprintMessageReceived(const std::string& pkg, int32_t status) {
@@ -103,7 +105,7 @@ void FpsCommon::OnFingerprintMessageReceived(const std::string& pkg, int32_t sta
                  status);
         return;
     }
-    MutexLock lock(decisionMutex);
+    Event event;
     // The system UI may not take an unlock away from another package that is in the middle of one.
     if (fingerprintPkgName != kSystemUi && fingerprintStatus != 0 && pkg == kSystemUi) {
         return;
@@ -119,11 +121,11 @@ void FpsCommon::OnFingerprintMessageReceived(const std::string& pkg, int32_t sta
             return;
         }
     }
-    DecideAndApplyLocked();
+    RunDecision(kInAnyCase);
 }
 
 void FpsCommon::RecoverLcd() {
-    MutexLock lock(decisionMutex);
+    Event event;
     if (switchAll == 0) {
         BindVipCpus();
     }

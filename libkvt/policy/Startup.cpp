@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
-// State of the policy, its start, and the two global inputs: power mode and user setting.
+// The start of everything.
 #include <cutils/properties.h>
 
 #include <cstdlib>
 
+#include "common/Codes.h"
+#include "common/Turn.h"
 #include "config/XmlParser.h"
 #include "display/LcdFpsControl.h"
+#include "policy/Consequences.h"
 #include "policy/FpsCommon.h"
-#include "policy/KnownPackages.h"
 #include "strategy/AppDynamicFps.h"
 #include "strategy/GameDynamicFps.h"
 #include "strategy/GameHighFps.h"
@@ -15,8 +17,6 @@
 
 namespace KVT {
 namespace {
-
-constexpr const char* kClassificationService = "IKoraCMSService";
 
 int32_t IntProperty(const char* name, const char* fallback) {
     char value[PROPERTY_VALUE_MAX];
@@ -26,58 +26,12 @@ int32_t IntProperty(const char* name, const char* fallback) {
 
 }  // namespace
 
-int32_t FpsCommon::switchAll = 0;
-ConfigTables FpsCommon::tables;
-DecisionLog FpsCommon::decisions;
-Atomic<int32_t> FpsCommon::powerMode{2};
-Atomic<bool> FpsCommon::powerModeSwitch{false};
-Atomic<int32_t> FpsCommon::lcdSetting{0};
-Atomic<bool> FpsCommon::gameScene{false};
-Atomic<bool> FpsCommon::gameAppStart{false};
-Atomic<bool> FpsCommon::appDynamicSwitch{false};
-Atomic<bool> FpsCommon::gameDynamicSwitch{false};
-Atomic<bool> FpsCommon::gameConst90Switch{false};
-Atomic<int32_t> FpsCommon::limitedGameFps{kNoGameFps};
-Atomic<int32_t> FpsCommon::forcedGameFps{kNoGameFps};
-Atomic<bool> FpsCommon::underDisplayHotplugControl{false};
-Atomic<int32_t> FpsCommon::virtualDisplayStatus{0};
-Atomic<bool> FpsCommon::underTpPointerControl{false};
-Atomic<bool> FpsCommon::underWechatVideoScene{false};
-Atomic<bool> FpsCommon::underFullVideoScene{false};
-Atomic<int32_t> FpsCommon::fingerprintStatus{0};
-Atomic<int32_t> FpsCommon::gpuCompositionStatus{0};
-Atomic<int32_t> FpsCommon::gpuCompositionCount{0};
-Atomic<int32_t> FpsCommon::ctsTestCount{0};
-Atomic<int32_t> FpsCommon::underMultiAppStatus{0};
-Mutex FpsCommon::decisionMutex;
-std::string FpsCommon::focusApp = kLauncher;
-std::unordered_set<std::string> FpsCommon::visibleAppSet;
-std::string FpsCommon::fingerprintPkgName;
-std::string FpsCommon::foreground = kLauncher;
-Mutex FpsCommon::pkgMutex;
-std::string FpsCommon::currentPkgName = kLauncher;
-Atomic<uint32_t> FpsCommon::foregroundChanges{0};
-Mutex FpsCommon::appTypeMapMutex;
-std::unordered_map<std::string, int32_t> FpsCommon::appTypeMap;
-android::sp<android::IServiceManager> FpsCommon::sm;
-android::sp<android::IBinder> FpsCommon::service;
-Mutex FpsCommon::codeCacheMutex;
-FpsCommon::CodeCache FpsCommon::appCodeCache;
-FpsCommon::CodeCache FpsCommon::gameCodeCache;
-
 void FpsCommon::Init() {
-    const android::sp<android::IServiceManager> manager = android::defaultServiceManager();
-    const android::sp<android::IBinder> classifier =
-        manager == nullptr ? nullptr
-                           : manager->checkService(android::String16(kClassificationService));
+    Consequences::Connect();
+    ConnectClassifier();
+    // The launcher is in front all the time; nobody needs to be asked what it is.
     const std::string launcher = CurrentPkgName();
-    {
-        MutexLock lock(appTypeMapMutex);
-        sm = manager;
-        service = classifier;
-        // The launcher is in front all the time; nobody needs to be asked what it is.
-        appTypeMap.emplace(launcher, kTypeLauncher);
-    }
+    RememberType(launcher, kTypeLauncher);
 
     LcdFpsControl::stats.onPackage(launcher);
     LcdFpsControl::Init();
@@ -106,55 +60,15 @@ void FpsCommon::Init() {
     GameHighFps::GetInstance()->StartCheckFpsThread();
     LcdFpsMonitor::GetInstance()->StartCheckFpsThread();
 
-    DoWithPowerModeUpdate(IntProperty("persist.sys.smart_power", "0"));
-    DoWithLcdSettingUpdate(IntProperty("persist.sys.zr_screen_freq", defaultSetting.c_str()));
+    // The game SDK knows us by now, and may report while these are decided.
+    Turn::Take([] { DoWithPowerModeUpdate(IntProperty("persist.sys.smart_power", "0")); });
+    Turn::Take([&] {
+        DoWithLcdSettingUpdate(IntProperty("persist.sys.zr_screen_freq", defaultSetting.c_str()));
+    });
 }
 
-void FpsCommon::DoWithPowerModeUpdate(int32_t mode) {
-    if (switchAll != 0) {
-        return;
-    }
-    MutexLock lock(decisionMutex);
-    powerMode = mode;
-    powerModeSwitch = mode == 1 || mode == 4;
-    DecideUnlessFingerprintLocked();
-}
-
-void FpsCommon::DoWithLcdSettingUpdate(int32_t setting) {
-    if (switchAll != 0) {
-        return;
-    }
-    MutexLock lock(decisionMutex);
-    lcdSetting = validLcdSettings.count(setting) != 0 ? setting : 0;
-    LcdFpsControl::SetHighFreqOnFlag(lcdSetting == 1);
-    DecideUnlessFingerprintLocked();
-    BindVipCpus();
-}
-
-void FpsCommon::BindVipCpus() {
-    LcdFpsControl::BindVipCpus(lcdSetting == 1 && !gameScene);
-}
-
-std::string FpsCommon::CurrentPkgName() {
-    MutexLock lock(pkgMutex);
-    return currentPkgName;
-}
-
-PolicySnapshot FpsCommon::TakeSnapshot() {
-    PolicySnapshot state;
-    state.displayHotplug = underDisplayHotplugControl;
-    state.virtualDisplays = virtualDisplayStatus;
-    state.tpPointer = underTpPointerControl;
-    state.powerSaving = powerModeSwitch;
-    state.videoCall = underWechatVideoScene;
-    state.fullVideo = underFullVideoScene;
-    state.gpuCompositionStatus = gpuCompositionStatus;
-    state.gpuCompositionCount = gpuCompositionCount;
-    state.gpuCompositionCountLimit = tables.gpuCompositionCountLimit;
-    state.fingerprintStatus = fingerprintStatus;
-    state.ctsTestCount = ctsTestCount;
-    state.multiAppStatus = underMultiAppStatus;
-    return state;
+void FpsCommon::NotifyIsDynamicFreq() {
+    CompositorNotices::NotifyIsDynamicFreq(LcdFpsControl::GetNewSchemeSupported());
 }
 
 }  // namespace KVT

@@ -99,58 +99,40 @@ void KVTManagerImpl::NotifyGameFpsToAps(int32_t fps) {
     listenerHandler->HandleMessageSelf(KVTListenerHandler::GAME_FPS_REPORT);
 }
 
-void KVTManagerImpl::SendLayerTimeInfo(LayerTimeInfo& info) {
-    Operation operation(mOperationsLock);
+/** Hands an event on to the service's operation of the same name. */
+template <typename Argument>
+void KVTManagerImpl::forward(const char* name, void (IKVTService::*operation)(Argument),
+                             Argument argument) {
+    Operation ongoing(mOperationsLock);
     if (service == nullptr) {
-        KVT_LOGE("KVTManagerImpl::SendLayerTimeInfo: can not get service");
+        KVT_LOGE("KVTManagerImpl::%s: can not get service", name);
         return;
     }
-    service->SendLayerTimeInfo(info);
+    (service.get()->*operation)(argument);
+}
+
+void KVTManagerImpl::SendLayerTimeInfo(LayerTimeInfo& info) {
+    forward<LayerTimeInfo&>(__func__, &IKVTService::SendLayerTimeInfo, info);
 }
 
 void KVTManagerImpl::SetLcdEvent(int32_t event) {
-    Operation operation(mOperationsLock);
-    if (service == nullptr) {
-        KVT_LOGE("KVTManagerImpl::SetLcdEvent: can not get service");
-        return;
-    }
-    service->SetLcdEvent(event);
+    forward(__func__, &IKVTService::SetLcdEvent, event);
 }
 
 void KVTManagerImpl::NotifyFrameRefresh(int64_t timestamp) {
-    Operation operation(mOperationsLock);
-    if (service == nullptr) {
-        KVT_LOGE("KVTManagerImpl::NotifyFrameRefresh: can not get service");
-        return;
-    }
-    service->NotifyFrameRefresh(timestamp);
+    forward(__func__, &IKVTService::NotifyFrameRefresh, timestamp);
 }
 
 void KVTManagerImpl::NotifyDisplayHotplugEvent(int32_t event) {
-    Operation operation(mOperationsLock);
-    if (service == nullptr) {
-        KVT_LOGE("KVTManagerImpl::NotifyDisplayHotplugEvent: can not get service");
-        return;
-    }
-    service->NotifyDisplayHotplugEvent(event);
+    forward(__func__, &IKVTService::NotifyDisplayHotplugEvent, event);
 }
 
 void KVTManagerImpl::NotifyVirtualDisplayEvent(int32_t event) {
-    Operation operation(mOperationsLock);
-    if (service == nullptr) {
-        KVT_LOGE("KVTManagerImpl::NotifyVirtualDisplayEvent: can not get service");
-        return;
-    }
-    service->NotifyVirtualDisplayEvent(event);
+    forward(__func__, &IKVTService::NotifyVirtualDisplayEvent, event);
 }
 
 void KVTManagerImpl::NotifyGpuCompositionEvent(int32_t status) {
-    Operation operation(mOperationsLock);
-    if (service == nullptr) {
-        KVT_LOGE("KVTManagerImpl::NotifyGpuCompositionEvent: can not get service");
-        return;
-    }
-    service->NotifyGpuCompositionEvent(status);
+    forward(__func__, &IKVTService::NotifyGpuCompositionEvent, status);
 }
 
 }  // namespace KVT

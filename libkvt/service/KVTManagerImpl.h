@@ -54,6 +54,9 @@ class KVTManagerImpl : public virtual BnKVTListener {
     void NotifyGpuCompositionEvent(int32_t status);
 
   private:
+    template <typename Argument>
+    void forward(const char* name, void (IKVTService::*operation)(Argument), Argument argument);
+
     android::sp<IKVTService> service;
     android::sp<KVTListenerHandler> listenerHandler GUARDED_BY(mMutex);
     /** Makes reports one at a time. Comes before KVTListenerHandler::mutexLock. */

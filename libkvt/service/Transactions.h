@@ -1,10 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <cstddef>
+#include <binder/Parcel.h>
+#include <utils/Errors.h>
+
 #include <cstdint>
 
+#include "common/Rows.h"
+
 namespace KVT {
+
+class IKVTService;
 
 /** Transaction codes of the service. */
 enum Transaction : uint32_t {
@@ -35,20 +41,56 @@ enum Transaction : uint32_t {
     SELF_TEST = 20003,
 };
 
-/** What a client needs to know of one transaction; the dispatcher works from the same rows. */
+/** Who sends a transaction. */
+enum class Sender { kListener, kFramework, kCompositor };
+
+/** As its sender sends it. The service answers whoever waits, all the same. */
+enum class Call { kOneWay, kWaits };
+
+/**
+ * One transaction. The dispatcher works from its row, and the protocol's description is held to it.
+ * Of one that is a single number, or a query, the row also makes the client's request, kvtctl's
+ * subcommand and the scenario's event.
+ */
 struct TransactionInfo {
     uint32_t code;
     const char* name;
+    Sender sender;
+    Call call;
     /** The request begins with the interface token; a wrong one is answered with -1. */
     bool checksToken;
+    /** Fields of the request behind the token: type and name each, "none" without any. */
+    const char* request;
     /**
-     * After it was handled the call also goes to the base binder, whose "unknown transaction" is
-     * the status that the framework gets.
+     * Fields of the reply. "unknown transaction": after it was handled the call also goes to the
+     * base binder, and that is the status that the framework gets.
      */
-    bool endsInBase;
+    const char* reply;
+    /** kvtctl's subcommand and a scenario's event; null where there is none. */
+    const char* command;
+    const char* event;
+    /** For people. */
+    const char* meaning;
+    /** What tools accept for the value of a request that is one int32. */
+    int32_t least;
+    int32_t most;
+
+    /** Reads and logs the request, writes the reply, and acts: not before the turn is over. */
+    android::status_t (*handle)(const TransactionInfo& row, IKVTService& service,
+                                const android::Parcel& data, android::Parcel* reply);
+    // Of a request that is one int32, where they are not null:
+    int logPriority = 0;
+    const char* log = nullptr;
+    void (*act)(IKVTService& service, int32_t value) = nullptr;
+
+    bool endsInBase() const;
+    bool takesOneNumber() const { return least != most; }
 };
 
 /** All transactions, in ascending order of their codes. */
-const TransactionInfo* Transactions(size_t* count);
+Rows<TransactionInfo> Transactions();
+
+/** @return null for a code that nobody serves */
+const TransactionInfo* FindTransaction(uint32_t code);
 
 }  // namespace KVT

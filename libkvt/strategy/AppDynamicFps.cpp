@@ -5,11 +5,10 @@
 
 #include "common/Codes.h"
 #include "common/Log.h"
+#include "detect/AppFpsDetect.h"
+#include "detect/FrameRefreshDetect.h"
 #include "display/LcdFpsControl.h"
-#include "strategy/AppFpsDetect.h"
 #include "strategy/CheckThread.h"
-#include "strategy/FrameRefreshDetect.h"
-#include "strategy/LcdFpsMonitor.h"
 #include "sync/Clock.h"
 
 namespace KVT {
@@ -38,7 +37,6 @@ AppDynamicFps::AppDynamicFps()
     // The check thread uses them to the end, so they are to be destroyed later.
     FrameRefreshDetect::GetInstance();
     AppFpsDetect::GetInstance();
-    LcdFpsMonitor::GetInstance();
 }
 
 AppDynamicFps::~AppDynamicFps() {

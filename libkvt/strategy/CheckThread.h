@@ -18,7 +18,12 @@ class CheckThread : public BaseThread {
   private:
     bool threadLoop() override {
         while (!exitPending()) {
-            Turn::Take([] { (Owner::GetInstance()->*Step)(); });
+            Turn::Take([this] {
+                (Owner::GetInstance()->*Step)();
+                if (exitPending()) {
+                    Turn::DropPutOff();  // others that an event needs may be gone already
+                }
+            });
         }
         return false;
     }

@@ -6,14 +6,11 @@
 
 #include "common/Codes.h"
 #include "common/Log.h"
-#include "common/Turn.h"
-#include "detect/GameFpsDetect.h"
 #include "display/LcdFpsControl.h"
-#include "service/KVTGameSdkListener.h"
+#include "peers/IKoraCallback.h"
+#include "peers/KVTGameSdkListener.h"
 #include "strategy/CheckThread.h"
 #include "strategy/GameSdkReport.h"
-#include "strategy/LcdFpsMonitor.h"
-#include "sync/Clock.h"
 
 namespace KVT {
 namespace {
@@ -22,12 +19,8 @@ namespace {
 constexpr int32_t kUpAboveFps = 60;
 constexpr int32_t kDownBelowFps = 46;
 
-/** Of a game that was not measured yet. */
-constexpr int32_t kUnknownFps = 0;
-
 /** A game held back by a 60 Hz panel runs at exactly this rate. */
 constexpr int32_t kTrialFps = 60;
-constexpr int64_t kTrialNs = 5 * kNsPerS;
 
 /** The one game whose reports are acted on. */
 constexpr char kReportingPackage[] = "com.tencent.tmgp.pubgmhd";
@@ -47,27 +40,24 @@ GameDynamicFps* GameDynamicFps::GetInstance() {
     static GameDynamicFps instance;
     // Not in the constructor: a report that comes meanwhile needs the instance.
     static std::atomic<bool> used{false};
-    if (!used.exchange(true)) {
+    if (!used && !used.exchange(true)) {
         instance.RegisterWithSdk();
     }
     return &instance;
 }
 
 GameDynamicFps::GameDynamicFps()
-    : mPubgFps(kDefaultPubgFps),
+    : GameStrategy("GameDynamicFps"),
+      mPubgFps(kDefaultPubgFps),
       mGameSdkListener(new KVTGameSdkListener),
       mCheckThread(new CheckFpsThread) {
-    // The check thread uses them to the end, so they are to be destroyed later.
-    GameFpsDetect::GetInstance();
-    LcdFpsMonitor::GetInstance();
+    BnKoraCallback::SetReceiver([](const android::String8& report) {
+        GameDynamicFps::GetInstance()->UpdateGameSdkInfo(report);
+    });
 }
 
 GameDynamicFps::~GameDynamicFps() {
-    mCheckThread->Stop([this] {
-        Reset();
-        MutexLock lock(mMutex);
-        mCond.close();
-    });
+    mCheckThread->Stop([this] { Close(); });
 }
 
 int32_t GameDynamicFps::StartCheckFpsThread() {
@@ -89,42 +79,13 @@ void GameDynamicFps::RegisterWithSdk() {
 }
 
 void GameDynamicFps::Set() {
-    Arm();
+    {
+        MutexLock lock(mMutex);
+        Arm();
+        mIsPubgAeroplane = false;
+        mPubgFps = kDefaultPubgFps;
+    }
     RegisterWithSdk();
-}
-
-void GameDynamicFps::Arm() {
-    MutexLock lock(mMutex);
-    mIsActive = true;
-    mIsPubgAeroplane = false;
-    StoreGameFps(kUnknownFps);
-    mPubgFps = kDefaultPubgFps;
-    if (!mTrial.isPending()) {
-        // What is pending was about the game before.
-        mCond.clear();
-    }
-}
-
-void GameDynamicFps::Reset() {
-    MutexLock lock(mMutex);
-    mIsActive = false;
-    mTrial.revoke();
-    mCond.signal();
-}
-
-void GameDynamicFps::SetGameFps(int32_t fps) {
-    MutexLock lock(mMutex);
-    if (fps == mGameFps) {
-        return;
-    }
-    StoreGameFps(fps);
-    mCond.signal();
-    KVT_LOGI("GameDynamicFps: signal %dfps", fps);
-}
-
-void GameDynamicFps::StoreGameFps(int32_t fps) {
-    mGameFps = fps;
-    ++mGameFpsChanges;
 }
 
 void GameDynamicFps::UpdateGameSdkInfo(const android::String8& json) {
@@ -170,23 +131,17 @@ void GameDynamicFps::CheckFps() {
 }
 
 void GameDynamicFps::RunTrial() {
-    const uint32_t changesBefore = mGameFpsChanges;
     LcdFpsControl::SetLcdFps(kHighHz);
     KVT_LOGI("GameDynamicFps: set lcd to 90Hz 5s");
-    mTrial.begin(kHighHz);
-    Turn::CatchUp(mMutex);
-
-    (void)mCond.waitUntil(mMutex, MonotonicNow() + kTrialNs);
-
-    const bool lasted = mTrial.end();
-    if (lasted && mGameFps <= kUpAboveFps) {
+    const Forced trial = Force(kHighHz);
+    if (trial.lasted && mGameFps <= kUpAboveFps) {
         LcdFpsControl::SetLcdFps(kLowHz);
         KVT_LOGI("GameDynamicFps: set lcd to 60Hz back after 5s");
     }
     // The event that ended the trial may have stood for several: a rate that left 60 and came back,
     // or that of the next game, if it is known by now, has not been looked at yet.
-    const bool isDue = lasted ? mGameFps == kTrialFps : mGameFps != kUnknownFps;
-    if (isDue && mGameFpsChanges != changesBefore) {
+    const bool isDue = trial.lasted ? mGameFps == kTrialFps : mGameFps != kUnknownFps;
+    if (isDue && trial.rateChanged) {
         mCond.signal();
     }
 }

@@ -6,8 +6,7 @@
 
 #include <cstdint>
 
-#include "strategy/ForcedRate.h"
-#include "sync/Condition.h"
+#include "strategy/GameStrategy.h"
 
 namespace KVT {
 
@@ -24,7 +23,7 @@ struct GameSdkReport;
  *
  * Any thread. The panel is set, and the scheduler told, with the strategy's mutex held.
  */
-class GameDynamicFps {
+class GameDynamicFps : public GameStrategy {
   public:
     /** The first call registers with the game SDK, which may report before it has returned. */
     static GameDynamicFps* GetInstance();
@@ -34,12 +33,6 @@ class GameDynamicFps {
 
     /** Arms the strategy for a game of which nothing is known yet; the panel stays as it is. */
     void Set() EXCLUDES(mMutex);
-
-    /** Disarms it; a trial ends at once and leaves the panel as it is. */
-    void Reset() EXCLUDES(mMutex);
-
-    /** @param fps the game's detected frame rate */
-    void SetGameFps(int32_t fps) EXCLUDES(mMutex);
 
     /** @param json the game SDK's report; anything that is not one is ignored */
     void UpdateGameSdkInfo(const android::String8& json) EXCLUDES(mMutex);
@@ -55,21 +48,11 @@ class GameDynamicFps {
 
     /** Registers unless that is done, or being done by another thread or further up on this one. */
     void RegisterWithSdk() EXCLUDES(mMutex);
-    void Arm() EXCLUDES(mMutex);
     void RunTrial() REQUIRES(mMutex);
-    void StoreGameFps(int32_t fps) REQUIRES(mMutex);
     void CheckPubgSdk(const GameSdkReport& report) REQUIRES(mMutex);
 
-    Mutex mMutex;
-    Condition mCond;
-    int32_t mGameFps GUARDED_BY(mMutex) = 0;
-    /** Counts the changes of mGameFps, so that a trial knows whether there were any. */
-    uint32_t mGameFpsChanges GUARDED_BY(mMutex) = 0;
-    /** The five seconds at 90 Hz. */
-    ForcedRate mTrial GUARDED_BY(mMutex);
     /** The frame rate that the reporting game is set to. */
     int32_t mPubgFps GUARDED_BY(mMutex);
-    bool mIsActive GUARDED_BY(mMutex) = false;
     bool mIsPubgAeroplane GUARDED_BY(mMutex) = false;
     const android::sp<KVTGameSdkListener> mGameSdkListener;
     bool mIsSdkRegistered GUARDED_BY(mMutex) = false;

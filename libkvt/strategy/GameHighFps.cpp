@@ -2,10 +2,7 @@
 #include "strategy/GameHighFps.h"
 
 #include "common/Log.h"
-#include "common/Turn.h"
-#include "detect/GameFpsDetect.h"
 #include "strategy/CheckThread.h"
-#include "sync/Clock.h"
 
 namespace KVT {
 namespace {
@@ -13,7 +10,6 @@ namespace {
 /** A game that the scheduler holds back runs at exactly this rate. */
 constexpr int32_t kBoostFromFps = 60;
 constexpr int32_t kBoostToFps = 90;
-constexpr int64_t kBoostNs = 5 * kNsPerS;
 
 }  // namespace
 
@@ -24,17 +20,10 @@ GameHighFps* GameHighFps::GetInstance() {
     return &instance;
 }
 
-GameHighFps::GameHighFps() : mCheckThread(new CheckFpsThread) {
-    // The check thread uses it to the end, so it is to be destroyed later.
-    GameFpsDetect::GetInstance();
-}
+GameHighFps::GameHighFps() : GameStrategy("GameHighFps"), mCheckThread(new CheckFpsThread) {}
 
 GameHighFps::~GameHighFps() {
-    mCheckThread->Stop([this] {
-        Reset();
-        MutexLock lock(mMutex);
-        mCond.close();
-    });
+    mCheckThread->Stop([this] { Close(); });
 }
 
 int32_t GameHighFps::StartCheckFpsThread() {
@@ -43,34 +32,7 @@ int32_t GameHighFps::StartCheckFpsThread() {
 
 void GameHighFps::Set() {
     MutexLock lock(mMutex);
-    mIsActive = true;
-    StoreGameFps(0);
-    if (!mBoost.isPending()) {
-        // What is pending was about the game before.
-        mCond.clear();
-    }
-}
-
-void GameHighFps::Reset() {
-    MutexLock lock(mMutex);
-    mIsActive = false;
-    mBoost.revoke();
-    mCond.signal();
-}
-
-void GameHighFps::SetGameFps(int32_t fps) {
-    MutexLock lock(mMutex);
-    if (fps == mGameFps) {
-        return;
-    }
-    StoreGameFps(fps);
-    mCond.signal();
-    KVT_LOGI("GameHighFps: signal %dfps", fps);
-}
-
-void GameHighFps::StoreGameFps(int32_t fps) {
-    mGameFps = fps;
-    ++mGameFpsChanges;
+    Arm();
 }
 
 void GameHighFps::CheckFps() {
@@ -82,17 +44,12 @@ void GameHighFps::CheckFps() {
 }
 
 void GameHighFps::RunBoost() {
-    const uint32_t changesBefore = mGameFpsChanges;
     KVT_LOGI("GameHighFps: send 90fps to sched 5s: start");
-    mBoost.begin(kBoostToFps);
-    Turn::CatchUp(mMutex);
-
-    (void)mCond.waitUntil(mMutex, MonotonicNow() + kBoostNs);
-
-    (void)mBoost.end();
+    const Forced boost = Force(kBoostToFps);
     KVT_LOGI("GameHighFps: send 90fps to sched: end");
-    if (mGameFpsChanges != changesBefore && mGameFps == kBoostFromFps) {
-        // The event that ended the boost may stand for several: the rate left 60 and came back.
+    if (boost.rateChanged && mGameFps == kBoostFromFps) {
+        // The event that ended the boost may have stood for several: the rate left 60 and came
+        // back.
         mCond.signal();
     }
 }

@@ -5,8 +5,7 @@
 
 #include <cstdint>
 
-#include "strategy/ForcedRate.h"
-#include "sync/Condition.h"
+#include "strategy/GameStrategy.h"
 
 namespace KVT {
 
@@ -17,7 +16,7 @@ namespace KVT {
  *
  * Any thread. The scheduler is told with the strategy's mutex held.
  */
-class GameHighFps {
+class GameHighFps : public GameStrategy {
   public:
     static GameHighFps* GetInstance();
 
@@ -26,12 +25,6 @@ class GameHighFps {
 
     /** Arms the strategy for a game of which nothing is known yet. */
     void Set() EXCLUDES(mMutex);
-
-    /** Disarms it and ends a boost. */
-    void Reset() EXCLUDES(mMutex);
-
-    /** @param fps the game's detected frame rate */
-    void SetGameFps(int32_t fps) EXCLUDES(mMutex);
 
     /** One step of the check thread. */
     void CheckFps() EXCLUDES(mMutex);
@@ -43,16 +36,6 @@ class GameHighFps {
     ~GameHighFps();
 
     void RunBoost() REQUIRES(mMutex);
-    void StoreGameFps(int32_t fps) REQUIRES(mMutex);
-
-    Mutex mMutex;
-    Condition mCond;
-    int32_t mGameFps GUARDED_BY(mMutex) = 0;
-    /** Counts the changes of mGameFps, so that a boost knows whether there were any. */
-    uint32_t mGameFpsChanges GUARDED_BY(mMutex) = 0;
-    /** The five seconds in which the scheduler is asked for more. */
-    ForcedRate mBoost GUARDED_BY(mMutex);
-    bool mIsActive GUARDED_BY(mMutex) = false;
 
     android::sp<CheckFpsThread> mCheckThread;
 };

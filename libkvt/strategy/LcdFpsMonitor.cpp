@@ -4,7 +4,7 @@
 #include <ikoraperf/IkoraPerfClient.h>
 
 #include "common/Log.h"
-#include "policy/FpsCommon.h"
+#include "state/PolicyState.h"
 #include "strategy/CheckThread.h"
 #include "sync/Clock.h"
 
@@ -48,7 +48,7 @@ void LcdFpsMonitor::SetLcdRefreshRate(int32_t rate) {
 void LcdFpsMonitor::CheckLcdFps() {
     MutexLock lock(mMutex);
     const bool changed = mCond.waitUntil(mMutex, MonotonicNow() + kResendNs);
-    if (FpsCommon::gameScene || mCheckThread->IsStopping()) {
+    if (PolicyState::gameScene || mCheckThread->IsStopping()) {
         return;
     }
     SendCurrentFps(mLcdRefreshRate);

@@ -18,33 +18,13 @@
 #include <vector>
 
 #include "linux/vendor/Protocol.h"
-#include "policy/FpsCommon.h"
-#include "strategy/GameDynamicFps.h"
-#include "strategy/GameHighFps.h"
+#include "state/PolicyState.h"
 #include "sync/virtual/VirtualTime.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/RecordingService.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-// What the strategies are told. The linker puts these two in front of the real ones.
-namespace {
-std::vector<std::string> gStrategyCalls;
-std::function<void()> gWhileStrategyIsTold = [] {};
-}  // namespace
-extern "C" {
-void ToldDynamic(KVT::GameDynamicFps*,
-                 int32_t fps) asm("__wrap__ZN3KVT14GameDynamicFps10SetGameFpsEi");
-void ToldDynamic(KVT::GameDynamicFps*, int32_t fps) {
-    gWhileStrategyIsTold();
-    gStrategyCalls.push_back("dynamic " + std::to_string(fps));
-}
-void ToldHigh(KVT::GameHighFps*, int32_t fps) asm("__wrap__ZN3KVT11GameHighFps10SetGameFpsEi");
-void ToldHigh(KVT::GameHighFps*, int32_t fps) {
-    gStrategyCalls.push_back("high " + std::to_string(fps));
-}
-}
 
 namespace KVT {
 namespace {
@@ -53,6 +33,18 @@ constexpr int64_t k60 = 16'666'666;
 constexpr int64_t k90 = 11'111'111;
 const char kLayer[] = "SurfaceView - com.example.game#0";
 const char kRacingLayer[] = "SurfaceView - com.racergame.cityracing3d/.Main#0";
+
+/** What the rate listener is told. */
+class Listener : public GameRateListener {
+  public:
+    void onGameRate(int32_t fps) override {
+        whileTold();
+        told.push_back(std::to_string(fps));
+    }
+
+    std::vector<std::string> told;
+    std::function<void()> whileTold = [] {};
+};
 
 /** What else happens at the points of an announcement at which other threads may go on. */
 std::function<void(const std::string& point)> gMeanwhile = [](const std::string&) {};
@@ -105,7 +97,10 @@ class GameFpsDetectTest : public testing::Test {
     }
 
     /** The singleton, which reads its properties when it is first asked for. */
-    GameFpsDetect& detect() { return *GameFpsDetect::GetInstance(); }
+    GameFpsDetect& detect() {
+        GameFpsDetect::GetInstance()->SetRateListener(&listener);
+        return *GameFpsDetect::GetInstance();
+    }
 
     void frames(int count, int64_t periodNs, const std::string& layer = kLayer) {
         for (int i = 0; i < count; ++i) {
@@ -122,6 +117,7 @@ class GameFpsDetectTest : public testing::Test {
 
     android::sp<Scheduler> scheduler = new Scheduler;
     android::sp<RecordingService> service = new RecordingService;
+    Listener listener;
     LogCapture log;
     int64_t timestamp = 5 * kNsPerS;
 };
@@ -182,8 +178,8 @@ TEST_F(GameFpsDetectTest, ChoosesTheTarget) {
         {55, kRacingLayer, 53, -1, 52, 55}, {80, kLayer, 80, -1, 80, 90},
     };
     for (const auto& c : cases) {
-        FpsCommon::limitedGameFps = c.limit;
-        FpsCommon::forcedGameFps = c.forced;
+        PolicyState::limitedGameFps = c.limit;
+        PolicyState::forcedGameFps = c.forced;
         EXPECT_THAT(announce(c.fps, c.layer), ElementsAre(Sent(c.target))) << c.fps << c.layer;
         EXPECT_EQ(detect().GetCurrentFps(), c.current);
     }
@@ -243,15 +239,12 @@ TEST_F(GameFpsDetectTest, WaitsForAServiceToReportTo) {
     EXPECT_THAT(other->take(), ElementsAre(Reported(61)));
 }
 
-TEST_F(GameFpsDetectTest, TellsTheArmedStrategy) {
+TEST_F(GameFpsDetectTest, TellsTheRateListenerOfEveryResult) {
     announce(60);
-    EXPECT_THAT(gStrategyCalls, IsEmpty());
-    FpsCommon::gameConst90Switch = true;
     announce(60);
-    FpsCommon::gameDynamicSwitch = true;
     announce(80);
     announce(55, kRacingLayer);
-    EXPECT_THAT(gStrategyCalls, ElementsAre("high 60", "dynamic 90", "dynamic 55"));
+    EXPECT_THAT(listener.told, ElementsAre("60", "60", "90", "55"));
 }
 
 /** Lets things happen while listeners are told. */
@@ -270,7 +263,6 @@ TEST_F(GameFpsDetectTest, LetsNoResultActOnTheNextGame) {
     });
     const android::sp<RecordingService> listeners = new InterruptedService;
     detect().AttachService(listeners);
-    FpsCommon::gameDynamicSwitch = true;
     std::string overtakenAt;
     bool overtaken = true;
     gMeanwhile = [&](const std::string& point) {
@@ -286,37 +278,36 @@ TEST_F(GameFpsDetectTest, LetsNoResultActOnTheNextGame) {
         SleepFor(121 * kNsPerS);
         frames(100, k60);  // listeners hear of every change now
         listeners->take();
-        gStrategyCalls.clear();
+        listener.told.clear();
 
         overtaken = false;
         while (!overtaken) {
             frames(1, k90);
         }
         EXPECT_EQ(detect().GetCurrentFps(), 0);
-        EXPECT_THAT(gStrategyCalls, IsEmpty());
+        EXPECT_THAT(listener.told, IsEmpty());
         EXPECT_EQ(listeners->take().size(), overtakenAt == "listeners" ? 1u : 0u);
 
         frames(100, k60);
         SleepFor(121 * kNsPerS);
         frames(100, k60);
-        EXPECT_THAT(gStrategyCalls, ElementsAre("dynamic 60", "dynamic 60"));
+        EXPECT_THAT(listener.told, ElementsAre("60", "60"));
         EXPECT_THAT(listeners->take(), ElementsAre(Reported(60))) << "not the old game's maximum";
     }
 }
 
-TEST_F(GameFpsDetectTest, StartsNoGameWhileAStrategyIsToldOfTheOneBefore) {
-    FpsCommon::gameDynamicSwitch = true;
+TEST_F(GameFpsDetectTest, StartsNoGameWhileTheOneBeforeIsActedOn) {
     std::optional<VirtualThread> nextGame;
-    gWhileStrategyIsTold = [&] {
+    listener.whileTold = [&] {
         nextGame.emplace("next game", [this] {
             detect().Clear();
-            gStrategyCalls.push_back("next game");
+            listener.told.push_back("next game");
         });
         VirtualTime::Settle();
     };
     announce(90);
     nextGame->Join();
-    EXPECT_THAT(gStrategyCalls, ElementsAre("dynamic 90", "next game"));
+    EXPECT_THAT(listener.told, ElementsAre("90", "next game"));
 }
 
 TEST_F(GameFpsDetectTest, LooksForTheSchedulerUntilItIsThere) {

@@ -7,9 +7,9 @@
 
 #include <csignal>
 
+#include "detect/AppFpsDetect.h"
+#include "detect/FrameStats.h"
 #include "detect/GameFpsDetect.h"
-#include "host/FrameStats.h"
-#include "strategy/AppFpsDetect.h"
 #include "tests/support/Phone.h"
 
 namespace KVT {
@@ -198,7 +198,7 @@ TEST(FrameStatsTest, CountsTheFramesOfTheLayersThatSentLast) {
     FrameStats stats;
     const auto frames = [&stats](const std::string& layer, std::initializer_list<int64_t> times) {
         for (const int64_t time : times) {
-            stats.onFrame({layer, time, false});
+            stats.onFrame(layer, time);
         }
     };
     frames("first", {10, 20, 20, 15, 16});

@@ -44,16 +44,16 @@ void SendRandomEvent(FrameworkClient& framework, std::mt19937_64& random) {
     const auto anyPackage = [&] { return kPackages[below(std::size(kPackages))]; };
     switch (below(8)) {
         case 0:
-            framework.powerMode(below(6));
+            framework.send(POWER_MODE, below(6));
             return;
         case 1:
-            framework.lcdSetting(below(4));
+            framework.send(LCD_SETTING, below(4));
             return;
         case 2:
-            framework.gameFpsLimit(below(3) * 40 - 1);
+            framework.send(GAME_FPS_LIMIT, below(3) * 40 - 1);
             return;
         case 3:
-            framework.touchPointer(below(2));
+            framework.send(TOUCH_POINTER, below(2));
             return;
         default: {
             std::vector<std::string> visible;
@@ -86,10 +86,10 @@ class Convergence : public Phone {
                                    : decision.outcome == Outcome::kGameDynamic   ? "game"
                                    : decision.outcome == Outcome::kGameConstHigh ? "const90"
                                                                                  : "none";
-        EXPECT_EQ(armed(), wanted) << when << ", rule " << NameOf(decision.rule);
+        EXPECT_EQ(armed(), wanted) << when << ", rule " << decision.rule->name;
         EXPECT_EQ(fakes.compositor->wantsTouchEvents(), wanted == "app") << when;
         if (decision.rate != kRateUntouched) {
-            EXPECT_EQ(panelHz(), decision.rate) << when << ", rule " << NameOf(decision.rule);
+            EXPECT_EQ(panelHz(), decision.rate) << when << ", rule " << decision.rule->name;
         }
     }
 };

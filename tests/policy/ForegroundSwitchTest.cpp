@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gmock/gmock.h>
 
+#include "policy/Consequences.h"
 #include "tests/support/Bytes.h"
 #include "tests/support/Phone.h"
 
@@ -262,6 +263,27 @@ TEST_F(ForegroundSwitch, KeepsQuietWithoutACompositor) {
     EXPECT_EQ(told().front(), 7013u);
     for (const std::string& line : logs.take()) {
         EXPECT_THAT(line, Not(testing::HasSubstr("Surface")));
+    }
+}
+
+TEST_F(ForegroundSwitch, HandsAGamesRateToTheArmedStrategyAlone) {
+    const struct {
+        bool dynamic, constHigh;
+        std::vector<std::string> lines;
+    } cases[] = {
+        {false, false, {}},
+        {false, true, {"I/KVTService: GameHighFps: signal 45fps"}},
+        {true, false, {"I/KVTService: GameDynamicFps: signal 46fps"}},
+        {true, true, {"I/KVTService: GameDynamicFps: signal 47fps"}},
+    };
+    start();
+    int32_t fps = 44;
+    for (const auto& c : cases) {
+        FpsCommon::gameDynamicSwitch = c.dynamic;
+        FpsCommon::gameConst90Switch = c.constHigh;
+        logs.take();
+        Consequences::GetInstance()->onGameRate(fps++);
+        EXPECT_EQ(logs.take(), c.lines);
     }
 }
 

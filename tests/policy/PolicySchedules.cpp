@@ -98,10 +98,11 @@ void PlayFramework(Dice dice) {
             MutexLock lock(TheUnit().touchIsUnderWay);
             switch (dice() % 5) {
                 case 0:
-                    TheUnit().framework.powerMode(static_cast<int32_t>(dice() % 3));
+                    TheUnit().framework.send(POWER_MODE, static_cast<int32_t>(dice() % 3));
                     break;
                 case 1:
-                    TheUnit().framework.gameFpsLimit(static_cast<int32_t>(dice() % 2) * 41 - 1);
+                    TheUnit().framework.send(GAME_FPS_LIMIT,
+                                             static_cast<int32_t>(dice() % 2) * 41 - 1);
                     break;
                 default:
                     TheUnit().framework.packages(kPackages[dice() % std::size(kPackages)], {});
@@ -249,8 +250,8 @@ void RunUpToAResult() {
 const char* SwitchGames(Dice& dice) {
     PhoneUnderTest& unit = TheUnit();
     size_t game = dice() % std::size(kGames);
-    unit.framework.powerMode(2);
-    unit.framework.gameFpsLimit(kNoGameFps);
+    unit.framework.send(POWER_MODE, 2);
+    unit.framework.send(GAME_FPS_LIMIT, kNoGameFps);
     unit.framework.packages("app.fixed", {});
     unit.framework.packages(kGames[game], {});
     for (int change = 0; change < 4; ++change) {
@@ -330,7 +331,7 @@ const char* Tap() {
 const char* WhatIsBrokenUnderTheFinger() {
     FrameworkClient& framework = TheUnit().framework;
     if (FpsCommon::Decide().outcome != Outcome::kAppDynamic) {
-        framework.powerMode(2);
+        framework.send(POWER_MODE, 2);
         framework.packages("app.fixed", {});  // a compatibility test holds the package after it
         framework.packages("app.touch", {});
     }
@@ -340,11 +341,11 @@ const char* WhatIsBrokenUnderTheFinger() {
         }
     }
     Touch(true);
-    framework.powerMode(1);
+    framework.send(POWER_MODE, 1);
     if (TheUnit().fakes.panel->currentHz() != kLowHz) {
         return "saving power did not lower the panel";
     }
-    framework.powerMode(2);
+    framework.send(POWER_MODE, 2);
     return Tap();
 }
 

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 // Which rule decides when several scenes hold: the whole cross product, against a statement of the
 // precedence that is written down here.
+#include <android-base/file.h>
+#include <android-base/strings.h>
 #include <gmock/gmock.h>
 
 #include <algorithm>
 #include <functional>
+#include <regex>
 
 #include "tests/support/Phone.h"
 
@@ -48,8 +51,8 @@ class Precedence : public Phone {
         {"gpu-composition", [](bool on) { FpsCommon::gpuCompositionStatus = on ? 1 : 0; }},
         {"gpu-composition-count",
          [](bool on) { FpsCommon::gpuCompositionCount = on ? kLimit : kLimit - 1; }},
-        {"power-saving", [this](bool on) { framework.powerMode(on ? 4 : 2); }},
-        {"touch-pointer", [this](bool on) { framework.touchPointer(on); }},
+        {"power-saving", [this](bool on) { framework.send(POWER_MODE, on ? 4 : 2); }},
+        {"touch-pointer", [this](bool on) { framework.send(TOUCH_POINTER, on); }},
         {"video-call", [](bool on) { FpsCommon::SetLcdLowDownByWechatVideoScene(on); }},
         {"virtual-display", [](bool on) { FpsCommon::OnVirtualDisplayEventReceived(on); }},
     };
@@ -171,8 +174,9 @@ TEST_F(Precedence, KnowsWhereAScenesInputBeginsToCount) {
         void (*set)(PolicySnapshot& s);
         const char* rule;  // empty: does not count
     } cases[] = {
-        {"stray removals of virtual displays", [](auto& s) { s.virtualDisplays = -2; }, ""},
-        {"several virtual displays", [](auto& s) { s.virtualDisplays = 3; }, "virtual-display"},
+        {"stray removals of virtual displays", [](auto& s) { s.virtualDisplayStatus = -2; }, ""},
+        {"several virtual displays", [](auto& s) { s.virtualDisplayStatus = 3; },
+         "virtual-display"},
         {"another GPU composition status", [](auto& s) { s.gpuCompositionStatus = 2; }, ""},
         {"a negative GPU composition status", [](auto& s) { s.gpuCompositionStatus = -1; }, ""},
         {"a limit not reached",
@@ -190,8 +194,40 @@ TEST_F(Precedence, KnowsWhereAScenesInputBeginsToCount) {
         PolicySnapshot state;
         c.set(state);
         const std::optional<Decision> decision = DecideByScene(state);
-        EXPECT_EQ(decision.has_value() ? NameOf(decision->rule) : "", std::string(c.rule))
-            << c.name;
+        EXPECT_EQ(decision.has_value() ? decision->rule->name : "", std::string(c.rule)) << c.name;
+    }
+}
+
+// Both documents list the rules in their order, with their rates; README also with their meaning.
+TEST(Rules, AreTheOnesThatTheDocumentsList) {
+    std::string readme, configuration;
+    ASSERT_TRUE(android::base::ReadFileToString(KVT_SOURCE_DIR "/README.md", &readme));
+    ASSERT_TRUE(
+        android::base::ReadFileToString(KVT_SOURCE_DIR "/docs/configuration.md", &configuration));
+    std::vector<std::string> documented;
+    for (const std::string& line : android::base::Split(readme + configuration, "\n")) {
+        const std::vector<std::string> cells = android::base::Split(line, "|");
+        if (cells.size() == 5) {
+            documented.push_back(line);
+        }
+    }
+    size_t inReadme = 0;
+    size_t inConfiguration = 0;
+    const auto find = [&](size_t* from, const std::string& pattern) {
+        const std::regex expected(pattern);
+        while (*from < documented.size() && !std::regex_match(documented[*from], expected)) {
+            ++*from;
+        }
+        EXPECT_LT(*from, documented.size()) << pattern << " is missing, or not in its place";
+    };
+    for (const Rule& rule : Rules()) {
+        const std::string name = rule.name;
+        const std::string hz = std::to_string(rule.rate);
+        if (rule.rate != kRateByCode) {
+            find(&inReadme, "\\| " + name + "( \\*)? \\| " + hz + " \\| " + rule.when + " \\|");
+        }
+        find(&inConfiguration, "\\| `" + name + "`( \\*)? \\|.*\\| " +
+                                   (rule.rate == kRateByCode ? "by its code" : hz) + " \\|");
     }
 }
 

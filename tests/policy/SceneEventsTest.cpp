@@ -51,7 +51,7 @@ TEST_F(SceneEvents, LowerTheRateWhileTheyLast) {
     EXPECT_THAT(rates(FpsCommon::SetLcdLowDownByTpPointer, {1, 2, 0}), ElementsAre(60, 60, 90));
     EXPECT_THAT(rates(FpsCommon::OnFullVideoStatusReceived, {1, 3, 0}), ElementsAre(60, 60, 90));
     EXPECT_THAT(rates(FpsCommon::SetLcdLowDownByWechatVideoScene, {1, 0}), ElementsAre(60, 90));
-    EXPECT_THAT(rates([this](int32_t mode) { framework.powerMode(mode); }, {1, 2, 4, 0}),
+    EXPECT_THAT(rates([this](int32_t mode) { framework.send(POWER_MODE, mode); }, {1, 2, 4, 0}),
                 ElementsAre(60, 90, 60, 90));
 }
 
@@ -213,8 +213,8 @@ TEST_F(SceneEvents, WaitWithTheirDecisionForAnUnlockToEnd) {
     FpsCommon::SetLcdLowDownByWechatVideoScene(true);
     FpsCommon::OnFullVideoStatusReceived(1);
     FpsCommon::OnGpuCompositionEventReceived(1);
-    framework.powerMode(1);
-    framework.lcdSetting(2);
+    framework.send(POWER_MODE, 1);
+    framework.send(LCD_SETTING, 2);
     focus("com.norvik.android.launcher");
     EXPECT_THAT(decisions(), IsEmpty());
     EXPECT_EQ(panelHz(), 90);
@@ -230,7 +230,7 @@ TEST_F(SceneEvents, WaitWithTheirDecisionForAnUnlockToEnd) {
 
 TEST_F(SceneEvents, RecoverTheBindingOfTheBigCoresToo) {
     start(HighRate());
-    framework.lcdSetting(1);
+    framework.send(LCD_SETTING, 1);
     framework.fingerprint("com.example.pay", 1);
     ASSERT_TRUE(android::base::WriteStringToFile("spoilt", path("cpus")));
     FpsCommon::RecoverLcd();

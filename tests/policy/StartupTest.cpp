@@ -31,9 +31,9 @@ class Startup : public Phone {
         decisions();
         FpsCommon::tables.gpuCompositionSwitch = true;
         const int32_t before = panelHz();
-        framework.powerMode(1);
-        framework.lcdSetting(1);
-        framework.touchPointer(1);
+        framework.send(POWER_MODE, 1);
+        framework.send(LCD_SETTING, 1);
+        framework.send(TOUCH_POINTER, 1);
         framework.fingerprint("com.example.pay", 1);
         FpsCommon::OnDisplayHotplugEventReceived(1);
         FpsCommon::OnVirtualDisplayEventReceived(1);
@@ -183,7 +183,7 @@ TEST_F(Startup, LivesWithoutItsPeers) {
         fakes.withdraw(name);
     }
     start();
-    framework.lcdSetting(2);
+    framework.send(LCD_SETTING, 2);
     EXPECT_EQ(panelHz(), 90) << "the panel is there, so the policy goes on";
     focus("com.example.app");
     EXPECT_EQ(FpsCommon::CurrentPkgName(), "com.example.app");
@@ -206,7 +206,7 @@ TEST_F(Startup, StoresSettingsThatItKnows) {
         const char* vipCpus;
     } cases[] = {{1, 1, "4-7"}, {2, 2, "0-7"}, {1, 1, "4-7"}, {7, 0, "0-7"}, {-1, 0, "0-7"}};
     for (const auto& c : cases) {
-        framework.lcdSetting(c.setting);
+        framework.send(LCD_SETTING, c.setting);
         EXPECT_EQ(FpsCommon::lcdSetting, c.stored) << c.setting;
         EXPECT_EQ(cpus(), c.vipCpus) << c.setting;
     }
@@ -215,7 +215,7 @@ TEST_F(Startup, StoresSettingsThatItKnows) {
 TEST_F(Startup, LeavesTheBigCoresToGames) {
     type("com.example.game", 9);
     start();
-    framework.lcdSetting(1);
+    framework.send(LCD_SETTING, 1);
     focus("com.example.game");
     EXPECT_EQ(cpus(), "0-7");
     focus("com.example.app");
@@ -228,10 +228,10 @@ TEST_F(Startup, StaysInTheNormalModeUnlessTheSettingAllowsMore) {
     behaviour.rates = {"60n", "90"};
     fakes.panel->behave(behaviour);
     start();
-    framework.lcdSetting(2);  // application code 3
+    framework.send(LCD_SETTING, 2);  // application code 3
     EXPECT_EQ(fakes.panel->requests().back(), 0);
     EXPECT_THAT(logs.take(), Contains(HasSubstr("refresh frame num has run out")));
-    framework.lcdSetting(1);
+    framework.send(LCD_SETTING, 1);
     EXPECT_EQ(fakes.panel->requests().back(), 4);
     EXPECT_EQ(panelHz(), 90);
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "service/KVTGameSdkListener.h"
+#include "peers/KVTGameSdkListener.h"
 
 #include <binder/IServiceManager.h>
 #include <binder/Parcel.h>

@@ -161,15 +161,22 @@ class ProtocolDoc : public testing::Test {
 
 TEST_F(ProtocolDoc, ListsTheTransactionsThatTheDispatcherServes) {
     std::map<uint32_t, Row> rows = DocumentedTransactions();
-    size_t count = 0;
-    const TransactionInfo* const served = Transactions(&count);
-    for (size_t i = 0; i < count; ++i) {
-        SCOPED_TRACE(served[i].name);
-        const auto row = rows.find(served[i].code);
-        ASSERT_NE(row, rows.end()) << "code " << served[i].code << " is not documented";
-        EXPECT_EQ(row->second.name, served[i].name);
-        EXPECT_EQ(row->second.token, served[i].checksToken ? "yes" : "no");
-        EXPECT_EQ(row->second.reply == "unknown transaction", served[i].endsInBase);
+    const std::map<Sender, std::string> senders = {{Sender::kListener, "listener"},
+                                                   {Sender::kFramework, "framework"},
+                                                   {Sender::kCompositor, "compositor"}};
+    for (const TransactionInfo& served : Transactions()) {
+        SCOPED_TRACE(served.name);
+        const auto row = rows.find(served.code);
+        ASSERT_NE(row, rows.end()) << "code " << served.code << " is not documented";
+        EXPECT_EQ(row->second.name, served.name);
+        EXPECT_EQ(row->second.sender, senders.at(served.sender));
+        EXPECT_EQ(row->second.call, served.call == Call::kOneWay ? "one-way" : "waits");
+        EXPECT_EQ(row->second.token, served.checksToken ? "yes" : "no");
+        EXPECT_EQ(row->second.request, served.request);
+        EXPECT_EQ(row->second.reply, served.reply);
+        const std::string command = served.command == nullptr ? "" : served.command;
+        EXPECT_EQ(row->second.command.substr(0, command.size() + 1),
+                  command.empty() ? "" : "`" + command);
         rows.erase(row);
     }
     for (const auto& [code, row] : rows) {

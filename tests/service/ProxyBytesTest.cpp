@@ -4,8 +4,8 @@
 
 #include <functional>
 
+#include "peers/IKoraCallback.h"
 #include "service/IKVTService.h"
-#include "service/IKoraCallback.h"
 #include "tests/support/Bytes.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/RecordingService.h"

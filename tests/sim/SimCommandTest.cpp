@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "service/Transactions.h"
+#include "sim/EventTypes.h"
 #include "sim/SimCommand.h"
 
 #include <android-base/file.h>
@@ -128,6 +130,14 @@ Summary of 3.144 s
   failed changes: 1
   decisions: 5
 )");
+}
+
+TEST(Events, AreThereForEveryTransactionThatNamesOne) {
+    for (const TransactionInfo& transaction : Transactions()) {
+        if (transaction.event != nullptr) {
+            EXPECT_NE(FindEventType(transaction.event), nullptr) << transaction.event;
+        }
+    }
 }
 
 }  // namespace

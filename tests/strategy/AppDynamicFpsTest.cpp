@@ -5,8 +5,8 @@
 #include <gtest/gtest.h>
 
 #include "StrategyWorld.h"
-#include "strategy/AppFpsDetect.h"
-#include "strategy/FrameRefreshDetect.h"
+#include "detect/AppFpsDetect.h"
+#include "detect/FrameRefreshDetect.h"
 
 namespace KVT {
 namespace {

@@ -7,11 +7,11 @@
 
 #include "StrategyWorld.h"
 #include "common/Codes.h"
+#include "detect/AppFpsDetect.h"
+#include "detect/FrameRefreshDetect.h"
 #include "display/LcdFpsControl.h"
 #include "policy/FpsCommon.h"
 #include "strategy/AppDynamicFps.h"
-#include "strategy/AppFpsDetect.h"
-#include "strategy/FrameRefreshDetect.h"
 #include "strategy/GameDynamicFps.h"
 #include "strategy/GameHighFps.h"
 
@@ -267,7 +267,7 @@ void PlayGame(uint64_t seed) {
 /** The performance service hears of a change at once, whatever the reporter was doing. */
 void RequireReport() {
     SleepFor(1);
-    StrategyWorld::SetPanelDelay(0);
+    StrategyWorld::LetPanelObeyAfter(0);
     LcdFpsControl::SetLcdFps(StrategyWorld::Panel() == kLowHz ? kHighHz : kLowHz);
     VirtualTime::Settle();
     Require(StrategyWorld::LastRateTold() == StrategyWorld::Panel(),
@@ -280,7 +280,7 @@ const char* RunSchedule(uint64_t seed) {
     StrategyWorld::Create(seed);
     if (seed % 3 == 0) {
         // One forced refresh of the screen for each change.
-        StrategyWorld::SetPanelDelay(16 * kNsPerMs);
+        StrategyWorld::LetPanelObeyAfter(1);
     }
     StrategyWorld::SetObserver([](const std::string& what) {
         if (what.find("AppDynamicFps: set lcd to 60Hz") != std::string::npos) {

@@ -2,15 +2,20 @@
 #include "StrategyWorld.h"
 
 #include <android/log.h>
+#include <binder/Binder.h>
+#include <binder/IServiceManager.h>
+#include <binder/Parcel.h>
 
 #include <atomic>
 #include <cinttypes>
 #include <cstdio>
+#include <cstring>
 
-#include "common/Codes.h"
-#include "detect/GameFpsDetect.h"
-#include "policy/FpsCommon.h"
-#include "service/KVTGameSdkListener.h"
+#include "display/LcdFpsControl.h"
+#include "display/RateObserver.h"
+#include "linux/vendor/Protocol.h"
+#include "sim/fakes/FakePanel.h"
+#include "state/PolicyState.h"
 #include "strategy/AppDynamicFps.h"
 #include "strategy/GameDynamicFps.h"
 #include "strategy/GameHighFps.h"
@@ -20,15 +25,36 @@
 namespace KVT {
 namespace {
 
-struct State {
-    /** One change of the panel at a time, as in the real control. */
-    Mutex panelMutex;
-    std::atomic<int64_t> panelDelayNs{0};
-    std::atomic<int32_t> panelHz{kLowHz};
+using android::Parcel;
+using android::status_t;
+
+/** A service of the phone, as far as the strategies speak to it. */
+class Peer : public android::BBinder {
+  public:
+    using Answer = std::function<status_t(const Parcel& data, Parcel* reply)>;
+
+    static void Publish(const char* name, Answer answer) {
+        android::defaultServiceManager()->addService(android::String16(name),
+                                                     new Peer(std::move(answer)));
+    }
+
+  protected:
+    status_t onTransact(uint32_t, const Parcel& data, Parcel* reply, uint32_t) override {
+        return mAnswer(data, reply);
+    }
+
+  private:
+    explicit Peer(Answer answer) : mAnswer(std::move(answer)) {}
+
+    const Answer mAnswer;
+};
+
+struct State : public RateObserver {
     std::atomic<int32_t> lastRateTold{0};
     std::atomic<bool> sdkRegisters{true};
     std::function<void(const std::string&)> observer = [](const std::string&) {};
     int64_t startNs = 0;
+    android::sp<sim::FakePanel> panel;
 
     Mutex traceMutex;
     std::vector<std::pair<int64_t, std::string>> trace GUARDED_BY(traceMutex);
@@ -37,6 +63,36 @@ struct State {
         observer(what);
         MutexLock lock(traceMutex);
         trace.emplace_back(MonotonicNow() - startNs, std::move(what));
+    }
+
+    void onFrameNeeded() override { panel->onFrame(); }
+    void onRateSet(int32_t fps) override {
+        note("panel " + std::to_string(fps));
+        LcdFpsMonitor::GetInstance()->SetLcdRefreshRate(fps);
+    }
+
+    void publish() {
+        panel = new sim::FakePanel(new sim::Journal);
+        android::defaultServiceManager()->addService(android::String16(vendor::kDisplayService),
+                                                     panel);
+        Peer::Publish(vendor::kSchedService, [this](const Parcel& data, Parcel*) {
+            data.readInt32();
+            int32_t fps = 0;
+            sscanf(data.readString8().string(), "{\"kvtFPS\":\"%d\"}", &fps);
+            note("scheduler " + std::to_string(fps) + ", forced " +
+                 std::to_string(PolicyState::forcedGameFps));
+            return android::OK;
+        });
+        Peer::Publish(vendor::kGameSdkService, [this](const Parcel& data, Parcel* reply) {
+            data.readStrongBinder();
+            note("register " + std::string(data.readString8().string()));
+            return reply->writeInt32(sdkRegisters ? 1 : 0);
+        });
+        Peer::Publish(vendor::kPerfService, [this](const Parcel& data, Parcel*) {
+            lastRateTold = data.readInt32();
+            note("told " + std::to_string(lastRateTold));
+            return android::OK;
+        });
     }
 };
 
@@ -47,6 +103,12 @@ State& World() {
 }
 
 void NoteLogLine(const __android_logger_data* data, const char* message) {
+    // What display and SDK say of their own is seen on the other side.
+    for (const char* source : {"LcdFpsControl:", "DisplayFreqClient:", "KVTGameSdkListener:"}) {
+        if (strncmp(message, source, strlen(source)) == 0) {
+            return;
+        }
+    }
     // Priorities 3 to 6 by their initials, as in logcat.
     const char initial = "??VDIWEF"[data->priority];
     World().note(std::string(data->tag) + ' ' + initial + ' ' + message);
@@ -54,47 +116,16 @@ void NoteLogLine(const __android_logger_data* data, const char* message) {
 
 }  // namespace
 
-// ---- In place of the real thing: see --wrap in tests/CMakeLists.txt ----
-
-extern "C" {
-
-void __wrap__ZN3KVT13LcdFpsControl9SetLcdFpsEi(int32_t fps) {
-    MutexLock lock(World().panelMutex);
-    SleepFor(World().panelDelayNs);
-    World().panelHz = fps;
-    World().note("panel " + std::to_string(fps));
-    LcdFpsMonitor::GetInstance()->SetLcdRefreshRate(fps);
-}
-
-int32_t __wrap__ZN3KVT13LcdFpsControl16GetCurrentLcdFpsEv() {
-    return World().panelHz;
-}
-
-void __wrap__ZN3KVT13GameFpsDetect22SendTargetFpsToAiSchedEi(GameFpsDetect*, int32_t fps) {
-    World().note("scheduler " + std::to_string(fps) + ", forced " +
-                 std::to_string(FpsCommon::forcedGameFps));
-}
-
-bool __wrap__ZN3KVT18KVTGameSdkListener23RegisterGameSdkCallbackEPKc(KVTGameSdkListener*,
-                                                                     const char* name) {
-    World().note(std::string("register ") + name);
-    return World().sdkRegisters;
-}
-
-int __wrap__Z14SendCurrentFpsi(int fps) {
-    World().lastRateTold = fps;
-    World().note("told " + std::to_string(fps));
-    return 0;
-}
-
-}  // extern "C"
-
 // ---- The world ----
 
 void StrategyWorld::Create(std::optional<uint64_t> seed) {
     VirtualTime::Enter({seed});
     World().startNs = MonotonicNow();
     __android_log_set_logger(NoteLogLine);
+    World().publish();
+    LcdFpsControl::SetObserver(&World());
+    LcdFpsControl::Init();
+    LcdFpsMonitor::GetInstance();  // before the strategies, which change the panel to the end
 }
 
 void StrategyWorld::StartCheckThreads() {
@@ -106,15 +137,17 @@ void StrategyWorld::StartCheckThreads() {
 }
 
 void StrategyWorld::PutPanelAt(int32_t hz) {
-    World().panelHz = hz;
+    World().panel->changeByItself(std::to_string(hz));
 }
 
 int32_t StrategyWorld::Panel() {
-    return World().panelHz;
+    return World().panel->currentHz();
 }
 
-void StrategyWorld::SetPanelDelay(int64_t ns) {
-    World().panelDelayNs = ns;
+void StrategyWorld::LetPanelObeyAfter(int32_t frames) {
+    sim::FakePanel::Behaviour behaviour = World().panel->behaviour();
+    behaviour.obeysAfter = frames;
+    World().panel->behave(behaviour);
 }
 
 void StrategyWorld::LetSdkRegister(bool success) {

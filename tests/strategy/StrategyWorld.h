@@ -12,9 +12,9 @@
 namespace KVT {
 
 /**
- * What the strategies meet, linked in place of the real thing: panel, AI scheduler, performance
- * service, game SDK, the policy's two flags and the log; all in virtual time. Everything that
- * happens is one line of the trace, in order: "<seconds since the start> <what>".
+ * What the strategies meet: panel, AI scheduler, performance service, game SDK and the log, all in
+ * virtual time. Everything that happens is one line of the trace, in order: "<seconds since the
+ * start> <what>".
  */
 class StrategyWorld {
   public:
@@ -26,8 +26,8 @@ class StrategyWorld {
     /** Sets the panel as the policy would, without a trace line. */
     static void PutPanelAt(int32_t hz);
     static int32_t Panel();
-    /** How long each change of the panel takes from now on. */
-    static void SetPanelDelay(int64_t ns);
+    /** How many forced frames, 16 ms each, a change of the panel takes from now on. */
+    static void LetPanelObeyAfter(int32_t frames);
     /** Whether the game SDK accepts registrations from now on. */
     static void LetSdkRegister(bool success);
     /** Called for every line of the trace, on the thread that causes it. Set before any starts. */

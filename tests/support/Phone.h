@@ -12,6 +12,7 @@
 #include "common/Paths.h"
 #include "host/FrameworkClient.h"
 #include "linux/Properties.h"
+#include "policy/Consequences.h"
 #include "policy/FpsCommon.h"
 #include "sim/fakes/FakePhone.h"
 #include "sync/virtual/VirtualTime.h"
@@ -28,6 +29,7 @@ class Phone : public testing::Test {
         VirtualTime::Enter({});
         SetPaths({path("kvt_config.xml"), path("cpus")});
         fakes.publish();
+        Consequences::Connect();  // for tests that start no policy
     }
 
     /** Starts the policy with this configuration file; without one when it is empty. */
@@ -71,7 +73,7 @@ class Phone : public testing::Test {
         std::vector<std::string> texts;
         for (const DecisionRecord& record : FpsCommon::decisions.since(mLastDecision)) {
             const Decision& d = record.decision;
-            texts.push_back(std::string(NameOf(d.outcome)) + " " + NameOf(d.rule) + " " +
+            texts.push_back(std::string(NameOf(d.outcome)) + " " + d.rule->name + " " +
                             std::to_string(d.rate));
             mLastDecision = record.number;
         }

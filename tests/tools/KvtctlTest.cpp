@@ -80,7 +80,7 @@ TEST(KvtctlCalls, SaysWhyACallFailed) {
         android::defaultServiceManager()->addService(IKVTService::descriptor,
                                                      new Service(c.status));
         for (const std::vector<const char*>& args :
-             {std::vector<const char*>{"max-rate"}, {"power-mode", "4"}}) {
+             {std::vector<const char*>{"max-rate"}, {"power-mode", "4"}, {"touch", "1"}}) {
             std::string out;
             EXPECT_EQ(Call(args, &out), ctl::kRefused);
             EXPECT_EQ(out, std::string("kvtctl: ") + c.text);
@@ -93,7 +93,7 @@ TEST(KvtctlCalls, TellsThatAnEventOfTheCompositorFailed) {
     android::defaultServiceManager()->addService(IKVTService::descriptor, new Service(android::OK));
     ctl::Process process;
     for (const std::vector<const char*>& args :
-         {std::vector<const char*>{"touch", "1"}, {"refresh"}, {"watch", "--for", "1"}}) {
+         {std::vector<const char*>{"refresh"}, {"watch", "--for", "1"}}) {
         for (const bool fails : {false, true}) {
             process.takeFailure = [fails] { return fails; };
             std::string out;

@@ -25,7 +25,7 @@ for tool in bash cat dirname nproc sed sh; do
 done
 ln -s "$(python3 -c 'import sys; print(sys.executable)')" "$work/bin/python3"
 for script in "$work"/scripts/*; do
-    [[ -x $script ]] || continue # a part of another one
+    [[ -f $script && -x $script ]] || continue # a part of another one
     for option in --help -h; do
         status=0
         (cd / && PATH=$work/bin "$script" "$option") >"$work/out" 2>"$work/err" || status=$?

@@ -29,10 +29,10 @@ constexpr uint32_t kUnknownCodes[] = {0,
                                       IBinder::SYSPROPS_TRANSACTION};
 
 uint32_t PickCode(std::mt19937& random) {
-    size_t known = 0;
-    const KVT::TransactionInfo* transactions = KVT::Transactions(&known);
-    const size_t index = random() % (known + std::size(kUnknownCodes));
-    return index < known ? transactions[index].code : kUnknownCodes[index - known];
+    const KVT::Rows<KVT::TransactionInfo> known = KVT::Transactions();
+    const auto count = static_cast<size_t>(known.end() - known.begin());
+    const size_t index = random() % (count + std::size(kUnknownCodes));
+    return index < count ? known.begin()[index].code : kUnknownCodes[index - count];
 }
 
 void Fill(Parcel* data, std::mt19937& random) {

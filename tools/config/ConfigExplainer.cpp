@@ -4,11 +4,11 @@
 #include <cstring>
 #include <string_view>
 
+#include "common/Codes.h"
+#include "common/KnownPackages.h"
 #include "common/LeadingNumber.h"
 #include "config/XmlElements.h"
 #include "config/XmlParser.h"
-#include "policy/FpsCommon.h"
-#include "policy/KnownPackages.h"
 #include "tools/config/PanelRates.h"
 
 namespace KVT {
@@ -59,15 +59,16 @@ ConfigExplainer::ConfigExplainer(const ConfigDocument& document) {
     if (const XMLElement* config = document.xml().FirstChildElement("Config"); config != nullptr) {
         mGroup = XmlParser::FindGroup(config);
     }
+    XmlParser::SetOwner(nullptr);  // nobody is to act on what is read here
     // Once without the built-in values, to see what the file gives; then as the service does.
-    FpsCommon::tables = {};
+    PolicyConfig::tables = {};
     parse();
-    for (const auto& [setting, switches] : FpsCommon::tables.settingSwitchMap) {
+    for (const auto& [setting, switches] : PolicyConfig::tables.settingSwitchMap) {
         for (const auto& [name, code] : switches) {
             mGiven.emplace(setting, name);
         }
     }
-    FpsCommon::tables = {};
+    PolicyConfig::tables = {};
     XmlParser::Init();
     parse();
 }
@@ -79,7 +80,7 @@ void ConfigExplainer::parse() {
     ForEachChild(mGroup, "Param", [this](const XMLElement* param) {
         const char* name = RequiredName(param);
         for (const XmlParser::Section& section : XmlParser::kSections) {
-            if (!section.handedOn && strcmp(name, section.name) == 0) {
+            if (strcmp(name, section.name) == 0) {
                 section.parse(param);
             }
         }
@@ -93,23 +94,23 @@ void ConfigExplainer::parseCountLimit(const XMLElement* composition) {
     ForEachChild(composition, "sf_param", [this](const XMLElement* element) {
         if (strcmp(RequiredName(element), "app_penalty_count") == 0) {
             mCountLimit = element;
-            FpsCommon::tables.gpuCompositionCountLimit = IntegerAttribute(element, "value");
+            PolicyConfig::tables.gpuCompositionCountLimit = IntegerAttribute(element, "value");
         }
     });
 }
 
 int32_t ConfigExplainer::defaultSetting() const {
-    return FpsCommon::tables.defaultSettingId;
+    return PolicyConfig::tables.defaultSettingId;
 }
 
 Explanation ConfigExplainer::explain(const std::string& pkg, int32_t type, bool game,
                                      int32_t setting) const {
-    const CodeChoice choice = game ? ChooseGameCode(FpsCommon::tables, setting, pkg)
-                                   : ChooseAppCode(FpsCommon::tables, setting, pkg, type);
+    const CodeChoice choice = game ? ChooseGameCode(PolicyConfig::tables, setting, pkg)
+                                   : ChooseAppCode(PolicyConfig::tables, setting, pkg, type);
     const Decision decision = game ? DecideGame(choice.code) : DecideApp(choice.code);
     // Nothing happens but that the package is in front; some are held all the same.
     PolicySnapshot state;
-    state.gpuCompositionCountLimit = FpsCommon::tables.gpuCompositionCountLimit;
+    state.gpuCompositionCountLimit = PolicyConfig::tables.gpuCompositionCountLimit;
     state.ctsTestCount = IsCompatibilityTest(pkg) ? 1 : 0;
     if (const std::optional<Decision> held = DecideByScene(state); held.has_value()) {
         return {choice, *held, RateOf(*held), reasonFor(*held)};
@@ -118,12 +119,12 @@ Explanation ConfigExplainer::explain(const std::string& pkg, int32_t type, bool 
 }
 
 std::string ConfigExplainer::reasonFor(const Decision& held) const {
-    const std::string rule = "rule " + std::string(NameOf(held.rule)) + ": ";
-    if (held.rule == Rule::kCompatibilityTest) {
+    const std::string rule = "rule " + std::string(held.rule->name) + ": ";
+    if (held.rule->name == std::string("compatibility-test")) {
         return rule + "packages of that name are compatibility tests";
     }
     return rule + "app_penalty_count is " +
-           std::to_string(FpsCommon::tables.gpuCompositionCountLimit) + ", line " +
+           std::to_string(PolicyConfig::tables.gpuCompositionCountLimit) + ", line " +
            std::to_string(mCountLimit->GetLineNum()) + ", and no package has fewer starts";
 }
 

@@ -26,9 +26,8 @@ struct Explanation {
 /**
  * Says which entry of a configuration file decides a package's refresh rate.
  *
- * Uses the library's own parser, tables (FpsCommon::tables of this process) and choice. Only those
- * sections are parsed that stay within the library: an explanation neither sets properties nor
- * speaks to a compositor.
+ * Uses the library's own parser, tables (PolicyConfig::tables of this process) and choice. The
+ * parser has no owner here: an explanation neither sets properties nor speaks to a compositor.
  */
 class ConfigExplainer {
   public:

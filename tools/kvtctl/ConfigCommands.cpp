@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "common/Codes.h"
+#include "common/KnownPackages.h"
 #include "config/ConfigTables.h"
-#include "policy/KnownPackages.h"
 #include "tools/config/ConfigChecker.h"
 #include "tools/config/ConfigExplainer.h"
 

@@ -18,69 +18,10 @@ namespace {
 using android::sp;
 using android::status_t;
 
-constexpr int32_t kAny = INT32_MAX;
-
 /** The service drops an event of the package "" without a word. */
 std::string RefuseEmpty(const std::string& text) {
     return text.empty() ? "must not be empty" : "";
 }
-
-/** An event or query with at most one number. */
-struct NumberCommand {
-    const char* name;
-    const char* help;
-    int32_t least;
-    int32_t most;
-    status_t (*send)(FrameworkClient& framework, int32_t value);
-};
-
-const NumberCommand kNumberCommands[] = {
-    {"power-mode", "power mode; 1 and 4 save power and hold 60 Hz", -kAny, kAny,
-     [](FrameworkClient& f, int32_t v) { return f.powerMode(v); }},
-    {"setting", "user's refresh-rate setting: 0, 1 or 2", 0, 2,
-     [](FrameworkClient& f, int32_t v) { return f.lcdSetting(v); }},
-    {"limit", "upper limit of game frame rates, -1 for none", -1, 1000,
-     [](FrameworkClient& f, int32_t v) { return f.gameFpsLimit(v); }},
-    {"touch-pointer", "touch-pad pointer: 1 on, 0 off", 0, 1,
-     [](FrameworkClient& f, int32_t v) { return f.touchPointer(v); }},
-    {"full-video", "full-screen video: 1 on, 0 off (only logged)", 0, 1,
-     [](FrameworkClient& f, int32_t v) { return f.fullVideo(v); }},
-    {"temperature", "temperature (only logged)", -kAny, kAny,
-     [](FrameworkClient& f, int32_t v) { return f.temperature(v); }},
-    {"thermal-level", "thermal level (only logged)", -kAny, kAny,
-     [](FrameworkClient& f, int32_t v) { return f.thermalLevel(v); }},
-};
-
-struct CompositorCommand {
-    const char* name;
-    const char* help;
-    int32_t least;
-    int32_t most;
-    void (IKVTService::*send)(int32_t value);
-};
-
-const CompositorCommand kCompositorCommands[] = {
-    {"touch", "finger on the screen: 1 down, 0 up", 0, 1, &IKVTService::SetLcdEvent},
-    {"hotplug", "external display: 1 connected, 0 disconnected", 0, 1,
-     &IKVTService::NotifyDisplayHotplugEvent},
-    {"virtual-display", "virtual display: 1 created, 0 removed", 0, 1,
-     &IKVTService::NotifyVirtualDisplayEvent},
-    {"gpu-composition", "GPU composition: 1 started, 0 ended", 0, 1,
-     &IKVTService::NotifyGpuCompositionEvent},
-};
-
-struct Query {
-    const char* name;
-    const char* help;
-    status_t (FrameworkClient::*ask)(int32_t* answer);
-};
-
-const Query kQueries[] = {
-    {"max-rate", "prints the panel's maximum rate in Hz", &FrameworkClient::maxLcdFps},
-    {"new-scheme", "prints whether the panel supports dynamic rates",
-     &FrameworkClient::newSchemeSupported},
-    {"self-test", "prints 20 when the service is alive", &FrameworkClient::selfTest},
-};
 
 /** The service's own interface returns nothing, so it takes the process to know of a failure. */
 void WithCompositorSide(Context& context, const std::function<void(IKVTService& service)>& send) {
@@ -96,45 +37,38 @@ void WithCompositorSide(Context& context, const std::function<void(IKVTService& 
 }
 
 void AddNumberCommands(CLI::App& app, Context& context) {
-    for (const NumberCommand& command : kNumberCommands) {
+    for (const TransactionInfo& event : Transactions()) {
+        if (!event.takesOneNumber() || event.command == nullptr) {
+            continue;
+        }
         const auto value = std::make_shared<int32_t>();
-        CLI::App* sub = app.add_subcommand(command.name, command.help);
-        sub->add_option("VALUE", *value)
-            ->required()
-            ->check(CLI::Range(command.least, command.most));
-        sub->callback([&context, &command, value] {
+        CLI::App* sub = app.add_subcommand(event.command, event.meaning);
+        sub->add_option("VALUE", *value)->required()->check(CLI::Range(event.least, event.most));
+        sub->callback([&context, &event, value] {
             WithFramework(context, [&](FrameworkClient& framework) {
-                return command.send(framework, *value);
+                return framework.send(event.code, *value);
             });
         });
     }
 }
 
-void AddCompositorCommands(CLI::App& app, Context& context) {
-    for (const CompositorCommand& command : kCompositorCommands) {
-        const auto value = std::make_shared<int32_t>();
-        CLI::App* sub = app.add_subcommand(command.name, command.help);
-        sub->add_option("VALUE", *value)
-            ->required()
-            ->check(CLI::Range(command.least, command.most));
-        sub->callback([&context, &command, value] {
-            WithCompositorSide(context,
-                               [&](IKVTService& service) { (service.*command.send)(*value); });
-        });
-    }
-    CLI::App* refresh = app.add_subcommand("refresh", "the screen's content was refreshed, now");
-    refresh->callback([&context] {
+void AddRefresh(CLI::App& app, Context& context) {
+    const TransactionInfo& refresh = *FindTransaction(NOTIFY_FRAME_REFRESH);
+    app.add_subcommand(refresh.command, refresh.meaning)->callback([&context] {
         WithCompositorSide(
             context, [](IKVTService& service) { service.NotifyFrameRefresh(MonotonicNow()); });
     });
 }
 
 void AddQueries(CLI::App& app, Context& context) {
-    for (const Query& query : kQueries) {
-        app.add_subcommand(query.name, query.help)->callback([&context, &query] {
+    for (const TransactionInfo& query : Transactions()) {
+        if (query.call != Call::kWaits) {
+            continue;
+        }
+        app.add_subcommand(query.command, query.meaning)->callback([&context, &query] {
             int32_t answer = 0;
             const bool answered = WithFramework(context, [&](FrameworkClient& framework) {
-                return (framework.*query.ask)(&answer);
+                return framework.ask(query.code, &answer);
             });
             if (answered) {
                 context.out << answer << "\n";
@@ -201,7 +135,7 @@ void AddApplicationState(CLI::App& app, Context& context) {
 void AddEventCommands(CLI::App& app, Context& context) {
     AddPackageCommands(app, context);
     AddNumberCommands(app, context);
-    AddCompositorCommands(app, context);
+    AddRefresh(app, context);
     AddApplicationState(app, context);
     AddQueries(app, context);
 }

@@ -4,13 +4,14 @@
 #include <binder/IInterface.h>
 #include <binder/Parcel.h>
 
+#include <atomic>
 #include <cstdint>
 
 namespace KVT {
 
 /**
  * What the resource-awareness game SDK calls back. The interface has no operation of its own: the
- * one call there is ends in the stub, which hands the report to the game dynamic strategy.
+ * one call there is ends in the stub, which hands the report to whoever asked for it.
  */
 class IKoraCallback : public android::IInterface {
   public:
@@ -21,8 +22,16 @@ class IKoraCallback : public android::IInterface {
 
 class BnKoraCallback : public android::BnInterface<IKoraCallback> {
   public:
+    using Receiver = void (*)(const android::String8& report);
+
+    /** Who gets the reports, JSON texts, from now on. Any thread. */
+    static void SetReceiver(Receiver receiver) { sReceiver = receiver; }
+
     android::status_t onTransact(uint32_t code, const android::Parcel& data, android::Parcel* reply,
                                  uint32_t flags = 0) override;
+
+  private:
+    static std::atomic<Receiver> sReceiver;
 };
 
 class BpKoraCallback : public android::BpInterface<IKoraCallback> {

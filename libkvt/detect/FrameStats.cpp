@@ -1,18 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/FrameStats.h"
+#include "detect/FrameStats.h"
 
 #include <algorithm>
 
 namespace KVT {
 
-void FrameStats::onFrame(const LayerTimeInfo& frame) {
+void FrameStats::onFrame(const std::string& layerName, int64_t timestamp) {
     MutexLock lock(mMutex);
     ++mTotals.frames;
-    Layer& layer = recentLayer(frame.layerName);
-    if (layer.frames++ > 0 && frame.timestamp <= layer.lastTimestamp) {
+    Layer& layer = recentLayer(layerName);
+    if (layer.frames++ > 0 && timestamp <= layer.lastTimestamp) {
         ++layer.disordered;
     }
-    layer.lastTimestamp = frame.timestamp;
+    layer.lastTimestamp = timestamp;
 }
 
 /** The layer of this name, which comes first from now on. */

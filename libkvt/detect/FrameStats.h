@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "service/LayerTimeInfo.h"
 #include "sync/Mutex.h"
 
 namespace KVT {
@@ -35,7 +34,7 @@ class FrameStats {
     /** Names that agree in so many bytes are one layer here. */
     static constexpr size_t kLongestName = 128;
 
-    void onFrame(const LayerTimeInfo& frame) EXCLUDES(mMutex);
+    void onFrame(const std::string& layerName, int64_t timestamp) EXCLUDES(mMutex);
     Totals totals() EXCLUDES(mMutex);
 
   private:

@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the compositor is told. Best effort throughout: without a compositor nothing happens and
-// nothing is logged. It is looked up anew each time, since it may have been restarted.
+#include "peers/CompositorNotices.h"
+
 #include <binder/IServiceManager.h>
 #include <binder/Parcel.h>
 
 #include <atomic>
 
-#include "display/LcdFpsControl.h"
-#include "policy/FpsCommon.h"
+#include "common/Codes.h"
 
 namespace KVT {
 namespace {
@@ -37,7 +36,8 @@ enum class Sent { kOnce, kOften };
  * for again only with what is sent once, until it is back, or every event would take that long.
  */
 sp<IBinder> FindCompositor(Sent sent) {
-    static const String16 name("SurfaceFlinger");
+    // Never destroyed, like the interface below: check threads use them until the very end.
+    static const auto& name = *new String16("SurfaceFlinger");
     static std::atomic<bool> missing{false};
     const sp<android::IServiceManager> manager = android::defaultServiceManager();
     if (manager == nullptr) {
@@ -49,55 +49,58 @@ sp<IBinder> FindCompositor(Sent sent) {
     return compositor;
 }
 
+const String16& Interface() {
+    static const auto& interface = *new String16("android.ui.ISurfaceComposer");
+    return interface;
+}
+
 template <typename WriteBody>
 void Send(uint32_t code, uint32_t flags, Sent sent, WriteBody writeBody) {
-    static const String16 interface("android.ui.ISurfaceComposer");
     const sp<IBinder> compositor = FindCompositor(sent);
     if (compositor == nullptr) {
         return;
     }
     Parcel data;
     Parcel reply;
-    data.writeInterfaceToken(interface);
+    data.writeInterfaceToken(Interface());
     writeBody(data);
     compositor->transact(code, data, &reply, flags);
 }
 
 }  // namespace
 
-void FpsCommon::NotifyIsDynamicFreq() {
+void CompositorNotices::NotifyIsDynamicFreq(bool supported) {
     Send(kIsDynamicFreq, IBinder::FLAG_ONEWAY, Sent::kOnce,
-         [](Parcel& data) { data.writeBool(LcdFpsControl::GetNewSchemeSupported()); });
+         [supported](Parcel& data) { data.writeBool(supported); });
 }
 
-void FpsCommon::NotifyAppDynamicFpsModeToSF(bool on) {
+void CompositorNotices::NotifyAppDynamicFpsModeToSF(bool on) {
     Send(kAppDynamicFpsMode, IBinder::FLAG_ONEWAY, Sent::kOften,
          [on](Parcel& data) { data.writeBool(on); });
 }
 
-void FpsCommon::NotifyNewAppOpenedToSF(int32_t notGame) {
+void CompositorNotices::NotifyNewAppOpenedToSF(int32_t notGame) {
     Send(kNewAppOpened, IBinder::FLAG_ONEWAY, Sent::kOften,
          [notGame](Parcel& data) { data.writeInt32(notGame); });
 }
 
-void FpsCommon::NotifyParticalComposeThresholdToSF(int32_t fps) {
-    const int32_t threshold =
-        fps == kHighHz ? tables.partialComposeThreshold : kLowRateComposeThreshold;
-    Send(kParticalComposeThreshold, IBinder::FLAG_ONEWAY, Sent::kOften,
-         [threshold](Parcel& data) { data.writeInt32(threshold); });
+void CompositorNotices::NotifyParticalComposeThresholdToSF(int32_t fps, int32_t highRate) {
+    Send(kParticalComposeThreshold, IBinder::FLAG_ONEWAY, Sent::kOften, [=](Parcel& data) {
+        data.writeInt32(fps == kHighHz ? highRate : kLowRateComposeThreshold);
+    });
 }
 
-void FpsCommon::NotifyCompositionParamsToSF(int32_t accumTime, int32_t accumCount,
-                                            int32_t penaltyTime) {
+void CompositorNotices::NotifyCompositionParamsToSF(bool on, int32_t accumTime, int32_t accumCount,
+                                                    int32_t penaltyTime) {
     Send(kCompositionParams, IBinder::FLAG_ONEWAY, Sent::kOnce, [=](Parcel& data) {
-        data.writeBool(tables.gpuCompositionSwitch);
+        data.writeBool(on);
         data.writeInt32(accumTime);
         data.writeInt32(accumCount);
         data.writeInt32(penaltyTime);
     });
 }
 
-void FpsCommon::ForceRefreshFrame() {
+void CompositorNotices::ForceRefreshFrame() {
     Send(kForceRefreshFrame, 0, Sent::kOften, [](Parcel&) {});
 }
 

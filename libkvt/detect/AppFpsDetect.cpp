@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "strategy/AppFpsDetect.h"
+#include "detect/AppFpsDetect.h"
 
 #include "sync/Clock.h"
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "strategy/FrameRefreshDetect.h"
+#include "detect/FrameRefreshDetect.h"
 
 #include "sync/Clock.h"
 

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a package is: its type, from the classification service, and its refresh-rate code.
+#include "peers/AppTypes.h"
+
 #include <binder/Parcel.h>
 
 #include <optional>
 
+#include "common/Codes.h"
 #include "common/Log.h"
-#include "policy/CodeChoice.h"
-#include "policy/FpsCommon.h"
 
 namespace KVT {
 namespace {
@@ -18,6 +18,7 @@ using android::Parcel;
 using android::sp;
 using android::String16;
 
+constexpr const char* kClassificationService = "IKoraCMSService";
 constexpr uint32_t kGetPackageType = 25;
 
 std::optional<int32_t> AskForType(const sp<IBinder>& classifier, const std::string& pkg) {
@@ -37,19 +38,28 @@ std::optional<int32_t> AskForType(const sp<IBinder>& classifier, const std::stri
     return reply.readInt32();
 }
 
-std::optional<int32_t> FindCode(const FpsCommon::CodeCache& cache, int32_t setting,
-                                const std::string& pkg) {
-    const auto row = cache.find(setting);
-    if (row == cache.end()) {
-        return std::nullopt;
-    }
-    const auto found = row->second.find(pkg);
-    return found == row->second.end() ? std::nullopt : std::optional(found->second);
-}
-
 }  // namespace
 
-int32_t FpsCommon::GetPkgTypeByICMSManager(const std::string& pkg) {
+Mutex AppTypes::appTypeMapMutex;
+std::unordered_map<std::string, int32_t> AppTypes::appTypeMap;
+sp<IServiceManager> AppTypes::sm;
+sp<IBinder> AppTypes::service;
+
+void AppTypes::ConnectClassifier() {
+    const sp<IServiceManager> manager = android::defaultServiceManager();
+    const sp<IBinder> classifier =
+        manager == nullptr ? nullptr : manager->checkService(String16(kClassificationService));
+    MutexLock lock(appTypeMapMutex);
+    sm = manager;
+    service = classifier;
+}
+
+void AppTypes::RememberType(const std::string& pkg, int32_t type) {
+    MutexLock lock(appTypeMapMutex);
+    appTypeMap.emplace(pkg, type);
+}
+
+int32_t AppTypes::GetPkgTypeByICMSManager(const std::string& pkg) {
     sp<IServiceManager> manager;
     sp<IBinder> classifier;
     {
@@ -71,7 +81,7 @@ int32_t FpsCommon::GetPkgTypeByICMSManager(const std::string& pkg) {
     }
     if (classifier == nullptr) {
         KVT_LOGE("fpscommon: ikora checkService null");
-        classifier = manager->checkService(String16("IKoraCMSService"));
+        classifier = manager->checkService(String16(kClassificationService));
         if (classifier == nullptr) {
             return kTypeUnknown;
         }
@@ -89,40 +99,10 @@ int32_t FpsCommon::GetPkgTypeByICMSManager(const std::string& pkg) {
     return type;
 }
 
-int32_t FpsCommon::CachedType(const std::string& pkg) {
+int32_t AppTypes::CachedType(const std::string& pkg) {
     MutexLock lock(appTypeMapMutex);
     const auto found = appTypeMap.find(pkg);
     return found == appTypeMap.end() ? kTypeUnknown : found->second;
-}
-
-int32_t FpsCommon::GetGameCode(const std::string& pkg) {
-    const int32_t setting = lcdSetting;
-    MutexLock lock(codeCacheMutex);
-    if (const auto cached = FindCode(gameCodeCache, setting, pkg); cached.has_value()) {
-        return *cached;
-    }
-    return gameCodeCache[setting][pkg] = ChooseGameCode(tables, setting, pkg).code;
-}
-
-int32_t FpsCommon::GetAppCode(const std::string& pkg, int32_t type) {
-    const int32_t setting = lcdSetting;
-    MutexLock lock(codeCacheMutex);
-    if (const auto cached = FindCode(appCodeCache, setting, pkg); cached.has_value()) {
-        return *cached;
-    }
-    return appCodeCache[setting][pkg] = ChooseAppCode(tables, setting, pkg, type).code;
-}
-
-int32_t FpsCommon::PeekCode(const std::string& pkg, int32_t type) {
-    const int32_t setting = lcdSetting;
-    const bool isGame = type == kTypeGame;
-    MutexLock lock(codeCacheMutex);
-    if (const auto cached = FindCode(isGame ? gameCodeCache : appCodeCache, setting, pkg);
-        cached.has_value()) {
-        return *cached;
-    }
-    return isGame ? ChooseGameCode(tables, setting, pkg).code
-                  : ChooseAppCode(tables, setting, pkg, type).code;
 }
 
 }  // namespace KVT

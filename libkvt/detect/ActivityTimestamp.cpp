@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "strategy/ActivityTimestamp.h"
+#include "detect/ActivityTimestamp.h"
 
 #include "sync/Clock.h"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "strategy/ActivityTimestamp.h"
+#include "detect/ActivityTimestamp.h"
 
 namespace KVT {
 

@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: Apache-2.0
+// The refresh-rate code of a package, which it keeps once it is settled.
+#include <optional>
+
+#include "common/Codes.h"
+#include "policy/CodeChoice.h"
+#include "policy/FpsCommon.h"
+
+namespace KVT {
+namespace {
+
+std::optional<int32_t> FindCode(const FpsCommon::CodeCache& cache, int32_t setting,
+                                const std::string& pkg) {
+    const auto row = cache.find(setting);
+    if (row == cache.end()) {
+        return std::nullopt;
+    }
+    const auto found = row->second.find(pkg);
+    return found == row->second.end() ? std::nullopt : std::optional(found->second);
+}
+
+}  // namespace
+
+Mutex FpsCommon::codeCacheMutex;
+FpsCommon::CodeCache FpsCommon::appCodeCache;
+FpsCommon::CodeCache FpsCommon::gameCodeCache;
+
+int32_t FpsCommon::GetGameCode(const std::string& pkg) {
+    const int32_t setting = lcdSetting;
+    MutexLock lock(codeCacheMutex);
+    if (const auto cached = FindCode(gameCodeCache, setting, pkg); cached.has_value()) {
+        return *cached;
+    }
+    return gameCodeCache[setting][pkg] = ChooseGameCode(tables, setting, pkg).code;
+}
+
+int32_t FpsCommon::GetAppCode(const std::string& pkg, int32_t type) {
+    const int32_t setting = lcdSetting;
+    MutexLock lock(codeCacheMutex);
+    if (const auto cached = FindCode(appCodeCache, setting, pkg); cached.has_value()) {
+        return *cached;
+    }
+    return appCodeCache[setting][pkg] = ChooseAppCode(tables, setting, pkg, type).code;
+}
+
+int32_t FpsCommon::PeekCode(const std::string& pkg, int32_t type) {
+    const int32_t setting = lcdSetting;
+    const bool isGame = type == kTypeGame;
+    MutexLock lock(codeCacheMutex);
+    if (const auto cached = FindCode(isGame ? gameCodeCache : appCodeCache, setting, pkg);
+        cached.has_value()) {
+        return *cached;
+    }
+    return isGame ? ChooseGameCode(tables, setting, pkg).code
+                  : ChooseAppCode(tables, setting, pkg, type).code;
+}
+
+}  // namespace KVT
