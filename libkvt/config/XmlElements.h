@@ -15,7 +15,8 @@ const char* TextOf(const tinyxml2::XMLElement* element);
 
 /**
  * The integer that the attribute begins with, after white space: decimal, or hexadecimal after
- * "0x". Of one beyond 32 bits the lower 32; 0 for none, or no such attribute.
+ * "0x". Of one beyond 32 bits the lower 32, of one beyond 64 those of the nearest of 64; 0 for none,
+ * or no such attribute.
  */
 int32_t IntegerAttribute(const tinyxml2::XMLElement* element, const char* name);
 

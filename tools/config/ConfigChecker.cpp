@@ -22,24 +22,17 @@ const XMLElement* FindConfig(const ConfigDocument& document, Findings& findings)
     const XMLElement* config = document.xml().FirstChildElement("Config");
     for (const tinyxml2::XMLNode* node = document.xml().FirstChild(); node != nullptr;
          node = node->NextSibling()) {
-        const std::string_view text = node->ToText() != nullptr ? node->Value() : "";
-        constexpr const char* kBlank = " \t\r\n";
-        if (const size_t begin = text.find_first_not_of(kBlank); begin != std::string_view::npos) {
-            const size_t end = text.find_last_not_of(kBlank) + 1;
-            findings.addForFile(
-                "text " + Quoted(text.substr(begin, end - begin)) + " beside the root is ignored",
-                "nothing");
+        if (node->ToText() != nullptr && !Trimmed(node->Value()).empty()) {
+            findings.add(node,
+                         "text " + Quoted(Trimmed(node->Value())) + " beside the root is ignored",
+                         "nothing");
+        } else if (node->ToElement() != nullptr && node != config) {
+            findings.add(node, "element " + Quoted(node->Value()) + " beside the root is ignored",
+                         "one <Config> in the file");
         }
     }
     if (document.hasZeroByte()) {
         findings.addForFile("what follows the first zero byte is ignored", "a text file");
-    }
-    for (const XMLElement* root = document.xml().FirstChildElement(); root != nullptr;
-         root = root->NextSiblingElement()) {
-        if (root != config) {
-            findings.add(root, "element " + Quoted(root->Name()) + " beside the root is ignored",
-                         "one <Config> in the file");
-        }
     }
     if (config == nullptr) {
         findings.addForFile("no element 'Config': the built-in values hold", "a <Config>");

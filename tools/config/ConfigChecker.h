@@ -21,7 +21,7 @@ struct Finding {
 
 /**
  * Finds everything in a configuration file that the service would ignore, read as something else or
- * end on, and every entry that can never decide.
+ * end on, and every entry of a list that others of its kind keep from deciding.
  *
  * Works on the file alone, and on what the panel can show where that is known; names and valid
  * values are the library's own tables.

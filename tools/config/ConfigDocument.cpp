@@ -18,20 +18,38 @@ using tinyxml2::XMLNode;
 
 namespace {
 
-const XMLElement* NextInDocument(const XMLElement* element) {
-    if (const XMLElement* child = element->FirstChildElement(); child != nullptr) {
-        return child;
+const XMLNode* NextNode(const XMLNode* node) {
+    if (node->FirstChild() != nullptr) {
+        return node->FirstChild();
     }
-    for (const XMLNode* node = element; node != nullptr; node = node->Parent()) {
-        if (const XMLElement* next = node->NextSiblingElement(); next != nullptr) {
-            return next;
-        }
+    while (node != nullptr && node->NextSibling() == nullptr) {
+        node = node->Parent();
     }
-    return nullptr;
+    return node != nullptr ? node->NextSibling() : nullptr;
+}
+
+const XMLNode* NextElementOrText(const XMLNode* node) {
+    do {
+        node = NextNode(node);
+    } while (node != nullptr && node->ToElement() == nullptr && node->ToText() == nullptr);
+    return node;
+}
+
+/** Where in the part an element or a text begins; npos for a part without one. */
+size_t BeginIn(const MarkupPart& part) {
+    switch (part.kind) {
+        case MarkupPart::Kind::kOpenTag:
+        case MarkupPart::Kind::kCharacterData:
+            return 0;
+        case MarkupPart::Kind::kText:
+            return part.text.find_first_not_of(kBlank);
+        default:
+            return std::string_view::npos;
+    }
 }
 
 bool IsSpace(char c) {
-    return c == ' ' || c == '\t' || c == '\n' || c == '\r';
+    return kBlank.find(c) != std::string_view::npos;
 }
 
 /** Reads to the end; on failure errno says why. */
@@ -96,17 +114,17 @@ void ConfigDocument::locate() {
         mLineStarts.push_back(i + 1);
     }
     mMarkup = MarkupOf(mText);
-    const XMLElement* element = mDocument.RootElement();
+    const XMLNode* node = NextElementOrText(&mDocument);
     for (const MarkupPart& part : mMarkup) {
-        if (element != nullptr && part.kind == MarkupPart::Kind::kOpenTag) {
-            mOffsets.emplace(element, part.offset);
-            element = NextInDocument(element);
+        const size_t begin = BeginIn(part);
+        if (node != nullptr && begin != std::string_view::npos) {
+            mOffsets.emplace(node, part.offset + begin);
+            node = NextElementOrText(node);
         }
     }
 }
 
 Position ConfigDocument::at(size_t offset) const {
-    constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
     const auto next = std::upper_bound(mLineStarts.begin(), mLineStarts.end(), offset);
     const std::string_view before =
         std::string_view(mText).substr(*std::prev(next), offset - *std::prev(next));
@@ -115,15 +133,17 @@ Position ConfigDocument::at(size_t offset) const {
             static_cast<int>(before.size() - (marked ? kByteOrderMark.size() : 0)) + 1};
 }
 
-Position ConfigDocument::of(const XMLElement* element) const {
-    const Position known{element->GetLineNum(), 0};
-    const auto found = mOffsets.find(element);
+Position ConfigDocument::of(const XMLNode* node) const {
+    const Position known{node->GetLineNum(), 0};
+    const auto found = mOffsets.find(node);
     if (found == mOffsets.end()) {
         return known;
     }
-    // The parser has the last word on lines.
+    // The parser has the last word on lines; a text's it counts from the white space before it.
     const Position position = at(found->second);
-    return position.line == known.line ? position : known;
+    const bool agrees =
+        node->ToText() != nullptr ? position.line >= known.line : position.line == known.line;
+    return agrees ? position : known;
 }
 
 Position ConfigDocument::of(const XMLElement* element, const char* attribute) const {

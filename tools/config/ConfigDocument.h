@@ -17,7 +17,7 @@ struct Position {
     int column = 0;
 };
 
-/** A configuration file, loaded just as the service loads it, and the places of its elements. */
+/** A configuration file, loaded just as the service loads it, and the places of its elements and texts. */
 class ConfigDocument {
   public:
     ConfigDocument() : mDocument(true, tinyxml2::PRESERVE_WHITESPACE) {}
@@ -39,7 +39,8 @@ class ConfigDocument {
 
     /** Columns count bytes; a byte-order mark has none. */
     Position at(size_t offset) const;
-    Position of(const tinyxml2::XMLElement* element) const;
+    /** Of an element, or of a text behind the white space before it. */
+    Position of(const tinyxml2::XMLNode* node) const;
     /** Of an attribute; of its element when it has none of that name. */
     Position of(const tinyxml2::XMLElement* element, const char* attribute) const;
 
@@ -55,7 +56,7 @@ class ConfigDocument {
     std::string mText;
     std::string mError;
     std::vector<MarkupPart> mMarkup;  // of mText
-    std::unordered_map<const tinyxml2::XMLElement*, size_t> mOffsets;
+    std::unordered_map<const tinyxml2::XMLNode*, size_t> mOffsets;
     std::vector<size_t> mLineStarts;
 };
 

@@ -17,10 +17,10 @@ using tinyxml2::XMLNode;
 
 namespace {
 
-std::string Joined(const std::vector<std::string>& parts) {
+std::string Joined(const std::vector<std::string>& parts, const char* last) {
     std::string text;
     for (size_t i = 0; i < parts.size(); ++i) {
-        text += i == 0 ? "" : i + 1 == parts.size() ? " or " : ", ";
+        text += i == 0 ? "" : i + 1 == parts.size() ? last : ", ";
         text += parts[i];
     }
     return text;
@@ -86,7 +86,7 @@ std::string OneOfNames(std::vector<std::string> names) {
     for (std::string& name : names) {
         name = Quoted(name);
     }
-    return Joined(names);
+    return Joined(names, " or ");
 }
 
 std::string OneOfNumbers(std::vector<int32_t> values) {
@@ -95,15 +95,18 @@ std::string OneOfNumbers(std::vector<int32_t> values) {
     for (const int32_t value : values) {
         parts.push_back(std::to_string(value));
     }
-    return Joined(parts);
+    return Joined(parts, " or ");
+}
+
+std::string Listed(const std::vector<std::string>& parts) {
+    return Joined(parts, " and ");
 }
 
 std::string_view Trimmed(std::string_view text) {
-    constexpr std::string_view kSpace = " \t\n\v\f\r";
-    const size_t first = text.find_first_not_of(kSpace);
+    const size_t first = text.find_first_not_of(kBlank);
     return first == std::string_view::npos
                ? std::string_view()
-               : text.substr(first, text.find_last_not_of(kSpace) - first + 1);
+               : text.substr(first, text.find_last_not_of(kBlank) - first + 1);
 }
 
 bool IsDecimal(std::string_view text) {
@@ -116,10 +119,13 @@ bool IsHexadecimal(std::string_view text) {
            IsIntegerOfBase(number, 16);
 }
 
+void Findings::add(const XMLNode* at, std::string what, std::string expected) {
+    mFindings.push_back({mDocument.of(at), false, std::move(what), std::move(expected)});
+}
+
 void Findings::add(const XMLElement* at, std::string what, std::string expected,
                    const char* attribute) {
-    const Position position = attribute != nullptr ? mDocument.of(at, attribute) : mDocument.of(at);
-    mFindings.push_back({position, false, std::move(what), std::move(expected)});
+    mFindings.push_back({mDocument.of(at, attribute), false, std::move(what), std::move(expected)});
 }
 
 void Findings::addFatal(const XMLElement* at, std::string what, std::string expected) {
@@ -162,8 +168,14 @@ void Findings::onlyChildren(const XMLElement* element, const char* name) {
                     expected);
             }
         } else if (child->ToText() != nullptr && !Trimmed(child->Value()).empty()) {
-            add(element, "text " + Quoted(Trimmed(child->Value())) + " is ignored", expected);
+            add(child, "text " + Quoted(Trimmed(child->Value())) + " is ignored", expected);
         }
+    }
+}
+
+void Findings::someChild(const XMLElement* element, const char* name, const std::string& what) {
+    if (element->FirstChildElement(name) == nullptr) {
+        add(element, what + " is ignored", "at least one <" + std::string(name) + ">");
     }
 }
 
@@ -186,7 +198,7 @@ const char* Findings::requiredText(const XMLElement* element) {
          child = child->NextSibling()) {
         const bool first = !seen && child->ToText() != nullptr;
         if (!first && child->ToComment() == nullptr && child->ToUnknown() == nullptr) {
-            add(element,
+            add(child,
                 (child->ToElement() != nullptr ? TagOf(child->ToElement())
                                                : Quoted(child->Value())) +
                     " after the text is ignored",

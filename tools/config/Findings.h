@@ -21,6 +21,9 @@ std::string OneOfNames(std::vector<std::string> names);
 /** "0, 1 or 2" */
 std::string OneOfNumbers(std::vector<int32_t> values);
 
+/** "a, b and c" */
+std::string Listed(const std::vector<std::string>& parts);
+
 /**
  * Collects findings, with the checks that apply to any element: its attributes, its children, its
  * required name and text, and its integers.
@@ -29,9 +32,11 @@ class Findings {
   public:
     explicit Findings(const ConfigDocument& document) : mDocument(document) {}
 
-    /** At the element, or at that attribute of it. */
+    /** At an element or a text. */
+    void add(const tinyxml2::XMLNode* at, std::string what, std::string expected);
+    /** At that attribute of the element. */
     void add(const tinyxml2::XMLElement* at, std::string what, std::string expected,
-             const char* attribute = nullptr);
+             const char* attribute);
     void addFatal(const tinyxml2::XMLElement* at, std::string what, std::string expected);
     /** At a byte of the file. */
     void addAt(size_t offset, std::string what, std::string expected);
@@ -43,6 +48,8 @@ class Findings {
                         std::initializer_list<std::string_view> names);
     /** Reports child elements of another name (null: any), and text beside them. */
     void onlyChildren(const tinyxml2::XMLElement* element, const char* name);
+    /** Reports an element without a child of that name, which has no effect then. */
+    void someChild(const tinyxml2::XMLElement* element, const char* name, const std::string& what);
 
     /** The "name" attribute; without one, a fatal finding. */
     const char* requiredName(const tinyxml2::XMLElement* element);

@@ -48,15 +48,20 @@ std::string OnLine(const XMLElement* element) {
 void ListChecks::section(const XMLElement* param) {
     mFindings.onlyAttributes(param, {"name"});
     mFindings.onlyChildren(param, "list");
+    bool drops = false;
     for (const auto& [name, entries] : mTypes) {
         if (entries.empty()) {
             continue;
         }
+        drops = true;
         mFindings.add(param,
                       "this section drops the list " + Quoted(name) +
                           OnLine(entries.front().element->Parent()->ToElement()) +
                           ": types start anew",
                       "one section with all types");
+    }
+    if (!drops) {
+        mFindings.someChild(param, "list", "section 'application_list' without lists");
     }
     checkTypes();
     ForEachChild(param, "list", [this](const XMLElement* element) { list(element); });
@@ -83,10 +88,7 @@ void ListChecks::list(const XMLElement* list) {
     const bool types = IsTypeList(name);
     const char* child = types ? "type" : "pkg";
     mFindings.onlyChildren(list, child);
-    if (list->FirstChildElement(child) == nullptr) {
-        mFindings.add(list, "list " + Quoted(name) + " without entries is ignored",
-                      "at least one <" + std::string(child) + ">");
-    }
+    mFindings.someChild(list, child, "list " + Quoted(name) + " without entries");
     ForEachChild(list, child, [&](const XMLElement* element) {
         mFindings.onlyAttributes(element, {});
         if (types) {

@@ -25,8 +25,8 @@ MarkupPart FirstPart(std::string_view text, size_t offset) {
         Kind kind;
     } kRows[] = {
         {"<!--", "-->", Kind::kUnread},
-        {"<![CDATA[", "]]>", Kind::kUnread},
-        {"<?", "?>", Kind::kUnread},
+        {"<![CDATA[", "]]>", Kind::kCharacterData},
+        {"<?", "?>", Kind::kInstruction},
         {"<!", ">", Kind::kDeclaration},
     };
     if (text[0] != '<') {
@@ -37,7 +37,7 @@ MarkupPart FirstPart(std::string_view text, size_t offset) {
             return {row.kind, offset, text.substr(0, LengthTo(text, row.start, row.end))};
         }
     }
-    const size_t name = text.find_first_not_of(" \t\r\n", 1);
+    const size_t name = text.find_first_not_of(kBlank, 1);
     const bool ends = name != std::string_view::npos && text[name] == '/';
     return {ends ? Kind::kEndTag : Kind::kOpenTag, offset, text.substr(0, TagLength(text))};
 }
@@ -82,7 +82,14 @@ size_t TagLength(std::string_view text) {
 std::vector<MarkupPart> MarkupOf(std::string_view document) {
     document = document.substr(0, document.find('\0'));
     std::vector<MarkupPart> parts;
-    for (size_t i = 0; i < document.size(); i += parts.back().text.size()) {
+    size_t i = std::min(document.find_first_not_of(kBlank), document.size());
+    if (document.substr(i, kByteOrderMark.size()) == kByteOrderMark) {
+        i += kByteOrderMark.size();
+        parts.push_back({Kind::kUnread, 0, document.substr(0, i)});
+    } else {
+        i = 0;
+    }
+    for (; i < document.size(); i += parts.back().text.size()) {
         parts.push_back(FirstPart(document.substr(i), i));
     }
     return parts;

@@ -7,14 +7,20 @@
 
 namespace KVT {
 
+constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
+/** What the parser takes for white space. */
+constexpr std::string_view kBlank = " \t\n\v\f\r";
+
 /** A part of a document as the library's parser cuts it: up to the next '<', or from one. */
 struct MarkupPart {
     enum class Kind {
         kText,
-        kOpenTag,      // also of an element without content
-        kEndTag,       // </...>
-        kDeclaration,  // <!...>, which the parser steps over
-        kUnread,       // comments, CDATA sections, <?...?>: nothing in them is markup
+        kCharacterData,  // <![CDATA[...]]>, a text in which nothing is markup
+        kOpenTag,        // also of an element without content
+        kEndTag,         // </...>
+        kDeclaration,    // <!...>, which the parser steps over
+        kInstruction,    // <?...?>, with whatever stands in between
+        kUnread,         // comments, and the byte-order mark with the blanks before it
     };
     Kind kind;
     /** From the beginning of the document, in bytes. */

@@ -12,14 +12,30 @@ using Kind = MarkupPart::Kind;
 /** Names the document's type and does nothing else. */
 bool IsPlainDoctype(std::string_view declaration) {
     constexpr std::string_view kDoctype = "<!DOCTYPE";
-    return declaration.substr(0, kDoctype.size()) == kDoctype &&
-           declaration.find('[') == std::string_view::npos;
+    if (declaration.substr(0, kDoctype.size()) != kDoctype) {
+        return false;
+    }
+    const std::string_view name = declaration.substr(kDoctype.size());
+    return Trimmed(name.substr(0, name.size() - 1)).find_first_of(" \t\n\v\f\r[\"'") ==
+           std::string_view::npos;
+}
+
+/** A declaration that ends later than it seems to takes elements along. */
+void CheckInstruction(const ConfigDocument& document, const MarkupPart& part, Findings& findings) {
+    const size_t end = part.text.size() - 2;  // of the "?>"
+    if (const size_t inside = part.text.find_first_of("<>", 2); inside < end) {
+        findings.addAt(part.offset + inside,
+                       "the declaration goes on to the '?>' on line " +
+                           std::to_string(document.at(part.offset + end).line) +
+                           ", and what stands before that is ignored",
+                       "no '<' or '>' in it");
+    }
 }
 
 /** What stands behind the name of an end tag. */
 std::string_view RestOfEndTag(std::string_view tag) {
     const std::string_view name = Trimmed(tag.substr(tag.find('/') + 1));
-    const size_t end = name.find_first_of(" \t\r\n>");
+    const size_t end = name.find_first_of(" \t\n\v\f\r>");
     return Trimmed(name.substr(end, name.size() - 1 - end));
 }
 
@@ -39,6 +55,8 @@ void CheckMarkup(const ConfigDocument& document, Findings& findings) {
         } else if (part.kind == Kind::kDeclaration && (rootSeen || !IsPlainDoctype(part.text))) {
             findings.addAt(part.offset, Quoted(part.text) + " is ignored",
                            "an element or a comment");
+        } else if (part.kind == Kind::kInstruction) {
+            CheckInstruction(document, part, findings);
         } else if (part.kind == Kind::kEndTag) {
             if (const std::string_view rest = RestOfEndTag(part.text); !rest.empty()) {
                 findings.addAt(part.offset, Quoted(rest) + " in the end tag is ignored",

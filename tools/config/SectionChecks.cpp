@@ -2,8 +2,8 @@
 #include "tools/config/SectionChecks.h"
 
 #include <cutils/properties.h>
-#include <algorithm>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -50,20 +50,20 @@ const SlideParam& SlideParamOf(const char* name) {
 }  // namespace
 
 const SectionChecks::Row SectionChecks::kRows[] = {
-    {"setting_switch", &SectionChecks::settingSwitch, nullptr},
-    {"setting_switch_id_default", &SectionChecks::settingDefaultId, "overrides"},
-    {"application_list", &SectionChecks::applicationList, nullptr},
-    {"TP_pointer_position_switch", &SectionChecks::tpPointer, "overrides"},
-    {"force_multi_app_lcd_fps", &SectionChecks::multiApp, "overrides"},
-    {"SF_composition_config", &SectionChecks::composition,
-     "starts anew with what the compositor is sent, and keeps the other parameters of"},
-    {"high_freq_smart_slide_model_config", &SectionChecks::slideModel, "overrides"},
-    {"partical_compose_threshold_config", &SectionChecks::partialCompose, "adds to"},
+    {"setting_switch", &SectionChecks::settingSwitch, false},
+    {"setting_switch_id_default", &SectionChecks::settingDefaultId, true},
+    {"application_list", &SectionChecks::applicationList, false},
+    {"TP_pointer_position_switch", &SectionChecks::tpPointer, true},
+    {"force_multi_app_lcd_fps", &SectionChecks::multiApp, true},
+    {"SF_composition_config", &SectionChecks::composition, false},
+    {"high_freq_smart_slide_model_config", &SectionChecks::slideModel, true},
+    {"partical_compose_threshold_config", &SectionChecks::partialCompose, false},
 };
 
 void SectionChecks::group(const XMLElement* group) {
     mFindings.onlyAttributes(group, {"name"});
     mFindings.onlyChildren(group, "Param");
+    mFindings.someChild(group, "Param", "parameter group without sections");
     ForEachChild(group, "Param", [this](const XMLElement* element) { param(element); });
     mLists.finish();
     finishSwitches();
@@ -72,15 +72,14 @@ void SectionChecks::group(const XMLElement* group) {
 void SectionChecks::finishSwitches() {
     const struct {
         const char* section;
-        bool switched;
         const char* feature;
     } rows[] = {
-        {"SF_composition_config", mCompositionSwitched, "the rule of GPU composition"},
-        {"partical_compose_threshold_config", mPartialComposeSwitched, "partial composition"},
+        {"SF_composition_config", "the rule of GPU composition"},
+        {"partical_compose_threshold_config", "partial composition"},
     };
     for (const auto& row : rows) {
         const auto section = mSections.find(row.section);
-        if (section != mSections.end() && !row.switched) {
+        if (section != mSections.end() && mParameters[row.section].count("switch") == 0) {
             mFindings.add(
                 section->second,
                 "section without parameter 'switch': " + std::string(row.feature) + " stays off",
@@ -98,14 +97,14 @@ void SectionChecks::param(const XMLElement* param) {
         if (strcmp(name, row.name) != 0) {
             continue;
         }
-        const auto [first, isNew] = mSections.emplace(name, param);
-        if (!isNew && row.repeated != nullptr) {
-            mFindings.add(param,
-                          "section " + Quoted(name) + " " + row.repeated + " the one " +
-                              OnLine(first->second),
+        const XMLElement*& last = mSections[name];
+        if (last != nullptr && row.overrides) {
+            mFindings.add(param, "section " + Quoted(name) + " overrides the one " + OnLine(last),
                           "one section of that name");
         }
-        return (this->*row.check)(param);
+        (this->*row.check)(param);
+        last = param;
+        return;
     }
     mFindings.add(param, "unknown section " + Quoted(name) + " is ignored",
                   OneOfNames(SectionNames()), "name");
@@ -114,6 +113,7 @@ void SectionChecks::param(const XMLElement* param) {
 void SectionChecks::settingSwitch(const XMLElement* param) {
     mFindings.onlyAttributes(param, {"name"});
     mFindings.onlyChildren(param, "setting");
+    mFindings.someChild(param, "setting", "section 'setting_switch' without settings");
     ForEachChild(param, "setting", [this](const XMLElement* setting) {
         mFindings.onlyAttributes(setting, {"id"});
         mFindings.onlyChildren(setting, "switch");
@@ -122,10 +122,8 @@ void SectionChecks::settingSwitch(const XMLElement* param) {
             mFindings.add(setting, "setting " + std::to_string(id) + " is never in force",
                           OneOfNumbers({validLcdSettings.begin(), validLcdSettings.end()}), "id");
         }
-        if (setting->FirstChildElement("switch") == nullptr) {
-            mFindings.add(setting, "setting " + std::to_string(id) + " without switches is ignored",
-                          "at least one <switch>");
-        }
+        mFindings.someChild(setting, "switch",
+                            "setting " + std::to_string(id) + " without switches");
         ForEachChild(setting, "switch",
                      [this, id](const XMLElement* element) { switchOf(id, element); });
     });
@@ -165,6 +163,7 @@ void SectionChecks::switchOf(int32_t setting, const XMLElement* element) {
                       "switch " + Quoted(name) + " of setting " + std::to_string(setting) +
                           " overrides the one " + OnLine(first->second),
                       "given once");
+        first->second = element;
     }
 }
 
@@ -193,11 +192,12 @@ void SectionChecks::multiApp(const XMLElement* param) {
 }
 
 template <typename Check>
-void SectionChecks::paramSection(const XMLElement* param, const char* child,
-                                 const std::vector<std::string>& names, Check check) {
+SectionChecks::Parameters SectionChecks::paramSection(const XMLElement* param, const char* child,
+                                                      const std::vector<std::string>& names,
+                                                      Check check) {
     mFindings.onlyAttributes(param, {"name"});
     mFindings.onlyChildren(param, child);
-    std::map<std::string, const XMLElement*> seen;
+    Parameters given;
     ForEachChild(param, child, [&](const XMLElement* element) {
         mFindings.onlyAttributes(element, {"name", "value"});
         mFindings.onlyChildren(element, nullptr);
@@ -210,32 +210,60 @@ void SectionChecks::paramSection(const XMLElement* param, const char* child,
                           OneOfNames(names), "name");
             return;
         }
-        const auto [first, isNew] = seen.emplace(name, element);
-        if (!isNew) {
-            mFindings.add(element,
-                          "parameter " + Quoted(name) + " repeats the one " + OnLine(first->second),
+        const XMLElement*& last = given[name];
+        if (last != nullptr) {
+            mFindings.add(element, "parameter " + Quoted(name) + " repeats the one " + OnLine(last),
                           "given once");
         }
+        last = element;
         check(element, name);
     });
+    return given;
+}
+
+void SectionChecks::repeated(const XMLElement* param, Parameters given,
+                             const std::vector<std::string>& anew) {
+    const char* section = param->Attribute("name");
+    Parameters& earlier = mParameters[section];
+    std::map<std::string, std::vector<std::string>> fates;
+    for (const auto& [name, element] : earlier) {
+        const bool dropped = std::find(anew.begin(), anew.end(), name) != anew.end();
+        const bool isGiven = given.count(name) != 0;
+        const char* fate = isGiven ? "overrides" : dropped ? "drops" : "keeps";
+        fates[fate].push_back(Quoted(name) + " " + OnLine(element));
+        if (!isGiven && !dropped) {
+            given.emplace(name, element);
+        }
+    }
+    earlier = std::move(given);
+    if (const XMLElement* last = mSections[section]; last != nullptr) {
+        std::string what = "section " + Quoted(section) + " repeats the one " + OnLine(last);
+        const char* separator = ": it ";
+        for (const auto& [fate, parameters] : fates) {
+            what += separator + fate + " " + Listed(parameters);
+            separator = ", ";
+        }
+        mFindings.add(param, what, "one section of that name");
+    }
 }
 
 void SectionChecks::composition(const XMLElement* param) {
-    paramSection(param, "sf_param", {std::begin(kSfParamNames), std::end(kSfParamNames)},
-                 [this](const XMLElement* element, const char* name) {
-                     if (strcmp(name, "switch") == 0) {
-                         mFindings.flag(element, "off");
-                         mCompositionSwitched = true;
-                         return;
-                     }
-                     const int32_t value = mFindings.integer(element, "value");
-                     if (strcmp(name, "app_penalty_count") == 0 && value < 1) {
-                         mFindings.add(element,
-                                       "a limit of " + std::to_string(value) +
-                                           " holds every package at 60 Hz, GPU composition or not",
-                                       "at least 1", "value");
-                     }
-                 });
+    const std::vector<std::string> names(std::begin(kSfParamNames), std::end(kSfParamNames));
+    const auto check = [this](const XMLElement* element, const char* name) {
+        if (strcmp(name, "switch") == 0) {
+            mFindings.flag(element, "off");
+            return;
+        }
+        const int32_t value = mFindings.integer(element, "value");
+        if (strcmp(name, "app_penalty_count") == 0 && value < 1) {
+            mFindings.add(element,
+                          "a limit of " + std::to_string(value) +
+                              " holds every package at 60 Hz, GPU composition or not",
+                          "at least 1", "value");
+        }
+    };
+    repeated(param, paramSection(param, "sf_param", names, check),
+             {"sf_accum_time", "sf_accum_count", "app_penalty_time"});
 }
 
 void SectionChecks::slideModel(const XMLElement* param) {
@@ -293,15 +321,16 @@ void SectionChecks::slideParam(const XMLElement* element, const char* name) {
 }
 
 void SectionChecks::partialCompose(const XMLElement* param) {
-    paramSection(param, "cfg_param", {std::begin(kComposeParamNames), std::end(kComposeParamNames)},
-                 [this](const XMLElement* element, const char* name) {
-                     if (strcmp(name, kComposeParamNames[0]) == 0) {
-                         mFindings.flag(element, "off");
-                         mPartialComposeSwitched = true;
-                     } else {
-                         mFindings.integer(element, "value");
-                     }
-                 });
+    const std::vector<std::string> names(std::begin(kComposeParamNames),
+                                         std::end(kComposeParamNames));
+    const auto check = [this](const XMLElement* element, const char* name) {
+        if (strcmp(name, "switch") == 0) {
+            mFindings.flag(element, "off");
+        } else {
+            mFindings.integer(element, "value");
+        }
+    };
+    repeated(param, paramSection(param, "cfg_param", names, check), {});
 }
 
 }  // namespace KVT

@@ -24,10 +24,11 @@ class SectionChecks {
     struct Row {
         const char* name;
         void (SectionChecks::*check)(const XMLElement* param);
-        /** What a later section of that name does to the earlier one; null: several are usual. */
-        const char* repeated;
+        /** A later section of that name leaves nothing of the earlier one. */
+        bool overrides;
     };
     static const Row kRows[];
+    using Parameters = std::map<std::string, const XMLElement*>;
 
     void param(const XMLElement* param);
     void settingSwitch(const XMLElement* param);
@@ -43,10 +44,18 @@ class SectionChecks {
 
     /** Section whose only content is its own "value". */
     void valueSection(const XMLElement* param);
-    /** Section of parameter elements: calls `check(element, name)` for each with a known name. */
+    /**
+     * Section of parameter elements: calls `check(element, name)` for each with a known name, and
+     * returns the last of each.
+     */
     template <typename Check>
-    void paramSection(const XMLElement* param, const char* child,
-                      const std::vector<std::string>& names, Check check);
+    Parameters paramSection(const XMLElement* param, const char* child,
+                            const std::vector<std::string>& names, Check check);
+    /**
+     * Tells what a section with parameters `given` does to those of the sections before it.
+     * @param anew those that have their default again in a section without them
+     */
+    void repeated(const XMLElement* param, Parameters given, const std::vector<std::string>& anew);
 
     /** Reports switched features that no section switches on or off. */
     void finishSwitches();
@@ -54,10 +63,9 @@ class SectionChecks {
     Findings& mFindings;
     const PanelRates& mRates;
     ListChecks mLists;
-    std::map<std::string, const XMLElement*> mSections;
+    std::map<std::string, const XMLElement*> mSections;  // the last of each name
+    std::map<std::string, Parameters> mParameters;       // in force, by section
     std::map<std::pair<int32_t, std::string>, const XMLElement*> mSwitches;
-    bool mCompositionSwitched = false;
-    bool mPartialComposeSwitched = false;
 };
 
 }  // namespace KVT
