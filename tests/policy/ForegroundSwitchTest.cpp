@@ -266,6 +266,25 @@ TEST_F(ForegroundSwitch, KeepsQuietWithoutACompositor) {
     }
 }
 
+TEST_F(ForegroundSwitch, AsksForATypeOnceAnEventHoweverOftenItIsNeeded) {
+    start();
+    fakes.classifier->failCalls(android::DEAD_OBJECT);
+    for (const int32_t events : {1, 2}) {
+        packages("app.a", {"app.a", "app.b"});
+        EXPECT_EQ(fakes.classifier->asked("app.a"), events);
+        EXPECT_EQ(fakes.classifier->asked("app.b"), events);
+    }
+}
+
+TEST_F(ForegroundSwitch, LetsTheStrategyHearTheGameSdk) {
+    start();
+    logs.take();
+    fakes.gameSdk->report(R"({"pkg":"com.tencent.tmgp.pubgmhd","1":101,"10":60})");
+    EXPECT_EQ(logs.take(),
+              std::vector<std::string>(
+                  {"I/KVTService: GameDynamicFps: 60fps Pubg On Aeroplane, not check fps"}));
+}
+
 TEST_F(ForegroundSwitch, HandsAGamesRateToTheArmedStrategyAlone) {
     const struct {
         bool dynamic, constHigh;
