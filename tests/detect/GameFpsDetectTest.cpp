@@ -11,6 +11,7 @@
 #include <cstring>
 #include <functional>
 #include <limits>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
@@ -98,7 +99,8 @@ class GameFpsDetectTest : public testing::Test {
 
     /** The singleton, which reads its properties when it is first asked for. */
     GameFpsDetect& detect() {
-        GameFpsDetect::GetInstance()->SetRateListener(&listener);
+        std::call_once(connected,
+                       [this] { GameFpsDetect::GetInstance()->SetRateListener(&listener); });
         return *GameFpsDetect::GetInstance();
     }
 
@@ -118,6 +120,7 @@ class GameFpsDetectTest : public testing::Test {
     android::sp<Scheduler> scheduler = new Scheduler;
     android::sp<RecordingService> service = new RecordingService;
     Listener listener;
+    std::once_flag connected;
     LogCapture log;
     int64_t timestamp = 5 * kNsPerS;
 };
