@@ -270,7 +270,8 @@ TEST_F(GameFpsDetectTest, LetsNoResultActOnTheNextGame) {
     bool overtaken = true;
     gMeanwhile = [&](const std::string& point) {
         if (point == overtakenAt && !std::exchange(overtaken, true)) {
-            detect().Clear();
+            // On a thread of its own, as a package event is; this one may be in the middle of a log.
+            VirtualThread nextGame("next game", [this] { detect().Clear(); });
         }
     };
     for (const char* point : {"log", "scheduler", "listeners"}) {
