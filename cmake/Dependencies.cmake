@@ -2,9 +2,11 @@
 include(GNUInstallDirs)
 find_package(Threads REQUIRED)
 find_package(PkgConfig REQUIRED)
-find_package(GTest REQUIRED)
-find_package(benchmark REQUIRED)
 find_package(CLI11 REQUIRED)
+if(BUILD_TESTING)
+    find_package(GTest REQUIRED)
+    find_package(benchmark REQUIRED)
+endif()
 pkg_check_modules(JSONCPP REQUIRED IMPORTED_TARGET jsoncpp)
 pkg_check_modules(TINYXML2 REQUIRED IMPORTED_TARGET tinyxml2)
 

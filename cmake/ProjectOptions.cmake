@@ -13,6 +13,10 @@ if(KVT_SANITIZE)
     target_link_options(kvt_options INTERFACE -fsanitize=${KVT_SANITIZE})
 endif()
 
+# What the programs call their version.
+add_library(kvt_version INTERFACE)
+target_compile_definitions(kvt_version INTERFACE KVT_VERSION="${PROJECT_VERSION}")
+
 # The environment every test and demo needs under the current sanitizers.
 set(KVT_TEST_ENVIRONMENT "")
 if(KVT_SANITIZE MATCHES "thread")

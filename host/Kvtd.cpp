@@ -7,7 +7,6 @@
 #include <pthread.h>
 #include <signal.h>
 
-#include <CLI/CLI.hpp>
 #include <cstdlib>
 #include <iostream>
 #include <thread>
@@ -15,6 +14,7 @@
 #include "common/Paths.h"
 #include "detect/GameFpsDetect.h"
 #include "host/AwaitServiceManager.h"
+#include "host/CommandLine.h"
 #include "host/KVTServiceImpl.h"
 #include "policy/FpsCommon.h"
 
@@ -82,7 +82,8 @@ int Serve(const Options& options) {
 
 int RunKvtd(int argc, const char* const* argv) {
     Options options;
-    CLI::App app{"Decides at which refresh rate the panel runs, and publishes KVTService.", "kvtd"};
+    CommandLine app{"Decides at which refresh rate the panel runs, and publishes KVTService.",
+                    "kvtd"};
     app.add_option("--config", options.paths.configFile, "configuration file")
         ->capture_default_str();
     app.add_option("--cpuset", options.paths.vipCpus, "file with the CPUs of the vip set")

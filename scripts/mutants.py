@@ -13,7 +13,7 @@ _HIDDEN = re.compile(
 _CLOSING = {'(': ')', '[': ']', '{': '}'}
 _DECLARATION = re.compile(
     r'(?:(?:const|static|constexpr|auto|using|typedef|struct|class|enum|thread_local|static_assert)\b'
-    r'|[\w:]+(?:<.*?>)?(?:::\w+)?(?:\s+[*&]*|[*&]+\s+[*&]*)\w+\s*(?:[=;({\[]|$))', re.DOTALL)
+    r'|[\w:]+(?:<.*?>)?(?:::\w+)?(?:\s+[*&]*|[*&]+\s+[*&]*)(?:const\s+)?\w+\s*(?:[=;({\[]|$))', re.DOTALL)
 _NO_DECLARATION = re.compile(r'(?:delete|throw|return|goto|co_\w+)\b')
 _LOG = re.compile(r'KVT_LOG[A-Z]*\(')
 
@@ -98,6 +98,7 @@ class _Statements:
 
     @staticmethod
     def _returns_nothing(head):
+        head = re.sub(r'^[A-Z_]+\([^()]*\)\s*', '', head)  # a macro that stands by itself
         name = re.search(r'(~?\w+)\s*\(', head)
         constructor = re.match(r'(?:explicit\s+)?(?:(\w+)::)*~?\w+\s*\(', head)
         return bool(re.search(r'\bvoid\s+[\w:]+\s*\(', head) or (name and constructor))

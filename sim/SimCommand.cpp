@@ -3,10 +3,10 @@
 
 #include <android/log.h>
 
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
 
+#include "host/CommandLine.h"
 #include "linux/Properties.h"
 #include "sim/Player.h"
 #include "sync/virtual/VirtualTime.h"
@@ -35,7 +35,8 @@ int Play(const std::string& path, std::optional<uint64_t> seed, std::ostream& ou
 }  // namespace
 
 int RunSim(int argc, const char* const* argv, std::ostream& out, std::ostream& err) {
-    CLI::App app{"Plays a phone in virtual time and reports what its panel does, and why."};
+    CommandLine app{"Plays a phone in virtual time and reports what its panel does, and why.",
+                    "kvt-sim"};
     app.require_subcommand(1);
 
     std::string path;

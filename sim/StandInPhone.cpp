@@ -7,7 +7,6 @@
 #include <pthread.h>
 #include <signal.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
 #include <iostream>
@@ -15,6 +14,7 @@
 #include <vector>
 
 #include "host/AwaitServiceManager.h"
+#include "host/CommandLine.h"
 #include "service/BnKVTService.h"
 #include "service/KVTManager.h"
 #include "sim/Scenario.h"
@@ -157,8 +157,8 @@ int Run(const Scenario& scenario, const Options& options) {
 }  // namespace
 
 int RunStandInPhone(int argc, const char* const* argv) {
-    CLI::App app{"Stands in for the phone around the service: panel, compositor, and the rest.",
-                 "kvt-phone"};
+    CommandLine app{"Stands in for the phone around the service: panel, compositor, and the rest.",
+                    "kvt-phone"};
     Options options;
     bool noServices = false;
     app.add_option("SCENARIO", options.scenario, "events to send, and what the phone is like");

@@ -65,4 +65,9 @@ for command in "tools/kvtctl --help" "tools/kvtctl config explain $config com.ex
     expect "$command, without a reader" "$status, $errors" "0, "
 done
 
+version=$(sed -n 's/^project(libkvt VERSION \([^ ]*\) .*/\1/p' "$source/CMakeLists.txt")
+for program in host/kvtd platform/kvt-servicemanager sim/kvt-phone sim/kvt-sim tools/kvtctl; do
+    expect "$program --version" "$("$build/$program" --version)" "${program##*/} $version"
+done
+
 exit $((failures > 0))

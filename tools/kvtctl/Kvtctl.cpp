@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/kvtctl/Kvtctl.h"
 
-#include <CLI/CLI.hpp>
-
+#include "host/CommandLine.h"
 #include "tools/kvtctl/ConfigCommands.h"
 #include "tools/kvtctl/ServiceCommands.h"
 
@@ -11,7 +10,7 @@ namespace KVT::ctl {
 int Run(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
         const Process& process) {
     Context context{out, err, process};
-    CLI::App app("Command line client of the refresh-rate service.", "kvtctl");
+    CommandLine app("Command line client of the refresh-rate service.", "kvtctl");
     app.require_subcommand(1);
     app.footer(
         "Events go one-way: that the service is handed one is all that its sender learns.\n"

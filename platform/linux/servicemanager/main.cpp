@@ -6,6 +6,10 @@
 
 int main(int argc, char** argv) {
     if (argc > 1) {
+        if (strcmp(argv[1], "--version") == 0) {
+            puts("kvt-servicemanager " KVT_VERSION);
+            return 0;
+        }
         const bool asked = strcmp(argv[1], "--help") == 0 || strcmp(argv[1], "-h") == 0;
         fprintf(asked ? stdout : stderr,
                 "Usage: %s\nThe directory of services of /dev/binder, or of the device that the "
