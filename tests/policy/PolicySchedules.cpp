@@ -4,20 +4,18 @@
 // control. Once all is quiet, the phone must be as a decision on the final state makes it, and the
 // strategy that is armed must do its work.
 #include <algorithm>
-#include <atomic>
-#include <random>
 
 #include "common/Paths.h"
-#include "config/XmlParser.h"
 #include "detect/GameFpsDetect.h"
 #include "host/FrameworkClient.h"
 #include "host/KVTServiceImpl.h"
+#include "policy/Consequences.h"
 #include "policy/FpsCommon.h"
 #include "sim/fakes/FakePhone.h"
 #include "sync/Condition.h"
-#include "sync/virtual/VirtualTime.h"
 #include "tests/strategy/ScheduleScenarios.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/MixedPackages.h"
 
 namespace KVT {
 namespace {
@@ -51,26 +49,19 @@ PhoneUnderTest& TheUnit() {
     return *unit;
 }
 
-void Configure() {
-    SetPaths({"/nonexistent", "/dev/null"});
-    ConfigTables& tables = FpsCommon::tables;
-    tables.settingSwitchMap[0] = {{"app_default", 2},
-                                  {"game_default", 9},
-                                  {"app_perceptible_switch", 3},
-                                  {"app_imperceptible_switch", 9},
-                                  {"game_perceptible_switch", 3},
-                                  {"game_imperceptible_switch", 9}};
-    tables.appPkgFilterMap["app_pkg_perceptible_list"].insert("app.high");
-    tables.appPkgFilterMap["app_pkg_imperceptible_list"].insert("app.touch");
-    tables.gameFilterMap["game_pkg_perceptible_list"].insert("game.const");
+int32_t PanelHz() {
+    return TheUnit().fakes.panel->currentHz();
 }
 
-using Dice = std::mt19937_64;
+/** Whether the panel must follow the game in front, and does not. */
+bool IsBehindTheGame(int32_t fps) {
+    return FpsCommon::Decide().outcome == Outcome::kGameDynamic &&
+           PanelHz() != (fps > 60 ? kHighHz : kLowHz);
+}
 
 void Pause(Dice& dice) {
-    constexpr int64_t kPauses[] = {0,          0, 1, 16 * kNsPerMs, 200 * kNsPerMs, 900 * kNsPerMs,
-                                   5 * kNsPerS};
-    SleepFor(kPauses[dice() % std::size(kPauses)]);
+    SleepFor(
+        dice.oneOf<int64_t>({0, 0, 1, 16 * kNsPerMs, 200 * kNsPerMs, 900 * kNsPerMs, 5 * kNsPerS}));
 }
 
 /** Lets a thread act at the very moment of the next frame. */
@@ -92,23 +83,25 @@ class FrameBeat {
 };
 FrameBeat gFrameBeat;
 
+void SendEvent(Dice& dice) {
+    FrameworkClient& framework = TheUnit().framework;
+    MutexLock lock(TheUnit().touchIsUnderWay);
+    switch (dice.below(5)) {
+        case 0:
+            framework.send(POWER_MODE, dice.oneOf({0, 1, 2}));
+            return;
+        case 1:
+            framework.send(GAME_FPS_LIMIT, dice.oneOf({kNoGameFps, 40}));
+            return;
+        default:
+            framework.packages(dice.oneOf(kPackages), {});
+    }
+}
+
 void PlayFramework(Dice dice) {
     for (int event = 0; event < 12; ++event) {
-        {
-            MutexLock lock(TheUnit().touchIsUnderWay);
-            switch (dice() % 5) {
-                case 0:
-                    TheUnit().framework.send(POWER_MODE, static_cast<int32_t>(dice() % 3));
-                    break;
-                case 1:
-                    TheUnit().framework.send(GAME_FPS_LIMIT,
-                                             static_cast<int32_t>(dice() % 2) * 41 - 1);
-                    break;
-                default:
-                    TheUnit().framework.packages(kPackages[dice() % std::size(kPackages)], {});
-            }
-        }
-        dice() % 3 == 0 ? gFrameBeat.await() : Pause(dice);
+        SendEvent(dice);
+        dice.onceIn(3) ? gFrameBeat.await() : Pause(dice);
     }
 }
 
@@ -116,8 +109,8 @@ void PlayFramework(Dice dice) {
 void PlayRecovery(Dice dice, bool panelChanges) {
     for (int recovery = 0; recovery < 6; ++recovery) {
         Pause(dice);
-        if (panelChanges && dice() % 2 == 0) {
-            TheUnit().fakes.panel->changeByItself(dice() % 2 == 0 ? "60" : "90");
+        if (panelChanges && dice.onceIn(2)) {
+            TheUnit().fakes.panel->changeByItself(dice.onceIn(2) ? "60" : "90");
         }
         FpsCommon::RecoverLcd();
     }
@@ -135,7 +128,7 @@ void PlayFinger(Dice dice) {
         Touch(true);
         Pause(dice);
         Touch(false);
-        if (dice() % 3 == 0) {
+        if (dice.onceIn(3)) {
             TheUnit().compositor->NotifyFrameRefresh(MonotonicNow());
         }
         Pause(dice);
@@ -158,14 +151,13 @@ void SendFrames(int64_t lengthNs, int count) {
 
 void PlayFrames(Dice dice) {
     for (int scene = 0; scene < 6; ++scene) {
-        constexpr int64_t kLengths[] = {11'111'111, 16'666'666, 25'000'000};
-        SendFrames(kLengths[dice() % std::size(kLengths)], 60);
+        SendFrames(dice.oneOf<int64_t>({11'111'111, 16'666'666, 25'000'000}), 60);
     }
 }
 
 void PlaySdk(Dice dice) {
     for (int report = 0; report < 6; ++report) {
-        TheUnit().fakes.gameSdk->report(kReports[dice() % std::size(kReports)]);
+        TheUnit().fakes.gameSdk->report(dice.oneOf(kReports));
         Pause(dice);
     }
 }
@@ -193,46 +185,33 @@ bool SchedulerWasTold90() {
 }
 
 /** The phone at rest: everything is as the decision wants it. */
-const char* WhatIsBrokenAtRest() {
+void RequireRest() {
     PhoneUnderTest& unit = TheUnit();
     const Decision decision = FpsCommon::Decide();
     const bool wantsTouches = decision.outcome == Outcome::kAppDynamic;
-    const int32_t panel = unit.fakes.panel->currentHz();
-    if (unit.fakes.compositor->wantsTouchEvents() != wantsTouches) {
-        return "the compositor was not told whether touches are wanted";
-    }
-    if (FpsCommon::forcedGameFps != kNoGameFps) {
-        return "a forced frame rate outlived its reason";
-    }
-    if (!wantsTouches && decision.outcome != Outcome::kGameDynamic && panel != decision.rate) {
-        return "the panel is not at the decision's rate";
-    }
-    if (FpsCommon::gameScene != (FpsCommon::CachedType(FpsCommon::CurrentPkgName()) == kTypeGame)) {
-        return "the game flag is not the foreground's";
-    }
+    const int32_t panel = PanelHz();
+    Require(unit.fakes.compositor->wantsTouchEvents() == wantsTouches,
+            "the compositor was not told whether touches are wanted");
+    Require(FpsCommon::forcedGameFps == kNoGameFps, "a forced frame rate outlived its reason");
+    Require(wantsTouches || decision.outcome == Outcome::kGameDynamic || panel == decision.rate,
+            "the panel is not at the decision's rate");
+    Require(
+        FpsCommon::gameScene == (FpsCommon::CachedType(FpsCommon::CurrentPkgName()) == kTypeGame),
+        "the game flag is not the foreground's");
     if (!wantsTouches) {
         unit.compositor->SetLcdEvent(1);
         unit.compositor->SetLcdEvent(0);
-        SleepFor(kNsPerS);
-        VirtualTime::Settle();
-        if (unit.fakes.panel->currentHz() != panel) {
-            return "a touch that nobody wants moved the panel";
-        }
+        Rest(kNsPerS);
+        Require(PanelHz() == panel, "a touch that nobody wants moved the panel");
     }
-    return nullptr;
 }
 
 /** The game goes on as it was, and its rate changes once more, to well above or below 60. */
-const char* EndWithTheSameGame(Dice dice) {
-    const int32_t fps = dice() % 2 == 0 ? 90 : 40;
+void EndWithTheSameGame(Dice dice) {
+    const int32_t fps = dice.oneOf({90, 40});
     SendFrames(kNsPerS / fps, kFramesUntilSure);
-    SleepFor(kQuietNs);
-    VirtualTime::Settle();
-    if (FpsCommon::Decide().outcome == Outcome::kGameDynamic &&
-        TheUnit().fakes.panel->currentHz() != (fps > 60 ? kHighHz : kLowHz)) {
-        return "a change of the game's rate went unanswered";
-    }
-    return nullptr;
+    Rest(kQuietNs);
+    Require(!IsBehindTheGame(fps), "a change of the game's rate went unanswered");
 }
 
 constexpr int64_t kFastFrameNs = kNsPerS / 90;
@@ -246,75 +225,70 @@ void RunUpToAResult() {
     SendFrames(kFastFrameNs, kFramesBetweenResults - 1);
 }
 
+/** Kept from the processor for a while before what was measured is acted on. */
+struct LateListener : GameRateListener {
+    void onGameRate(int32_t fps) override {
+        SleepFor(kNsPerMs);
+        Consequences::GetInstance()->onGameRate(fps);
+    }
+};
+
 /** One game after the other gives way to the next while a result of its own is on its way. */
-const char* SwitchGames(Dice& dice) {
-    PhoneUnderTest& unit = TheUnit();
-    size_t game = dice() % std::size(kGames);
-    unit.framework.send(POWER_MODE, 2);
-    unit.framework.send(GAME_FPS_LIMIT, kNoGameFps);
-    unit.framework.packages("app.fixed", {});
-    unit.framework.packages(kGames[game], {});
+void SwitchGames(Dice& dice) {
+    static LateListener late;
+    if (dice.onceIn(2)) {
+        GameFpsDetect::GetInstance()->SetRateListener(&late);
+    }
+    FrameworkClient& framework = TheUnit().framework;
+    uint64_t game = dice.below(std::size(kGames));
+    framework.send(POWER_MODE, 2);
+    framework.send(GAME_FPS_LIMIT, kNoGameFps);
+    framework.packages("app.fixed", {});
+    framework.packages(kGames[game], {});
     for (int change = 0; change < 4; ++change) {
         RunUpToAResult();
-        game = (game + 1 + dice() % (std::size(kGames) - 1)) % std::size(kGames);
+        game = (game + 1 + dice.below(std::size(kGames) - 1)) % std::size(kGames);
         {
-            VirtualThread framework("framework", [&] {
+            VirtualThread next("framework", [&] {
                 SleepFor(kFastFrameNs);
-                unit.framework.packages(kGames[game], {});
+                framework.packages(kGames[game], {});
             });
             SendFrames(kFastFrameNs, 1);
         }
-        SleepFor(kNsPerS);
-        VirtualTime::Settle();
-        if (const Decision decision = FpsCommon::Decide();
-            unit.fakes.panel->currentHz() != decision.rate) {
-            return "a game's rate moved the panel of the next game";
-        }
+        Rest(kNsPerS);
+        Require(PanelHz() == FpsCommon::Decide().rate,
+                "a game's rate moved the panel of the next game");
     }
-    return nullptr;
+    GameFpsDetect::GetInstance()->SetRateListener(Consequences::GetInstance());
 }
 
 /** The last of several games is at a steady rate from its first frame on. */
-const char* EndWithAnotherGame(Dice dice) {
-    if (const char* broken = SwitchGames(dice); broken != nullptr) {
-        return broken;
-    }
+void EndWithAnotherGame(Dice dice) {
+    SwitchGames(dice);
     SleepFor(kSilenceNs);
-    PhoneUnderTest& unit = TheUnit();
-    (void)unit.fakes.sched->takeMessages();
+    (void)TheUnit().fakes.sched->takeMessages();
     const android::sp<Listener> listener = new Listener;
-    unit.service->RegisterListener(listener);
+    TheUnit().service->RegisterListener(listener);
 
-    constexpr int32_t kRates[] = {60, 60, 60, 40, 90};
-    const int32_t fps = kRates[dice() % std::size(kRates)];
+    const int32_t fps = dice.oneOf({60, 60, 60, 40, 90});
     SendFrames(kNsPerS / fps, kFramesUntilSure);
-    SleepFor(kQuietNs);
-    VirtualTime::Settle();
+    Rest(kQuietNs);
 
-    if (listener->highestFps != std::max(fps, 60)) {
-        return "listeners were not told the game's highest rate";
-    }
-    if (FpsCommon::Decide().outcome == Outcome::kGameDynamic &&
-        unit.fakes.panel->currentHz() != (fps > 60 ? kHighHz : kLowHz)) {
-        return "the panel does not follow the game";
-    }
-    if (SchedulerWasTold90() != (fps >= 60)) {
-        return fps == 60 ? "a game at 60 got no help to climb"
-                         : "the scheduler was told another rate than the game's";
-    }
-    return nullptr;
+    Require(listener->highestFps == std::max(fps, 60),
+            "listeners were not told the game's highest rate");
+    Require(!IsBehindTheGame(fps), "the panel does not follow the game");
+    Require(SchedulerWasTold90() == (fps >= 60),
+            fps == 60 ? "a game at 60 got no help to climb"
+                      : "the scheduler was told another rate than the game's");
 }
 
 // ---- Under the finger ----
 
 /** A tap, and a recovery of the panel in the moment in which the lift lowers it. */
-const char* Tap() {
+void Tap() {
     Touch(true);
-    SleepFor(kNsPerS);
-    VirtualTime::Settle();
-    if (TheUnit().fakes.panel->currentHz() != kHighHz) {
-        return "a finger on the screen did not get 90";
-    }
+    Rest(kNsPerS);
+    Require(PanelHz() == kHighHz, "a finger on the screen did not get 90");
     {
         VirtualThread recovery("recovery", [] {
             SleepFor(200 * kNsPerMs);
@@ -322,13 +296,12 @@ const char* Tap() {
         });
         Touch(false);
     }
-    SleepFor(kNsPerS);
-    VirtualTime::Settle();
-    return TheUnit().fakes.panel->currentHz() == kLowHz ? nullptr : "a tap left the panel at 90";
+    Rest(kNsPerS);
+    Require(PanelHz() == kLowHz, "a tap left the panel at 90");
 }
 
 /** For a phone at rest: a touch raises the panel and its lift drops it, whatever comes between. */
-const char* WhatIsBrokenUnderTheFinger() {
+void RequireTouches() {
     FrameworkClient& framework = TheUnit().framework;
     if (FpsCommon::Decide().outcome != Outcome::kAppDynamic) {
         framework.send(POWER_MODE, 2);
@@ -336,37 +309,31 @@ const char* WhatIsBrokenUnderTheFinger() {
         framework.packages("app.touch", {});
     }
     for (int tap = 0; tap < 4; ++tap) {
-        if (const char* broken = Tap(); broken != nullptr) {
-            return broken;
-        }
+        Tap();
     }
     Touch(true);
     framework.send(POWER_MODE, 1);
-    if (TheUnit().fakes.panel->currentHz() != kLowHz) {
-        return "saving power did not lower the panel";
-    }
+    Require(PanelHz() == kLowHz, "saving power did not lower the panel");
     framework.send(POWER_MODE, 2);
-    return Tap();
+    Tap();
 }
 
 /** For a phone at rest. */
-const char* WhatIsBrokenAfterARecovery() {
-    sim::FakePanel& panel = *TheUnit().fakes.panel;
-    const int32_t before = panel.currentHz();
-    panel.changeByItself(before == kLowHz ? "90" : "60");
+void RequireRecovery() {
+    const int32_t before = PanelHz();
+    TheUnit().fakes.panel->changeByItself(before == kLowHz ? "90" : "60");
     FpsCommon::RecoverLcd();
-    return panel.currentHz() == before ? nullptr : "the panel's rate was not restored";
+    Require(PanelHz() == before, "the panel's rate was not restored");
 }
 
 }  // namespace
 
 const char* RunSchedule(uint64_t seed) {
     VirtualTime::Enter({seed});
-    Configure();
+    SetPaths({"/nonexistent", "/dev/null"});
     PhoneUnderTest& unit = TheUnit();
-    for (const char* game : kGames) {
-        unit.fakes.classifier->setType(game, kTypeGame);
-    }
+    ConfigureMixedPackages(unit.fakes.classifier.get());
+    unit.fakes.classifier->setType(kReportingGame, kTypeGame);
     sim::FakePanel::Behaviour behaviour;
     behaviour.obeysAfter = static_cast<int32_t>(seed % 3);
     unit.fakes.panel->behave(behaviour);
@@ -374,24 +341,21 @@ const char* RunSchedule(uint64_t seed) {
     FpsCommon::Init();
     GameFpsDetect::GetInstance()->AttachService(unit.service);
     const bool sameGame = seed % 2 == 0;
-    const auto dice = [seed](uint64_t actor) { return Dice(seed * 8 + actor); };
     {
-        VirtualThread framework("framework", [&] { PlayFramework(dice(0)); });
-        VirtualThread finger("finger", [&] { PlayFinger(dice(1)); });
-        VirtualThread frames("frames", [&] { PlayFrames(dice(2)); });
-        VirtualThread sdk("sdk", [&] { PlaySdk(dice(3)); });
+        Actors actors(seed);
+        actors.start("framework", PlayFramework);
+        actors.start("finger", PlayFinger);
+        actors.start("frames", PlayFrames);
+        actors.start("sdk", PlaySdk);
         // A strategy that looks at the panel while it is wrong has nothing to do, and no reason to
         // look again: only a new game is sure to be answered then.
-        VirtualThread recovery("recovery", [&] { PlayRecovery(dice(4), !sameGame); });
+        actors.start("recovery", [sameGame](Dice dice) { PlayRecovery(dice, !sameGame); });
     }
-    const char* broken = sameGame ? EndWithTheSameGame(dice(5)) : EndWithAnotherGame(dice(5));
-    if (broken == nullptr) {
-        broken = WhatIsBrokenAtRest();
-    }
-    if (broken == nullptr) {
-        broken = WhatIsBrokenUnderTheFinger();
-    }
-    return broken != nullptr ? broken : WhatIsBrokenAfterARecovery();
+    sameGame ? EndWithTheSameGame(Dice(seed, 0)) : EndWithAnotherGame(Dice(seed, 0));
+    RequireRest();
+    RequireTouches();
+    RequireRecovery();
+    return gBroken;
 }
 
 std::string ScheduleTrace() {

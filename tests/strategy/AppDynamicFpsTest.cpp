@@ -2,9 +2,8 @@
 #include "strategy/AppDynamicFps.h"
 
 #include <cutils/properties.h>
-#include <gtest/gtest.h>
 
-#include "StrategyWorld.h"
+#include "StrategyCase.h"
 #include "detect/AppFpsDetect.h"
 #include "detect/FrameRefreshDetect.h"
 
@@ -18,25 +17,6 @@ const auto kReset = [] { AppDynamicFps::GetInstance()->Reset(); };
 const auto kRefresh = [] { FrameRefreshDetect::GetInstance()->UpdateTimestamp(MonotonicNow()); };
 const auto kSurfaceView = [] { AppFpsDetect::GetInstance()->UpdateTimestamp(MonotonicNow()); };
 
-/** Two touch events with the check thread not running in between. */
-const auto kDownAndUp = [] {
-    kDown();
-    kUp();
-};
-const auto kUpAndDown = [] {
-    kUp();
-    kDown();
-};
-const auto kUpAndReset = [] {
-    kUp();
-    kReset();
-};
-const auto kResetAndTap = [] {
-    kReset();
-    kDown();
-    kUp();
-};
-
 std::vector<TimedAction> Scroll(std::vector<TimedAction> actions, int64_t fromMs, int64_t toMs) {
     for (int64_t atMs = fromMs; atMs < toMs; atMs += 50) {
         actions.push_back({atMs, kRefresh});
@@ -44,28 +24,16 @@ std::vector<TimedAction> Scroll(std::vector<TimedAction> actions, int64_t fromMs
     return actions;
 }
 
-constexpr char kRaised[] = "KVTService I AppDynamicFps: set lcd to 90Hz - touch down\n";
-constexpr char kDropped[] = "KVTService I AppDynamicFps: set lcd to 60Hz - touch up after ";
-
 std::string Up(const char* at) {
-    return std::string(at) + " panel 90\n" + at + ' ' + kRaised;
+    return At(at, "panel 90\nKVTService I AppDynamicFps: set lcd to 90Hz - touch down\n");
 }
-std::string Down(const char* at, const char* elapsed) {
-    return std::string(at) + " panel 60\n" + at + ' ' + kDropped + elapsed + "s\n";
-}
-
-struct Case {
-    const char* name;
-    std::vector<TimedAction> actions;
-    std::string trace;
-};
-
-void PrintTo(const Case& each, std::ostream* out) {
-    *out << each.name;
+std::string Down(const char* at, const std::string& after = "0.2s") {
+    return At(at, "panel 60\nKVTService I AppDynamicFps: set lcd to 60Hz - touch up after " +
+                      after + '\n');
 }
 
 /** The touch strategy's lines of the trace: the panel-rate reporter is not started. */
-class TouchStrategy : public testing::TestWithParam<Case> {};
+class TouchStrategy : public testing::TestWithParam<StrategyCase> {};
 
 TEST_P(TouchStrategy, FollowsTheFinger) {
     StrategyWorld::Create();
@@ -75,59 +43,58 @@ TEST_P(TouchStrategy, FollowsTheFinger) {
     EXPECT_EQ(StrategyWorld::Trace(), GetParam().trace);
 }
 
-const Case kCases[] = {
-    {"TapOnAStillScreen", {{0, kDown}, {100, kUp}}, Up("0.000") + Down("0.300", "0.2")},
-    {"LongTouch", {{0, kDown}, {9000, kUp}}, Up("0.000") + Down("9.200", "0.2")},
+const StrategyCase kCases[] = {
+    {"TapOnAStillScreen", {{0, kDown}, {100, kUp}}, Up("0.000") + Down("0.300")},
+    {"LongTouch", {{0, kDown}, {9000, kUp}}, Up("0.000") + Down("9.200")},
     {"OneRefreshAfterTheLift",
      {{0, kDown}, {100, kUp}, {150, kRefresh}},
-     Up("0.000") + Down("0.500", "0.4")},
+     Up("0.000") + Down("0.500", "0.4s")},
     {"ARefreshOf200MsAgoIsTooOld",
      {{0, kDown}, {100, kRefresh}, {100, kUp}},
-     Up("0.000") + Down("0.300", "0.2")},
+     Up("0.000") + Down("0.300")},
     {"ScrollingKeepsFiveSeconds", Scroll({{0, kDown}, {100, kUp}}, 150, 8000),
-     Up("0.000") + Down("5.300", "5.2")},
+     Up("0.000") + Down("5.300", "5.2s")},
     {"TouchDuringThePeriodCancelsTheDrop",
      {{0, kDown}, {100, kUp}, {250, kDown}, {1000, kUp}},
-     Up("0.000") + Down("1.200", "0.2")},
+     Up("0.000") + Down("1.200")},
     {"TouchAtTheVeryPollCancelsTheDrop",
      {{0, kDown}, {100, kUp}, {299, kDown}, {3000, kUp}},
-     Up("0.000") + Down("3.200", "0.2")},
+     Up("0.000") + Down("3.200")},
     {"EachLiftStartsANewAllowance",
      Scroll({{0, kDown}, {100, kUp}, {4000, kDown}, {4500, kUp}}, 4550, 12'000),
      // The first period ends at once: nothing was drawn.
-     Up("0.000") + Down("0.300", "0.2") + Up("4.000") + Down("9.700", "5.2")},
+     Up("0.000") + Down("0.300") + Up("4.000") + Down("9.700", "5.2s")},
     {"ResetLeavesThePanel", {{0, kDown}, {100, kUp}, {200, kReset}}, Up("0.000")},
     {"ResetUnderTheFinger", {{0, kDown}, {100, kReset}, {200, kUp}}, Up("0.000")},
     {"TouchAfterReset",
      {{0, kDown}, {100, kUp}, {200, kReset}, {300, kDown}, {400, kUp}},
-     Up("0.000") + Up("0.300") + Down("0.600", "0.2")},
+     Up("0.000") + Up("0.300") + Down("0.600")},
     {"StrayEvents", {{0, kUp}, {10, kOther}, {20, kReset}, {30, kUp}}, ""},
-    {"TapInOneMoment", {{0, kDownAndUp}}, Up("0.000") + Down("0.200", "0.2")},
+    {"TapInOneMoment", {{0, AtOnce({kDown, kUp})}}, Up("0.000") + Down("0.200")},
     {"TapInOneMomentDuringThePeriod",
-     {{0, kDown}, {100, kUp}, {200, kDownAndUp}},
-     Up("0.000") + Down("0.400", "0.2")},
+     {{0, kDown}, {100, kUp}, {200, AtOnce({kDown, kUp})}},
+     Up("0.000") + Down("0.400")},
     {"ALaterTouchVoidsTheLift",
-     {{0, kDown}, {100, kUpAndDown}, {5000, kUp}},
-     Up("0.000") + Down("5.200", "0.2")},
+     {{0, kDown}, {100, AtOnce({kUp, kDown})}, {5000, kUp}},
+     Up("0.000") + Down("5.200")},
     {"SecondFingerDoesNotOutliveTheLift",
      {{0, kDown}, {50, kDown}, {100, kUp}},
-     Up("0.000") + Down("0.300", "0.2")},
+     Up("0.000") + Down("0.300")},
     {"ResetVoidsTheLift",
-     {{0, kDown}, {100, kUpAndReset}, {200, kDown}, {5000, kUp}},
-     Up("0.000") + Up("0.200") + Down("5.200", "0.2")},
+     {{0, kDown}, {100, AtOnce({kUp, kReset})}, {200, kDown}, {5000, kUp}},
+     Up("0.000") + Up("0.200") + Down("5.200")},
     {"ResetAndTapInOneMoment",
-     {{0, kDown}, {100, kResetAndTap}},
-     Up("0.000") + Up("0.100") + Down("0.300", "0.2")},
+     {{0, kDown}, {100, AtOnce({kReset, kDown, kUp})}},
+     Up("0.000") + Up("0.100") + Down("0.300")},
     {"FullScreenSurfaceViewBlocksTouch",
      {{0, kSurfaceView}, {999, kDown}, {1100, kUp}, {1200, kDown}, {1300, kUp}},
-     Up("1.200") + Down("1.500", "0.2")},
+     Up("1.200") + Down("1.500")},
     {"SurfaceViewOfASecondAgoDoesNot",
      {{0, kSurfaceView}, {1000, kDown}, {1100, kUp}},
-     Up("1.000") + Down("1.300", "0.2")},
+     Up("1.000") + Down("1.300")},
 };
 
-INSTANTIATE_TEST_SUITE_P(Table, TouchStrategy, testing::ValuesIn(kCases),
-                         [](const auto& each) { return std::string(each.param.name); });
+INSTANTIATE_TEST_SUITE_P(Table, TouchStrategy, testing::ValuesIn(kCases), NameOfCase);
 
 TEST(TouchStrategySwitch, OffIgnoresTouch) {
     property_set("persist.lcd.switch", "false");
@@ -142,26 +109,22 @@ TEST(TouchStrategyThread, StartsInTheMiddleOfATouch) {
     kDown();
     EXPECT_EQ(AppDynamicFps::GetInstance()->StartCheckFpsThread(), 0);
     Play({{3000, kUp}}, 4000);
-    EXPECT_EQ(StrategyWorld::Trace(), Up("0.000") + Down("3.200", "0.2"));
+    EXPECT_EQ(StrategyWorld::Trace(), Up("0.000") + Down("3.200"));
 }
 
 TEST(ActivityTimestamps, SurviveAnyValue) {
     StrategyWorld::Create();
     const int64_t now = MonotonicNow();
-    const std::pair<int64_t, bool> cases[] = {
-        {0, false},        {INT64_MIN, true},
-        {INT64_MAX, true}, {now + 1, true},
-        {now, true},       {now - 200 * kNsPerMs + 1, true},
-        {-1, false},       {now - 200 * kNsPerMs, false},
-    };
-    for (const auto& [timestamp, active] : cases) {
+    const auto isActiveAfter = [](int64_t timestamp) {
         FrameRefreshDetect::GetInstance()->UpdateTimestamp(timestamp);
-        EXPECT_EQ(FrameRefreshDetect::GetInstance()->IsFrameRefreshActive(), active) << timestamp;
+        return FrameRefreshDetect::GetInstance()->IsFrameRefreshActive();
+    };
+    for (const int64_t active : {INT64_MIN, INT64_MAX, now + 1, now, now - 200 * kNsPerMs + 1}) {
+        EXPECT_TRUE(isActiveAfter(active)) << active;
     }
-    AppFpsDetect::GetInstance()->UpdateTimestamp(now - kNsPerS + 1);
-    EXPECT_TRUE(AppFpsDetect::GetInstance()->IsFullSurfaceViewActive());
-    AppFpsDetect::GetInstance()->UpdateTimestamp(now - kNsPerS);
-    EXPECT_FALSE(AppFpsDetect::GetInstance()->IsFullSurfaceViewActive());
+    for (const int64_t inactive : {int64_t{0}, int64_t{-1}, now - 200 * kNsPerMs}) {
+        EXPECT_FALSE(isActiveAfter(inactive)) << inactive;
+    }
 }
 
 }  // namespace

@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <gtest/gtest.h>
-
-#include "StrategyWorld.h"
+#include "StrategyCase.h"
 #include "common/Codes.h"
-#include "policy/FpsCommon.h"
+#include "state/PolicyState.h"
 #include "strategy/GameDynamicFps.h"
 #include "strategy/GameHighFps.h"
 
@@ -15,242 +13,199 @@ const auto kReset = [] { GameDynamicFps::GetInstance()->Reset(); };
 const auto kHighSet = [] { GameHighFps::GetInstance()->Set(); };
 const auto kHighReset = [] { GameHighFps::GetInstance()->Reset(); };
 
-std::function<void()> Fps(std::vector<int32_t> rates) {
-    return [rates] {
-        for (const int32_t rate : rates) {
-            GameDynamicFps::GetInstance()->SetGameFps(rate);
-        }
-    };
+Action Fps(int32_t fps) {
+    return [fps] { GameDynamicFps::GetInstance()->SetGameFps(fps); };
 }
-std::function<void()> HighFps(std::vector<int32_t> rates) {
-    return [rates] {
-        for (const int32_t rate : rates) {
-            GameHighFps::GetInstance()->SetGameFps(rate);
-        }
-    };
+Action HighFps(int32_t fps) {
+    return [fps] { GameHighFps::GetInstance()->SetGameFps(fps); };
 }
-std::function<void()> Panel(int32_t hz) {
-    return [hz] { StrategyWorld::PutPanelAt(hz); };
+Action Panel(int32_t hz) {
+    return [hz] { StrategyWorld::Phone().panel->changeByItself(std::to_string(hz)); };
 }
-std::function<void()> Report(const std::string& json) {
+Action Report(const std::string& json) {
     return [json] {
         GameDynamicFps::GetInstance()->UpdateGameSdkInfo(android::String8(json.c_str()));
     };
 }
-std::function<void()> Sdk(const char* scene, const char* fps) {
-    std::string json = "{\"pkg\":\"com.tencent.tmgp.pubgmhd\"";
-    json += *scene != 0 ? std::string(",\"1\":") + scene : "";
-    json += *fps != 0 ? std::string(",\"10\":") + fps : "";
-    return Report(json + "}");
+Action Pubg(const std::string& keys) {
+    return Report(R"({"pkg":"com.tencent.tmgp.pubgmhd",)" + keys + "}");
 }
-const auto kResetAndSet = [] {
-    kReset();
-    kSet();
-};
-const auto kResetAndSet60 = [] {
-    kReset();
-    StrategyWorld::PutPanelAt(60);
-    kSet();
-    Fps({60})();
-};
-const auto kResetAndSet75 = [] {
-    kReset();
-    StrategyWorld::PutPanelAt(60);
-    kSet();
-    Fps({75})();
-};
-
-const std::string kRegister = "0.000 register RES:com.tencent.tmgp.pubgmhd->pkg|1|10\n";
-
-std::string Line(const char* at, const std::string& text) {
-    return std::string(at) + " KVTService I " + text + '\n';
-}
-std::string Signal(const char* at, int fps) {
-    return Line(at, "GameDynamicFps: signal " + std::to_string(fps) + "fps");
-}
-std::string To90(const char* at) {
-    return std::string(at) + " panel 90\n" + Line(at, "GameDynamicFps: set lcd to 90Hz");
-}
-std::string To60(const char* at) {
-    return std::string(at) + " panel 60\n" + Line(at, "GameDynamicFps: set lcd to 60Hz");
-}
-std::string TrialFrom(const char* at) {
-    return std::string(at) + " panel 90\n" + Line(at, "GameDynamicFps: set lcd to 90Hz 5s") + at +
-           " scheduler 90, forced 90\n";
-}
-std::string BackAt(const char* at) {
-    return std::string(at) + " panel 60\n" +
-           Line(at, "GameDynamicFps: set lcd to 60Hz back after 5s");
-}
-std::string HighSignal(const char* at, int fps) {
-    return Line(at, "GameHighFps: signal " + std::to_string(fps) + "fps");
-}
-std::string BoostFrom(const char* at) {
-    return Line(at, "GameHighFps: send 90fps to sched 5s: start") + at +
-           " scheduler 90, forced 90\n";
-}
-std::string BoostEnd(const char* at) {
-    return Line(at, "GameHighFps: send 90fps to sched: end");
-}
-std::string Aeroplane(const char* at) {
-    return Line(at, "GameDynamicFps: 90fps Pubg On Aeroplane, will check fps");
-}
-std::string NoAeroplane(const char* at, int fps) {
-    return Line(at,
-                "GameDynamicFps: " + std::to_string(fps) + "fps Pubg On Aeroplane, not check fps");
+const Action kAeroplaneAt90 = Pubg(R"("1":101,"10":90)");
+/** The next game comes, at once with its frame rate. */
+Action NextGame(int32_t fps) {
+    return AtOnce({kReset, Panel(60), kSet, Fps(fps)});
 }
 
-struct Case {
-    const char* name;
-    std::vector<TimedAction> actions;
-    std::string trace;
-};
+// What a strategy does, as the trace shows it.
+const std::string kRegister = "register RES:com.tencent.tmgp.pubgmhd->pkg|1|10\n";
+const std::string kDynamic = "KVTService I GameDynamicFps: ";
+const std::string kTo90 = "panel 90\n" + kDynamic + "set lcd to 90Hz\n";
+const std::string kTo60 = "panel 60\n" + kDynamic + "set lcd to 60Hz\n";
+const std::string kTrial =
+    "panel 90\n" + kDynamic + "set lcd to 90Hz 5s\nscheduler 90, forced 90\n";
+const std::string kBack = "panel 60\n" + kDynamic + "set lcd to 60Hz back after 5s\n";
+const std::string kAeroplane = kDynamic + "90fps Pubg On Aeroplane, will check fps\n";
+const std::string kHigh = "KVTService I GameHighFps: ";
+const std::string kBoost = kHigh + "send 90fps to sched 5s: start\nscheduler 90, forced 90\n";
+const std::string kBoostEnd = kHigh + "send 90fps to sched: end\n";
 
-void PrintTo(const Case& each, std::ostream* out) {
-    *out << each.name;
+std::string Signal(int32_t fps) {
+    return kDynamic + "signal " + std::to_string(fps) + "fps\n";
+}
+std::string HighSignal(int32_t fps) {
+    return kHigh + "signal " + std::to_string(fps) + "fps\n";
+}
+std::string NoAeroplane(int32_t fps) {
+    return kDynamic + std::to_string(fps) + "fps Pubg On Aeroplane, not check fps\n";
 }
 
-class GameStrategies : public testing::TestWithParam<Case> {};
-
-TEST_P(GameStrategies, FollowTheGame) {
+void StartBoth() {
     StrategyWorld::Create();
     GameDynamicFps::GetInstance()->StartCheckFpsThread();
     GameHighFps::GetInstance()->StartCheckFpsThread();
     VirtualTime::Settle();
-    Play(GetParam().actions, 20'000);
-    EXPECT_EQ(StrategyWorld::Trace(), kRegister + GetParam().trace);
-    EXPECT_EQ(FpsCommon::forcedGameFps, kNoGameFps);
 }
 
-const Case kCases[] = {
-    // The ladder, at both rates of the panel.
-    {"Above60AtLow", {{0, kSet}, {100, Fps({61})}}, Signal("0.100", 61) + To90("0.100")},
-    {"Above60AtHigh", {{0, Panel(90)}, {0, kSet}, {100, Fps({61})}}, Signal("0.100", 61)},
-    {"Below46AtHigh",
-     {{0, Panel(90)}, {0, kSet}, {100, Fps({45})}},
-     Signal("0.100", 45) + To60("0.100")},
-    {"Below46AtLow", {{0, kSet}, {100, Fps({45})}}, Signal("0.100", 45)},
-    {"BandAtHigh",
-     {{0, Panel(90)}, {0, kSet}, {100, Fps({46})}, {200, Fps({59})}, {300, Fps({60})}},
-     Signal("0.100", 46) + Signal("0.200", 59) + Signal("0.300", 60)},
-    {"BandAtLow",
-     {{0, kSet}, {100, Fps({46})}, {200, Fps({59})}},
-     Signal("0.100", 46) + Signal("0.200", 59)},
+class GameStrategies : public testing::TestWithParam<StrategyCase> {};
+
+TEST_P(GameStrategies, FollowTheGame) {
+    StartBoth();
+    Play(GetParam().actions, 20'000);
+    EXPECT_EQ(StrategyWorld::Trace(), At("0.000", kRegister) + GetParam().trace);
+    EXPECT_EQ(PolicyState::forcedGameFps, kNoGameFps);
+}
+
+const StrategyCase kCases[] = {
+    // The ladder, at each rate of the panel.
+    {"UpAbove60AndDownBelow46",
+     {{0, kSet}, {100, Fps(61)}, {200, Fps(45)}},
+     At("0.100", Signal(61) + kTo90) + At("0.200", Signal(45) + kTo60)},
+    {"NothingToRaiseAtHigh",
+     {{0, Panel(90)}, {0, kSet}, {100, Fps(61)}, {200, Fps(46)}, {300, Fps(59)}, {400, Fps(60)}},
+     At("0.100", Signal(61)) + At("0.200", Signal(46)) + At("0.300", Signal(59)) +
+         At("0.400", Signal(60))},
+    {"NothingToLowerAtLow",
+     {{0, kSet}, {100, Fps(45)}, {200, Fps(46)}, {300, Fps(59)}},
+     At("0.100", Signal(45)) + At("0.200", Signal(46)) + At("0.300", Signal(59))},
     {"AnyOtherPanelRate",
-     {{0, Panel(120)}, {0, kSet}, {100, Fps({61})}, {200, Fps({45})}, {300, Fps({60})}},
-     Signal("0.100", 61) + Signal("0.200", 45) + Signal("0.300", 60)},
+     {{0, Panel(120)}, {0, kSet}, {100, Fps(61)}, {200, Fps(45)}, {300, Fps(60)}},
+     At("0.100", Signal(61)) + At("0.200", Signal(45)) + At("0.300", Signal(60))},
     {"UnchangedRateIsSilent",
-     {{0, kSet}, {50, Fps({0})}, {100, Fps({75})}, {200, Panel(60)}, {300, Fps({75})}},
-     Signal("0.100", 75) + To90("0.100")},
-    {"Disarmed", {{100, Fps({75})}, {200, Fps({60})}}, Signal("0.100", 75) + Signal("0.200", 60)},
+     {{0, kSet}, {50, Fps(0)}, {100, Fps(75)}, {200, Panel(60)}, {300, Fps(75)}},
+     At("0.100", Signal(75) + kTo90)},
+    {"Disarmed",
+     {{100, Fps(75)}, {200, Fps(60)}},
+     At("0.100", Signal(75)) + At("0.200", Signal(60))},
     {"ARateFromBeforeArmingIsForgotten",
-     {{0, Panel(90)}, {100, Fps({30})}, {200, kSet}},
-     Signal("0.100", 30)},
-    {"ArmingAnewAtHighLeavesThePanel", {{0, Panel(90)}, {100, kResetAndSet}}, ""},
+     {{0, Panel(90)}, {100, Fps(30)}, {200, kSet}},
+     At("0.100", Signal(30))},
+    {"ArmingAnewAtHighLeavesThePanel", {{0, Panel(90)}, {100, AtOnce({kReset, kSet})}}, ""},
 
     // The trial.
     {"TrialWithoutClimb",
-     {{0, kSet}, {100, Fps({60})}, {3000, Fps({60})}},
-     Signal("0.100", 60) + TrialFrom("0.100") + BackAt("5.100")},
+     {{0, kSet}, {100, Fps(60)}, {3000, Fps(60)}},
+     At("0.100", Signal(60) + kTrial) + At("5.100", kBack)},
     {"TrialWithClimb",
-     {{0, kSet}, {100, Fps({60})}, {3000, Fps({61})}},
-     Signal("0.100", 60) + TrialFrom("0.100") + Signal("3.000", 61)},
+     {{0, kSet}, {100, Fps(60)}, {3000, Fps(61)}},
+     At("0.100", Signal(60) + kTrial) + At("3.000", Signal(61))},
     {"TrialWithFall",
-     {{0, kSet}, {100, Fps({60})}, {3000, Fps({59})}},
-     Signal("0.100", 60) + TrialFrom("0.100") + Signal("3.000", 59) + BackAt("3.000")},
+     {{0, kSet}, {100, Fps(60)}, {3000, Fps(59)}},
+     At("0.100", Signal(60) + kTrial) + At("3.000", Signal(59) + kBack)},
     {"TrialEndedByReset",
-     {{0, kSet}, {100, Fps({60})}, {3000, kReset}},
-     Signal("0.100", 60) + TrialFrom("0.100")},
+     {{0, kSet}, {100, Fps(60)}, {3000, kReset}},
+     At("0.100", Signal(60) + kTrial)},
     {"EachArrivalGetsATrial",
-     {{0, kSet}, {100, Fps({60})}, {6000, Fps({59})}, {7000, Fps({60})}},
-     Signal("0.100", 60) + TrialFrom("0.100") + BackAt("5.100") + Signal("6.000", 59) +
-         Signal("7.000", 60) + TrialFrom("7.000") + BackAt("12.000")},
+     {{0, kSet}, {100, Fps(60)}, {6000, Fps(59)}, {7000, Fps(60)}},
+     At("0.100", Signal(60) + kTrial) + At("5.100", kBack) + At("6.000", Signal(59)) +
+         At("7.000", Signal(60) + kTrial) + At("12.000", kBack)},
     {"AlsoAnArrivalInTheMomentATrialEnds",
-     {{0, kSet}, {100, Fps({60})}, {3000, Fps({59, 60})}},
-     Signal("0.100", 60) + TrialFrom("0.100") + Signal("3.000", 59) + Signal("3.000", 60) +
-         BackAt("3.000") + TrialFrom("3.000") + BackAt("8.000")},
+     {{0, kSet}, {100, Fps(60)}, {3000, AtOnce({Fps(59), Fps(60)})}},
+     At("0.100", Signal(60) + kTrial) + At("3.000", Signal(59) + Signal(60) + kBack + kTrial) +
+         At("8.000", kBack)},
     {"NextGameArrivesWhileATrialEnds",
-     {{0, kSet}, {100, Fps({60})}, {3000, kResetAndSet60}},
-     Signal("0.100", 60) + TrialFrom("0.100") + Signal("3.000", 60) + TrialFrom("3.000") +
-         BackAt("8.000")},
+     {{0, kSet}, {100, Fps(60)}, {3000, NextGame(60)}},
+     At("0.100", Signal(60) + kTrial) + At("3.000", Signal(60) + kTrial) + At("8.000", kBack)},
     {"NextGameIsNotKnownWhenATrialEnds",
-     {{0, kSet}, {100, Fps({60})}, {3000, kResetAndSet}},
-     Signal("0.100", 60) + TrialFrom("0.100")},
+     {{0, kSet}, {100, Fps(60)}, {3000, AtOnce({kReset, kSet})}},
+     At("0.100", Signal(60) + kTrial)},
     {"NorIsARateOfTheGameBeforeItsOwn",
-     {{0, kSet}, {100, Fps({60})}, {3000, [] { Fps({59})(), kResetAndSet(); }}},
-     Signal("0.100", 60) + TrialFrom("0.100") + Signal("3.000", 59)},
+     {{0, kSet}, {100, Fps(60)}, {3000, AtOnce({Fps(59), kReset, kSet})}},
+     At("0.100", Signal(60) + kTrial) + At("3.000", Signal(59))},
     {"NextGameClimbsWhileATrialEnds",
-     {{0, kSet}, {100, Fps({60})}, {3000, kResetAndSet75}},
-     Signal("0.100", 60) + TrialFrom("0.100") + Signal("3.000", 75) + To90("3.000")},
+     {{0, kSet}, {100, Fps(60)}, {3000, NextGame(75)}},
+     At("0.100", Signal(60) + kTrial) + At("3.000", Signal(75) + kTo90)},
 
     // The game SDK.
     {"AeroplaneLooksAgainOnce",
      {{0, kSet},
-      {100, Fps({75})},
+      {100, Fps(75)},
       {200, Panel(60)},
-      {300, Sdk("101", "90")},
+      {300, kAeroplaneAt90},
       {400, Panel(60)},
-      {500, Sdk("101", "90")}},
-     Signal("0.100", 75) + To90("0.100") + Aeroplane("0.300") + To90("0.300")},
+      {500, kAeroplaneAt90}},
+     At("0.100", Signal(75) + kTo90) + At("0.300", kAeroplane + kTo90)},
     {"AeroplaneAfterAnotherScene",
-     {{0, kSet}, {100, Sdk("101", "90")}, {200, Sdk("5", "")}, {300, Sdk("101", "")}},
-     Aeroplane("0.100") + Aeroplane("0.300")},
+     {{0, kSet}, {100, kAeroplaneAt90}, {200, Pubg(R"("1":5)")}, {300, Pubg(R"("1":101)")}},
+     At("0.100", kAeroplane) + At("0.300", kAeroplane)},
     {"AeroplaneEndsATrial",
-     {{0, kSet}, {100, Fps({60})}, {2000, Sdk("101", "90")}},
-     Signal("0.100", 60) + TrialFrom("0.100") + Aeroplane("2.000") + BackAt("2.000")},
+     {{0, kSet}, {100, Fps(60)}, {2000, kAeroplaneAt90}},
+     At("0.100", Signal(60) + kTrial) + At("2.000", kAeroplane + kBack)},
     {"AeroplaneAtAnotherRate",
-     {{0, kSet}, {100, Sdk("101", "")}, {200, Sdk("101", "60")}, {300, Sdk("101", "\"90\"")}},
-     NoAeroplane("0.100", 30) + NoAeroplane("0.200", 60) + NoAeroplane("0.300", 60)},
+     {{0, kSet},
+      {100, Pubg(R"("1":101)")},
+      {200, Pubg(R"("1":101,"10":60)")},
+      {300, Pubg(R"("1":101,"10":"90")")}},
+     At("0.100", NoAeroplane(30)) + At("0.200", NoAeroplane(60)) + At("0.300", NoAeroplane(60))},
     {"NoSceneLeavesTheFlag",
-     {{0, kSet}, {100, Sdk("101", "90")}, {200, Sdk("\"5\"", "")}, {300, Sdk("101", "90")}},
-     Aeroplane("0.100")},
+     {{0, kSet}, {100, kAeroplaneAt90}, {200, Pubg(R"("1":"5")")}, {300, kAeroplaneAt90}},
+     At("0.100", kAeroplane)},
     {"ArmingForgetsTheReports",
      {{0, kSet},
-      {100, Sdk("101", "90")},
+      {100, kAeroplaneAt90},
       {200, kSet},
-      {300, Sdk("101", "")},
-      {400, Sdk("101", "90")}},
-     Aeroplane("0.100") + NoAeroplane("0.300", 30) + Aeroplane("0.400")},
+      {300, Pubg(R"("1":101)")},
+      {400, kAeroplaneAt90}},
+     At("0.100", kAeroplane) + At("0.300", NoAeroplane(30)) + At("0.400", kAeroplane)},
     {"NobodyElseIsListenedTo",
      {{0, kSet}, {100, Report(R"({"pkg":"com.example","1":101,"10":90})")}, {200, Report("{")}},
      ""},
 
     // The constant-high strategy never touches the panel.
     {"Boost",
-     {{0, kHighSet}, {100, HighFps({60})}, {3000, HighFps({60})}},
-     HighSignal("0.100", 60) + BoostFrom("0.100") + BoostEnd("5.100")},
+     {{0, kHighSet}, {100, HighFps(60)}, {3000, HighFps(60)}},
+     At("0.100", HighSignal(60) + kBoost) + At("5.100", kBoostEnd)},
     {"BoostEndsWithTheRate",
-     {{0, kHighSet}, {100, HighFps({60})}, {3000, HighFps({59})}},
-     HighSignal("0.100", 60) + BoostFrom("0.100") + HighSignal("3.000", 59) + BoostEnd("3.000")},
+     {{0, kHighSet}, {100, HighFps(60)}, {3000, HighFps(59)}},
+     At("0.100", HighSignal(60) + kBoost) + At("3.000", HighSignal(59) + kBoostEnd)},
     {"BoostEndsWithReset",
-     {{0, kHighSet}, {100, HighFps({60})}, {3000, kHighReset}},
-     HighSignal("0.100", 60) + BoostFrom("0.100") + BoostEnd("3.000")},
+     {{0, kHighSet}, {100, HighFps(60)}, {3000, kHighReset}},
+     At("0.100", HighSignal(60) + kBoost) + At("3.000", kBoostEnd)},
     {"EachArrivalGetsABoost",
-     {{0, kHighSet}, {100, HighFps({60})}, {3000, HighFps({61, 60})}},
-     HighSignal("0.100", 60) + BoostFrom("0.100") + HighSignal("3.000", 61) +
-         HighSignal("3.000", 60) + BoostEnd("3.000") + BoostFrom("3.000") + BoostEnd("8.000")},
+     {{0, kHighSet}, {100, HighFps(60)}, {3000, AtOnce({HighFps(61), HighFps(60)})}},
+     At("0.100", HighSignal(60) + kBoost) +
+         At("3.000", HighSignal(61) + HighSignal(60) + kBoostEnd + kBoost) +
+         At("8.000", kBoostEnd)},
     {"NoBoostAtOtherRates",
-     {{0, kHighSet}, {100, HighFps({59})}, {200, HighFps({61})}},
-     HighSignal("0.100", 59) + HighSignal("0.200", 61)},
-    {"NoBoostDisarmed", {{100, HighFps({60})}, {200, kHighSet}}, HighSignal("0.100", 60)},
+     {{0, kHighSet}, {100, HighFps(59)}, {200, HighFps(61)}},
+     At("0.100", HighSignal(59)) + At("0.200", HighSignal(61))},
+    {"NoBoostDisarmed", {{100, HighFps(60)}, {200, kHighSet}}, At("0.100", HighSignal(60))},
 };
 
-INSTANTIATE_TEST_SUITE_P(Table, GameStrategies, testing::ValuesIn(kCases),
-                         [](const auto& each) { return std::string(each.param.name); });
+INSTANTIATE_TEST_SUITE_P(Table, GameStrategies, testing::ValuesIn(kCases), NameOfCase);
 
 TEST(GameSdkRegistration, IsRetriedOnEverySetUntilItSucceeds) {
     StrategyWorld::Create();
-    StrategyWorld::LetSdkRegister(false);
+    StrategyWorld::Phone().gameSdk->answer(0);
     kSet();
     kSet();
-    StrategyWorld::LetSdkRegister(true);
+    StrategyWorld::Phone().gameSdk->answer(1);
     kSet();
     kSet();
-    EXPECT_EQ(StrategyWorld::Trace(), kRegister + kRegister + kRegister + kRegister);
+    EXPECT_EQ(StrategyWorld::Trace(), At("0.000", kRegister + kRegister + kRegister + kRegister));
 }
 
 /** Done by the game SDK each time it is asked to register, before it answers. */
-void WhileRegistering(const std::function<void()>& action) {
+void WhileRegistering(const Action& action) {
     StrategyWorld::SetObserver([action](const std::string& what) {
         if (what.rfind("register", 0) == 0) {
             action();
@@ -260,52 +215,48 @@ void WhileRegistering(const std::function<void()>& action) {
 
 TEST(GameSdkRegistration, MayReportBeforeTheFirstUseIsOver) {
     StrategyWorld::Create();
-    WhileRegistering(Sdk("101", "90"));
+    WhileRegistering(kAeroplaneAt90);
     GameDynamicFps::GetInstance();
-    EXPECT_EQ(StrategyWorld::Trace(), Aeroplane("0.000") + kRegister);
+    EXPECT_EQ(StrategyWorld::Trace(), At("0.000", kAeroplane + kRegister));
 }
 
 TEST(GameSdkRegistration, MayReportWhileTheStrategyIsBeingSet) {
     StrategyWorld::Create();
-    StrategyWorld::LetSdkRegister(false);
+    StrategyWorld::Phone().gameSdk->answer(0);
     GameDynamicFps::GetInstance();
-    WhileRegistering(Sdk("101", "90"));
+    WhileRegistering(kAeroplaneAt90);
     kSet();
-    EXPECT_EQ(StrategyWorld::Trace(), kRegister + Aeroplane("0.000") + kRegister);
+    EXPECT_EQ(StrategyWorld::Trace(), At("0.000", kRegister + kAeroplane + kRegister));
 }
 
 TEST(GameSdkRegistration, IsOneForUsersThatCompete) {
     StrategyWorld::Create();
     WhileRegistering([] { VirtualThread("another user", kSet).Join(); });
     kSet();
-    EXPECT_EQ(StrategyWorld::Trace(), kRegister);
+    EXPECT_EQ(StrategyWorld::Trace(), At("0.000", kRegister));
 }
 
 /** A forced rate is handed over between the strategies without one undoing the other's. */
 TEST(ForcedRate, IsNotUndoneByAStrategyThatWasReset) {
-    StrategyWorld::Create();
-    GameDynamicFps::GetInstance()->StartCheckFpsThread();
-    GameHighFps::GetInstance()->StartCheckFpsThread();
-    Play({{0, kSet}, {100, Fps({60})}}, 1000);
-    EXPECT_EQ(FpsCommon::forcedGameFps, 90);
+    StartBoth();
+    Play({{0, kSet}, {100, Fps(60)}}, 1000);
+    EXPECT_EQ(PolicyState::forcedGameFps, 90);
     kReset();
-    EXPECT_EQ(FpsCommon::forcedGameFps, kNoGameFps) << "at once";
+    EXPECT_EQ(PolicyState::forcedGameFps, kNoGameFps) << "at once";
     kHighSet();
-    HighFps({60})();
+    HighFps(60)();
     VirtualTime::Settle();
-    EXPECT_EQ(FpsCommon::forcedGameFps, 90);
+    EXPECT_EQ(PolicyState::forcedGameFps, 90);
     SleepFor(5 * kNsPerS);
     VirtualTime::Settle();
-    EXPECT_EQ(FpsCommon::forcedGameFps, kNoGameFps);
+    EXPECT_EQ(PolicyState::forcedGameFps, kNoGameFps);
 }
 
 TEST(ForcedRate, IsNotUndoneByAStrategyWhoseTrialIsOver) {
-    StrategyWorld::Create();
-    GameDynamicFps::GetInstance()->StartCheckFpsThread();
-    GameHighFps::GetInstance()->StartCheckFpsThread();
-    Play({{0, kSet}, {100, Fps({60})}, {6000, kHighSet}, {6100, HighFps({60})}}, 7000);
+    StartBoth();
+    Play({{0, kSet}, {100, Fps(60)}, {6000, kHighSet}, {6100, HighFps(60)}}, 7000);
     kReset();
-    EXPECT_EQ(FpsCommon::forcedGameFps, 90);
+    EXPECT_EQ(PolicyState::forcedGameFps, 90);
 }
 
 }  // namespace

@@ -1,16 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
+// Schedules of the strategies alone. Odd seeds play a game, even ones an application.
 #include "ScheduleScenarios.h"
-
-#include <atomic>
-#include <memory>
-#include <random>
 
 #include "StrategyWorld.h"
 #include "common/Codes.h"
 #include "detect/AppFpsDetect.h"
 #include "detect/FrameRefreshDetect.h"
 #include "display/LcdFpsControl.h"
-#include "policy/FpsCommon.h"
+#include "state/PolicyState.h"
 #include "strategy/AppDynamicFps.h"
 #include "strategy/GameDynamicFps.h"
 #include "strategy/GameHighFps.h"
@@ -18,54 +15,30 @@
 namespace KVT {
 namespace {
 
-std::atomic<const char*> gBroken{nullptr};
-
-void Require(bool holds, const char* rule) {
-    if (!holds) {
-        gBroken = rule;
-    }
+int32_t PanelHz() {
+    return StrategyWorld::Phone().panel->currentHz();
 }
 
-/** One actor's choices: its own generator, so that actors do not depend on each other's order. */
-class Dice {
-  public:
-    Dice(uint64_t seed, uint64_t actor) : mRandom(seed * 16 + actor) {}
+/** How many forced frames, 16 ms each, a change of the panel takes from now on. */
+void LetPanelObeyAfter(int32_t frames) {
+    sim::FakePanel::Behaviour behaviour = StrategyWorld::Phone().panel->behaviour();
+    behaviour.obeysAfter = frames;
+    StrategyWorld::Phone().panel->behave(behaviour);
+}
 
-    uint64_t below(uint64_t bound) { return mRandom() % bound; }
+// Pauses that meet the strategies' own deadlines, and miss them by as little as can be.
 
-    template <typename T, size_t N>
-    T oneOf(const T (&choices)[N]) {
-        return choices[below(N)];
-    }
+constexpr int64_t kPollNs = 200 * kNsPerMs;
+constexpr int64_t kTrialNs = 5 * kNsPerS;
 
-  private:
-    std::mt19937_64 mRandom;
-};
-
-/** Pauses that meet the strategies' own deadlines, and miss them by as little as can be. */
 void PauseLikeAFinger(Dice& dice) {
-    static constexpr int64_t kPausesNs[] = {0,
-                                            0,
-                                            1,
-                                            kNsPerMs,
-                                            100 * kNsPerMs,
-                                            200 * kNsPerMs - 1,
-                                            200 * kNsPerMs,
-                                            200 * kNsPerMs + 1,
-                                            400 * kNsPerMs};
-    SleepFor(dice.oneOf(kPausesNs));
+    SleepFor(dice.oneOf<int64_t>(
+        {0, 0, 1, kNsPerMs, 100 * kNsPerMs, kPollNs - 1, kPollNs, kPollNs + 1, 2 * kPollNs}));
 }
 
 void PauseLikeAGame(Dice& dice) {
-    static constexpr int64_t kPausesNs[] = {
-        0, 0, 1, 100 * kNsPerMs, 2 * kNsPerS, 5 * kNsPerS - 1, 5 * kNsPerS, 5 * kNsPerS + 1};
-    SleepFor(dice.oneOf(kPausesNs));
-}
-
-using Actors = std::vector<std::unique_ptr<VirtualThread>>;
-
-void Start(Actors& actors, const char* name, std::function<void()> body) {
-    actors.push_back(std::make_unique<VirtualThread>(name, std::move(body)));
+    SleepFor(dice.oneOf<int64_t>(
+        {0, 0, 1, 100 * kNsPerMs, 2 * kNsPerS, kTrialNs - 1, kTrialNs, kTrialNs + 1}));
 }
 
 // ---- An application under the finger ----
@@ -85,10 +58,11 @@ void Lift() {
 
 /** Gestures, each of which ends with the finger off the screen. */
 void MoveFinger(Dice dice) {
-    static constexpr const char* kGestures[] = {"du", "du", "du", "ddu", "duu", "u", "dudu"};
     for (uint64_t count = 1 + dice.below(4); count > 0; --count) {
-        for (const char* event = dice.oneOf(kGestures); *event != 0; ++event) {
-            *event == 'd' ? Touch() : Lift();
+        const char* gesture =
+            dice.oneOf<const char*>({"du", "du", "du", "ddu", "duu", "u", "dudu"});
+        for (; *gesture != 0; ++gesture) {
+            *gesture == 'd' ? Touch() : Lift();
             PauseLikeAFinger(dice);
         }
     }
@@ -109,31 +83,36 @@ void RefreshScreen(Dice dice) {
     }
 }
 
-void PlayApplication(uint64_t seed) {
-    Actors actors;
-    Start(actors, "finger", [seed] { MoveFinger(Dice(seed, 1)); });
-    Start(actors, "policy", [seed] { ResetAppStrategy(Dice(seed, 2)); });
-    Start(actors, "screen", [seed] { RefreshScreen(Dice(seed, 3)); });
-    if (seed % 8 == 0) {
-        Start(actors, "player",
-              [] { AppFpsDetect::GetInstance()->UpdateTimestamp(MonotonicNow()); });
-    }
-    actors.clear();
-
-    SleepFor(10 * kNsPerS);
-    VirtualTime::Settle();
-    Require(StrategyWorld::Panel() == kLowHz, "a tap left the panel at 90");
-
+void TouchAndWait() {
     Touch();
     VirtualTime::Settle();
-    Require(StrategyWorld::Panel() == kHighHz, "a touch was not answered");
-    SleepFor(kNsPerS);
-    VirtualTime::Settle();
-    Require(StrategyWorld::Panel() == kHighHz, "a finger on the screen was dropped to 60");
+    Require(PanelHz() == kHighHz, "a touch was not answered");
+    Rest(kNsPerS);
+    Require(PanelHz() == kHighHz, "a finger on the screen was dropped to 60");
+}
+
+void PlayApplication(uint64_t seed) {
+    {
+        Actors actors(seed);
+        actors.start("finger", MoveFinger);
+        actors.start("policy", ResetAppStrategy);
+        actors.start("screen", RefreshScreen);
+        if (seed % 8 == 0) {
+            actors.start("player", [](Dice) {
+                AppFpsDetect::GetInstance()->UpdateTimestamp(MonotonicNow());
+            });
+        }
+    }
+    Rest(10 * kNsPerS);
+    Require(PanelHz() == kLowHz, "a tap left the panel at 90");
+
+    TouchAndWait();
     Lift();
-    SleepFor(kNsPerS);
-    VirtualTime::Settle();
-    Require(StrategyWorld::Panel() == kLowHz, "the last tap left the panel at 90");
+    SleepFor(kPollNs);  // the next touch comes in the very moment of the drop
+    TouchAndWait();
+    Lift();
+    Rest(kNsPerS);
+    Require(PanelHz() == kLowHz, "the last tap left the panel at 90");
 }
 
 // ---- A game and the policy ----
@@ -143,7 +122,7 @@ std::atomic<Armed> gArmed{Armed::kNone};
 
 /** What the policy does when a game comes to the front: reset all, set the panel, arm one. */
 void Arm(Armed strategy) {
-    FpsCommon::forcedGameFps = kNoGameFps;
+    PolicyState::forcedGameFps = kNoGameFps;
     gArmed = Armed::kNone;
     GameDynamicFps::GetInstance()->Reset();
     GameHighFps::GetInstance()->Reset();
@@ -157,10 +136,9 @@ void Arm(Armed strategy) {
 }
 
 void SwitchGames(Dice dice) {
-    static constexpr Armed kStrategies[] = {Armed::kNone, Armed::kDynamic, Armed::kDynamic,
-                                            Armed::kHigh, Armed::kHigh};
     for (uint64_t count = 1 + dice.below(4); count > 0; --count) {
-        Arm(dice.oneOf(kStrategies));
+        Arm(dice.oneOf(
+            {Armed::kNone, Armed::kDynamic, Armed::kDynamic, Armed::kHigh, Armed::kHigh}));
         PauseLikeAGame(dice);
     }
 }
@@ -173,11 +151,9 @@ void Detect(int32_t fps) {
     }
 }
 
-constexpr int32_t kGameRates[] = {30, 45, 46, 59, 60, 60, 60, 61, 90};
-
 void RunGame(Dice dice) {
     for (uint64_t count = dice.below(8); count > 0; --count) {
-        Detect(dice.oneOf(kGameRates));
+        Detect(dice.oneOf({30, 45, 46, 59, 60, 60, 60, 61, 90}));
         PauseLikeAGame(dice);
     }
 }
@@ -188,78 +164,71 @@ void Report(Dice dice) {
         R"({"pkg":"com.tencent.tmgp.pubgmhd","1":5})",
         R"({"pkg":"com.tencent.tmgp.pubgmhd","1":[101],"10":{}})", "{"};
     for (uint64_t count = dice.below(4); count > 0; --count) {
-        android::String8 report(dice.oneOf(kReports));
-        GameDynamicFps::GetInstance()->UpdateGameSdkInfo(report);
+        GameDynamicFps::GetInstance()->UpdateGameSdkInfo(android::String8(dice.oneOf(kReports)));
         PauseLikeAGame(dice);
     }
 }
 
-constexpr char kTrial[] = "KVTService I GameDynamicFps: set lcd to 90Hz 5s";
-constexpr char kBoostStart[] = "KVTService I GameHighFps: send 90fps to sched 5s: start";
-constexpr char kBoostEnd[] = "KVTService I GameHighFps: send 90fps to sched: end";
+/** How often a game strategy did something that is seen in its log. */
+struct Answers {
+    int trials = StrategyWorld::Count("KVTService I GameDynamicFps: set lcd to 90Hz 5s");
+    int boosts = StrategyWorld::Count("KVTService I GameHighFps: send 90fps to sched 5s: start");
+    int boostEnds = StrategyWorld::Count("KVTService I GameHighFps: send 90fps to sched: end");
+};
 
 /** A rate that comes late, when the policy has disarmed both. */
 void RequireNoAnswer() {
-    const int32_t panelBefore = StrategyWorld::Panel();
-    const int trialsBefore = StrategyWorld::Count(kTrial);
-    const int boostsBefore = StrategyWorld::Count(kBoostStart);
+    const int32_t panelBefore = PanelHz();
+    const Answers before;
     for (const int32_t fps : {90, 60, 30}) {
         GameDynamicFps::GetInstance()->SetGameFps(fps);
         GameHighFps::GetInstance()->SetGameFps(fps);
-        SleepFor(kNsPerS);
-        VirtualTime::Settle();
-        Require(StrategyWorld::Panel() == panelBefore &&
-                    StrategyWorld::Count(kTrial) == trialsBefore &&
-                    StrategyWorld::Count(kBoostStart) == boostsBefore,
-                "a strategy that was reset went on");
+        Rest(kNsPerS);
+        const Answers now;
+        Require(
+            PanelHz() == panelBefore && now.trials == before.trials && now.boosts == before.boosts,
+            "a strategy that was reset went on");
     }
 }
 
-void RequireAnswer(int32_t fps, int trialsBefore, int boostsBefore) {
-    const int32_t panel = StrategyWorld::Panel();
-    switch (gArmed.load()) {
-        case Armed::kDynamic:
-            Require(fps <= 60 || panel == kHighHz, "a game above 60 was left at 60");
-            Require(fps >= 46 || panel == kLowHz, "a game below 46 was left at 90");
-            Require(fps != 60 || panel == kHighHz || StrategyWorld::Count(kTrial) > trialsBefore,
-                    "a game that came to 60 got no trial");
-            break;
-        case Armed::kHigh:
-            Require(panel == kHighHz, "a strategy that was reset set the panel");
-            Require(fps != 60 || StrategyWorld::Count(kBoostStart) > boostsBefore,
-                    "a game that came to 60 got no boost");
-            break;
-        case Armed::kNone:
-            Require(panel == kLowHz, "a strategy that was reset set the panel");
-            break;
+void RequireAnswer(int32_t fps, const Answers& before) {
+    const int32_t panel = PanelHz();
+    const Answers now;
+    if (gArmed == Armed::kDynamic) {
+        Require(fps <= 60 || panel == kHighHz, "a game above 60 was left at 60");
+        Require(fps >= 46 || panel == kLowHz, "a game below 46 was left at 90");
+        Require(fps != 60 || panel == kHighHz || now.trials > before.trials,
+                "a game that came to 60 got no trial");
+    } else {
+        Require(panel == (gArmed == Armed::kHigh ? kHighHz : kLowHz),
+                "a strategy that was reset set the panel");
+        Require(gArmed != Armed::kHigh || fps != 60 || now.boosts > before.boosts,
+                "a game that came to 60 got no boost");
     }
-    Require(FpsCommon::forcedGameFps == kNoGameFps, "a forced frame rate was left behind");
-    Require(StrategyWorld::Count(kBoostStart) == StrategyWorld::Count(kBoostEnd),
-            "a boost did not end");
+    Require(PolicyState::forcedGameFps == kNoGameFps, "a forced frame rate was left behind");
+    Require(now.boosts == now.boostEnds, "a boost did not end");
 }
 
 void PlayGame(uint64_t seed) {
-    Dice dice(seed, 0);
-    Actors actors;
-    Start(actors, "policy", [seed] { SwitchGames(Dice(seed, 1)); });
-    Start(actors, "detector", [seed] { RunGame(Dice(seed, 2)); });
-    Start(actors, "sdk", [seed] { Report(Dice(seed, 3)); });
-    actors.clear();
-
+    {
+        Actors actors(seed);
+        actors.start("policy", SwitchGames);
+        actors.start("detector", RunGame);
+        actors.start("sdk", Report);
+    }
     // The last rates in quick succession, the very last of which is a change in any case.
+    Dice dice(seed, 0);
     static constexpr int32_t kLastRates[] = {60, 60, 60, 60, 45, 46, 61, 90};
     const int32_t last = dice.oneOf(kLastRates);
     Detect(59);
     Detect(dice.oneOf(kLastRates));
-    SleepFor(dice.oneOf<int64_t>({0, 1, 100 * kNsPerMs, 5 * kNsPerS}));
+    SleepFor(dice.oneOf<int64_t>({0, 1, 100 * kNsPerMs, kTrialNs}));
     Detect(last + 1);
     SleepFor(dice.oneOf<int64_t>({0, 0, 0, 1}));
-    const int trialsBefore = StrategyWorld::Count(kTrial);
-    const int boostsBefore = StrategyWorld::Count(kBoostStart);
+    const Answers before;
     Detect(last);
-    SleepFor(12 * kNsPerS);
-    VirtualTime::Settle();
-    RequireAnswer(last, trialsBefore, boostsBefore);
+    Rest(12 * kNsPerS);
+    RequireAnswer(last, before);
     Arm(Armed::kNone);
     RequireNoAnswer();
 }
@@ -267,11 +236,11 @@ void PlayGame(uint64_t seed) {
 /** The performance service hears of a change at once, whatever the reporter was doing. */
 void RequireReport() {
     SleepFor(1);
-    StrategyWorld::LetPanelObeyAfter(0);
-    LcdFpsControl::SetLcdFps(StrategyWorld::Panel() == kLowHz ? kHighHz : kLowHz);
+    LetPanelObeyAfter(0);
+    LcdFpsControl::SetLcdFps(PanelHz() == kLowHz ? kHighHz : kLowHz);
     VirtualTime::Settle();
-    Require(StrategyWorld::LastRateTold() == StrategyWorld::Panel(),
-            "a change of the panel was not reported");
+    const std::vector<int32_t> told = StrategyWorld::Phone().perf->takeRates();
+    Require(!told.empty() && told.back() == PanelHz(), "a change of the panel was not reported");
 }
 
 }  // namespace
@@ -279,8 +248,7 @@ void RequireReport() {
 const char* RunSchedule(uint64_t seed) {
     StrategyWorld::Create(seed);
     if (seed % 3 == 0) {
-        // One forced refresh of the screen for each change.
-        StrategyWorld::LetPanelObeyAfter(1);
+        LetPanelObeyAfter(1);
     }
     StrategyWorld::SetObserver([](const std::string& what) {
         if (what.find("AppDynamicFps: set lcd to 60Hz") != std::string::npos) {

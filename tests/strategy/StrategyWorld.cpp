@@ -2,11 +2,7 @@
 #include "StrategyWorld.h"
 
 #include <android/log.h>
-#include <binder/Binder.h>
-#include <binder/IServiceManager.h>
-#include <binder/Parcel.h>
 
-#include <atomic>
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
@@ -14,47 +10,23 @@
 #include "display/LcdFpsControl.h"
 #include "display/RateObserver.h"
 #include "linux/vendor/Protocol.h"
-#include "sim/fakes/FakePanel.h"
 #include "state/PolicyState.h"
 #include "strategy/AppDynamicFps.h"
 #include "strategy/GameDynamicFps.h"
 #include "strategy/GameHighFps.h"
 #include "strategy/LcdFpsMonitor.h"
 #include "sync/Mutex.h"
+#include "tests/support/Meddler.h"
 
 namespace KVT {
 namespace {
 
 using android::Parcel;
-using android::status_t;
-
-/** A service of the phone, as far as the strategies speak to it. */
-class Peer : public android::BBinder {
-  public:
-    using Answer = std::function<status_t(const Parcel& data, Parcel* reply)>;
-
-    static void Publish(const char* name, Answer answer) {
-        android::defaultServiceManager()->addService(android::String16(name),
-                                                     new Peer(std::move(answer)));
-    }
-
-  protected:
-    status_t onTransact(uint32_t, const Parcel& data, Parcel* reply, uint32_t) override {
-        return mAnswer(data, reply);
-    }
-
-  private:
-    explicit Peer(Answer answer) : mAnswer(std::move(answer)) {}
-
-    const Answer mAnswer;
-};
 
 struct State : public RateObserver {
-    std::atomic<int32_t> lastRateTold{0};
-    std::atomic<bool> sdkRegisters{true};
     std::function<void(const std::string&)> observer = [](const std::string&) {};
     int64_t startNs = 0;
-    android::sp<sim::FakePanel> panel;
+    sim::FakePhone phone;
 
     Mutex traceMutex;
     std::vector<std::pair<int64_t, std::string>> trace GUARDED_BY(traceMutex);
@@ -65,33 +37,28 @@ struct State : public RateObserver {
         trace.emplace_back(MonotonicNow() - startNs, std::move(what));
     }
 
-    void onFrameNeeded() override { panel->onFrame(); }
+    void onFrameNeeded() override { phone.panel->onFrame(); }
     void onRateSet(int32_t fps) override {
         note("panel " + std::to_string(fps));
         LcdFpsMonitor::GetInstance()->SetLcdRefreshRate(fps);
     }
 
     void publish() {
-        panel = new sim::FakePanel(new sim::Journal);
-        android::defaultServiceManager()->addService(android::String16(vendor::kDisplayService),
-                                                     panel);
-        Peer::Publish(vendor::kSchedService, [this](const Parcel& data, Parcel*) {
+        phone.publish();
+        Meddler::Publish(vendor::kSchedService, phone.sched, [this](uint32_t, const Parcel& data) {
             data.readInt32();
             int32_t fps = 0;
             sscanf(data.readString8().string(), "{\"kvtFPS\":\"%d\"}", &fps);
             note("scheduler " + std::to_string(fps) + ", forced " +
                  std::to_string(PolicyState::forcedGameFps));
-            return android::OK;
         });
-        Peer::Publish(vendor::kGameSdkService, [this](const Parcel& data, Parcel* reply) {
-            data.readStrongBinder();
-            note("register " + std::string(data.readString8().string()));
-            return reply->writeInt32(sdkRegisters ? 1 : 0);
-        });
-        Peer::Publish(vendor::kPerfService, [this](const Parcel& data, Parcel*) {
-            lastRateTold = data.readInt32();
-            note("told " + std::to_string(lastRateTold));
-            return android::OK;
+        Meddler::Publish(vendor::kGameSdkService, phone.gameSdk,
+                         [this](uint32_t, const Parcel& data) {
+                             data.readStrongBinder();
+                             note("register " + std::string(data.readString8().string()));
+                         });
+        Meddler::Publish(vendor::kPerfService, phone.perf, [this](uint32_t, const Parcel& data) {
+            note("told " + std::to_string(data.readInt32()));
         });
     }
 };
@@ -136,30 +103,12 @@ void StrategyWorld::StartCheckThreads() {
     VirtualTime::Settle();
 }
 
-void StrategyWorld::PutPanelAt(int32_t hz) {
-    World().panel->changeByItself(std::to_string(hz));
-}
-
-int32_t StrategyWorld::Panel() {
-    return World().panel->currentHz();
-}
-
-void StrategyWorld::LetPanelObeyAfter(int32_t frames) {
-    sim::FakePanel::Behaviour behaviour = World().panel->behaviour();
-    behaviour.obeysAfter = frames;
-    World().panel->behave(behaviour);
-}
-
-void StrategyWorld::LetSdkRegister(bool success) {
-    World().sdkRegisters = success;
+sim::FakePhone& StrategyWorld::Phone() {
+    return World().phone;
 }
 
 void StrategyWorld::SetObserver(std::function<void(const std::string&)> observer) {
     World().observer = std::move(observer);
-}
-
-int32_t StrategyWorld::LastRateTold() {
-    return World().lastRateTold;
 }
 
 int StrategyWorld::Count(const std::string& what) {
