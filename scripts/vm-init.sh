@@ -3,7 +3,8 @@
 # SPDX-License-Identifier: Apache-2.0
 # First process of the virtual machine that scripts/vm starts. It puts a writable layer above the host's
 # files, runs the caller's command there and leaves the exit status in the job folder, which host and
-# machine share: script (in), shares (in), out, err (absent when both streams are one), status.
+# machine share: script (in), shares (in), terminal (in, its size; absent without one), out, err (absent
+# when both streams are one), status.
 set -eu
 /bin/busybox --install -s /bin
 export PATH=/bin
@@ -53,6 +54,7 @@ mount_root() {
 # The streams are pipes, as most programs meet them: a regular file on 9p would cost a round trip per
 # write and be truncated by whoever opens /dev/stderr anew.
 copy_streams() {
+    [ ! -e /job/terminal ] || return 0
     mkfifo /out /err
     cat /out >/job/out &
     if [ -e /job/err ]; then
@@ -64,6 +66,12 @@ run_command() {
     mkdir /cgroup/job
     (
         echo 0 >/cgroup/job/cgroup.procs
+        if [ -e /job/terminal ]; then
+            read -r rows columns </job/terminal
+            exec </dev/ttyS1 >/dev/ttyS1 2>&1
+            [ "$rows" = 0 ] || stty rows "$rows" columns "$columns"
+            exec setsid -c chroot /root /bin/sh -c "$(cat /job/script)"
+        fi
         if [ -e /job/err ]; then exec >/out 2>/err; else exec >/out 2>&1; fi
         exec chroot /root /bin/sh -c "$(cat /job/script)" </dev/null
     ) && status=0 || status=$?
