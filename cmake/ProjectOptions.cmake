@@ -13,6 +13,9 @@ if(KVT_SANITIZE)
     target_link_options(kvt_options INTERFACE -fsanitize=${KVT_SANITIZE})
 endif()
 
+# For what takes a compiler long and is never hot: tests and command lines. A debugger wants -DKVT_COLD_OPTIONS=-g.
+set(KVT_COLD_OPTIONS -O1 -g1 CACHE STRING "Options of code that is never hot")
+
 # What the programs call their version.
 add_library(kvt_version INTERFACE)
 target_compile_definitions(kvt_version INTERFACE KVT_VERSION="${PROJECT_VERSION}")

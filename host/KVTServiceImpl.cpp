@@ -17,7 +17,6 @@
 namespace KVT {
 
 using android::IBinder;
-using android::IInterface;
 using android::sp;
 using android::wp;
 

@@ -17,7 +17,7 @@ namespace KVT::sim {
 namespace {
 
 constexpr int64_t kMaxInt = INT32_MAX;
-constexpr int64_t kLongestMs = 24 * 3600 * 1000;
+constexpr int64_t kLongestMs = int64_t{24} * 3600 * 1000;
 
 int32_t Int(Arguments& arguments, const char* name) {
     return static_cast<int32_t>(arguments.integer(name, -kMaxInt - 1, kMaxInt));

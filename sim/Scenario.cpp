@@ -12,8 +12,8 @@
 namespace KVT::sim {
 namespace {
 
-constexpr int64_t kLatestMs = 24 * 3600 * 1000;
-constexpr size_t kLongestLine = 64 * 1024;
+constexpr int64_t kLatestMs = int64_t{24} * 3600 * 1000;
+constexpr size_t kLongestLine = size_t{64} * 1024;
 
 Json::Value ParseLine(const std::string& line) {
     Json::CharReaderBuilder builder;

@@ -6,7 +6,7 @@
 namespace KVT {
 namespace {
 
-constexpr int64_t kActiveNs = kNsPerS;
+constexpr int64_t kAppActiveNs = kNsPerS;
 
 }  // namespace
 
@@ -16,7 +16,7 @@ AppFpsDetect* AppFpsDetect::GetInstance() {
 }
 
 bool AppFpsDetect::IsFullSurfaceViewActive() const {
-    return IsYoungerThan(kActiveNs);
+    return IsYoungerThan(kAppActiveNs);
 }
 
 }  // namespace KVT

@@ -6,7 +6,7 @@
 namespace KVT {
 namespace {
 
-constexpr int64_t kActiveNs = 200 * kNsPerMs;
+constexpr int64_t kRefreshActiveNs = 200 * kNsPerMs;
 
 }  // namespace
 
@@ -16,7 +16,7 @@ FrameRefreshDetect* FrameRefreshDetect::GetInstance() {
 }
 
 bool FrameRefreshDetect::IsFrameRefreshActive() const {
-    return IsYoungerThan(kActiveNs);
+    return IsYoungerThan(kRefreshActiveNs);
 }
 
 }  // namespace KVT

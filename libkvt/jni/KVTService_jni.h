@@ -36,8 +36,6 @@ JNIEnv* GetCurrentThreadEnv();
 
 extern "C" {
 
-JNIEXPORT jint JNICALL JNI_OnLoad(JavaVM* vm, void* reserved);
-
 /**
  * Registers the process's listener, on a thread of its own, unless there is one.
  *

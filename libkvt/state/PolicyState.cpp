@@ -17,6 +17,7 @@ Atomic<bool> PolicyState::gameDynamicSwitch{false};
 Atomic<bool> PolicyState::gameConst90Switch{false};
 Atomic<int32_t> PolicyState::limitedGameFps{kNoGameFps};
 Atomic<int32_t> PolicyState::forcedGameFps{kNoGameFps};
+// NOLINTNEXTLINE(bugprone-macro-parentheses): no type can stand in parentheses there
 #define KVT_DEFINITION(type, name, key) Atomic<type> PolicyState::name{type{}};
 KVT_SCENE_INPUTS(KVT_DEFINITION)
 #undef KVT_DEFINITION
@@ -55,7 +56,7 @@ void PolicyState::DumpScenes(Dumper* dumper) {
     dumper->value("fixed_rate", switchAll);
     dumper->value("lcd_setting", lcdSetting.load());
     dumper->value("power_mode", powerMode.load());
-#define KVT_LINE(type, name, key) dumper->value(key, name.load());
+#define KVT_LINE(type, name, key) dumper->value((key), (name).load());
     KVT_SCENE_INPUTS(KVT_LINE)
 #undef KVT_LINE
 }

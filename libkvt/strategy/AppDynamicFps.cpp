@@ -104,8 +104,9 @@ void AppDynamicFps::DropUnlessRefreshing() {
     LcdFpsControl::SetLcdFps(kLowHz);
     mIsHighFps = false;
     mIsLifted = false;
+    const int64_t elapsedMs = elapsed / kNsPerMs;
     KVT_LOGI("AppDynamicFps: set lcd to 60Hz - touch up after %.1fs",
-             static_cast<double>(elapsed / kNsPerMs) / 1000.0);
+             static_cast<double>(elapsedMs) / 1000.0);
 }
 
 }  // namespace KVT

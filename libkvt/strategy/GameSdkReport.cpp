@@ -11,7 +11,7 @@ namespace KVT {
 namespace {
 
 // Far above what the three keys need.
-constexpr size_t kMaxTextBytes = 64 * 1024;
+constexpr size_t kMaxTextBytes = size_t{64} * 1024;
 constexpr int kMaxDepth = 32;
 
 std::optional<int32_t> ReadInt(const Json::Value& value) {

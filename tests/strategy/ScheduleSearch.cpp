@@ -7,18 +7,13 @@
 #include <CLI/CLI.hpp>
 #include <cinttypes>
 #include <cstdio>
-#include <type_traits>
 #include <unordered_set>
 #include <vector>
 
-#include "sync/Atomic.h"
 #include "sync/virtual/VirtualTime.h"
 #include "tests/strategy/ScheduleScenarios.h"
 
 namespace {
-
-static_assert(!std::is_same_v<KVT::Atomic<int>, std::atomic<int>>,
-              "searched without the choice points of Atomic");
 
 /** Real seconds after which a schedule counts as hanging; it takes about a millisecond. */
 constexpr unsigned kPatienceS = 30;

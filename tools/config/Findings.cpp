@@ -81,6 +81,10 @@ std::string Quoted(std::string_view text) {
     return "'" + Printable(text) + "'";
 }
 
+std::string OnLine(const XMLElement* element) {
+    return "on line " + std::to_string(element->GetLineNum());
+}
+
 std::string OneOfNames(std::vector<std::string> names) {
     std::sort(names.begin(), names.end());
     for (std::string& name : names) {
@@ -92,6 +96,7 @@ std::string OneOfNames(std::vector<std::string> names) {
 std::string OneOfNumbers(std::vector<int32_t> values) {
     std::sort(values.begin(), values.end());
     std::vector<std::string> parts;
+    parts.reserve(values.size());
     for (const int32_t value : values) {
         parts.push_back(std::to_string(value));
     }

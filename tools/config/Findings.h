@@ -15,6 +15,9 @@ namespace KVT {
 /** Text of the file in quotes, fit for a terminal: cut when long, without control characters. */
 std::string Quoted(std::string_view text);
 
+/** "on line 12" */
+std::string OnLine(const tinyxml2::XMLElement* element);
+
 /** "'a', 'b' or 'c'", in alphabetical order for containers without one. */
 std::string OneOfNames(std::vector<std::string> names);
 

@@ -39,10 +39,6 @@ std::string Shown(const std::string& prefix) {
     return prefix.empty() ? "'*'" : Quoted(prefix);
 }
 
-std::string OnLine(const XMLElement* element) {
-    return " on line " + std::to_string(element->GetLineNum());
-}
-
 }  // namespace
 
 void ListChecks::section(const XMLElement* param) {
@@ -55,7 +51,7 @@ void ListChecks::section(const XMLElement* param) {
         }
         drops = true;
         mFindings.add(param,
-                      "this section drops the list " + Quoted(name) +
+                      "this section drops the list " + Quoted(name) + " " +
                           OnLine(entries.front().element->Parent()->ToElement()) +
                           ": types start anew",
                       "one section with all types");
@@ -155,7 +151,7 @@ void ListChecks::checkTypes() {
                 mFindings.add(element,
                               "type " + std::to_string(type) + " is in list " +
                                   Quoted(first->second->Parent()->ToElement()->Attribute("name")) +
-                                  OnLine(first->second) + " already, which counts",
+                                  " " + OnLine(first->second) + " already, which counts",
                               "a type in one list, once");
             }
         }
@@ -183,7 +179,7 @@ void ListChecks::checkPackages(const std::string& first, const std::string& seco
                 }
                 mFindings.add(element,
                               "package entry " + Shown(prefix) + " never counts: " + Shown(*found) +
-                                  " of list " + Quoted(*names[above]) + OnLine(place) +
+                                  " of list " + Quoted(*names[above]) + " " + OnLine(place) +
                                   " covers it",
                               "an entry that no other covers");
                 break;

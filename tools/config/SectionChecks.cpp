@@ -27,10 +27,6 @@ std::vector<std::string> SectionNames() {
     return names;
 }
 
-std::string OnLine(const XMLElement* element) {
-    return "on line " + std::to_string(element->GetLineNum());
-}
-
 /** Whether strtof reads the whole text, as a finite decimal number. */
 bool IsNumber(const char* text) {
     char* end = nullptr;

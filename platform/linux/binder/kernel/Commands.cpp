@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // What the driver says beside calls: references to local objects, deaths, the thread pool.
-#define LOG_TAG "binder"
 #include <binder/Binder.h>
 #include <binder/BpBinder.h>
 #include <binder/IPCThreadState.h>

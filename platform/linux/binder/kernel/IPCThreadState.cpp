@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // The thread's own state: its life, who is calling, the loop that serves, and the two streams.
-#define LOG_TAG "binder"
 #include <binder/BpBinder.h>
 #include <binder/IPCThreadState.h>
 #include <log/log.h>

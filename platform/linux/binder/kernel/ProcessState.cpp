@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#define LOG_TAG "binder"
 #include <binder/BpBinder.h>
 #include <binder/IPCThreadState.h>
 #include <binder/ProcessState.h>

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // Calls: made, waited for, served.
-#define LOG_TAG "binder"
 #include <binder/Binder.h>
 #include <binder/BpBinder.h>
 #include <binder/IPCThreadState.h>
@@ -13,7 +12,7 @@ namespace {
 
 // A reply of this size or more is given back to the driver at once, not with the next command:
 // all of the process's threads receive into the same mebibyte.
-constexpr size_t kLargeReply = 16 * 1024;
+constexpr size_t kLargeReply = size_t{16} * 1024;
 
 // How deep calls may nest on one thread. Two processes that call each other in turn, for ever, use
 // up the stack of both, and it takes only one of them to want it.
