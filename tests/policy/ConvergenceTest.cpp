@@ -9,6 +9,7 @@
 #include "strategy/GameDynamicFps.h"
 #include "strategy/GameHighFps.h"
 #include "sync/Worker.h"
+#include "tests/support/MixedPackages.h"
 #include "tests/support/Phone.h"
 
 namespace KVT {
@@ -24,58 +25,31 @@ constexpr const char* kPackages[] = {"com.norvik.android.launcher",
                                      "game.plain",
                                      "android.view.cts"};
 
-const char* const kConfig = R"(
-    <Param name="setting_switch">
-      <setting id="0"><switch name="app_perceptible_switch" value="3"/>
-        <switch name="app_imperceptible_switch" value="9"/>
-        <switch name="game_perceptible_switch" value="9"/>
-        <switch name="game_imperceptible_switch" value="3"/></setting>
-    </Param>
-    <Param name="application_list">
-      <list name="app_pkg_perceptible_list"><pkg>app.high</pkg></list>
-      <list name="app_pkg_imperceptible_list"><pkg>app.touch*</pkg></list>
-      <list name="game_pkg_perceptible_list"><pkg>game.dynamic</pkg></list>
-      <list name="game_pkg_imperceptible_list"><pkg>game.const</pkg></list>
-    </Param>)";
-
 /** One random event of the framework. */
 void SendRandomEvent(FrameworkClient& framework, std::mt19937_64& random) {
     const auto below = [&random](uint64_t bound) { return static_cast<int32_t>(random() % bound); };
     const auto anyPackage = [&] { return kPackages[below(std::size(kPackages))]; };
-    switch (below(8)) {
-        case 0:
-            framework.send(POWER_MODE, below(6));
-            return;
-        case 1:
-            framework.send(LCD_SETTING, below(4));
-            return;
-        case 2:
-            framework.send(GAME_FPS_LIMIT, below(3) * 40 - 1);
-            return;
-        case 3:
-            framework.send(TOUCH_POINTER, below(2));
-            return;
-        default: {
-            std::vector<std::string> visible;
-            for (int32_t count = below(3); count > 0; --count) {
-                visible.emplace_back(anyPackage());
-            }
-            framework.packages(anyPackage(), visible);
-        }
+    const std::pair<uint32_t, int32_t> numbers[] = {{POWER_MODE, below(6)},
+                                                    {LCD_SETTING, below(4)},
+                                                    {GAME_FPS_LIMIT, below(3) * 40 - 1},
+                                                    {TOUCH_POINTER, below(2)}};
+    if (const size_t kind = random() % 8; kind < std::size(numbers)) {
+        framework.send(numbers[kind].first, numbers[kind].second);
+        return;
     }
+    std::vector<std::string> visible;
+    for (int32_t count = below(3); count > 0; --count) {
+        visible.emplace_back(anyPackage());
+    }
+    framework.packages(anyPackage(), visible);
 }
 
 class Convergence : public Phone {
   public:
     Convergence() {
-        for (const char* game : {"game.dynamic", "game.const", "game.plain"}) {
-            type(game, 9);
-        }
-    }
-
-    void begin() {
-        SetPaths({path("kvt_config.xml"), "/dev/null"});  // thousands of writes to a file take time
-        start(ConfigWith(kConfig));
+        ConfigureMixedPackages(fakes.classifier.get());
+        SetPaths({"/nonexistent", "/dev/null"});  // thousands of writes to a file take time
+        start();
         __android_log_set_minimum_priority(ANDROID_LOG_FATAL);
     }
 
@@ -95,7 +69,6 @@ class Convergence : public Phone {
 };
 
 TEST_F(Convergence, HoldsAfterEveryEventOfARandomSequence) {
-    begin();
     std::mt19937_64 random(20);
     for (int event = 0; event < 5000; ++event) {
         SendRandomEvent(framework, random);
@@ -107,18 +80,12 @@ TEST_F(Convergence, HoldsAfterEveryEventOfARandomSequence) {
 }
 
 TEST_F(Convergence, HoldsOverWhatAStrategyHadBegun) {
-    begin();
     const struct {
         const char* pkg;
         void (*begin)();
         int32_t forced;
     } cases[] = {
-        {"app.touch.a",
-         [] {
-             AppDynamicFps::GetInstance()->SetLcdEvent(1);
-             AppDynamicFps::GetInstance()->SetLcdEvent(0);
-         },
-         kNoGameFps},
+        {"app.touch.a", [] { AppDynamicFps::GetInstance()->SetLcdEvent(1); }, kNoGameFps},
         {"game.dynamic", [] { GameDynamicFps::GetInstance()->SetGameFps(60); }, 90},
         {"game.const", [] { GameHighFps::GetInstance()->SetGameFps(60); }, 90},
     };
@@ -126,6 +93,7 @@ TEST_F(Convergence, HoldsOverWhatAStrategyHadBegun) {
         SCOPED_TRACE(c.pkg);
         focus(c.pkg);
         c.begin();
+        AppDynamicFps::GetInstance()->SetLcdEvent(0);
         VirtualTime::Settle();
         EXPECT_EQ(panelHz(), 90);
         EXPECT_EQ(FpsCommon::forcedGameFps, c.forced);
@@ -138,7 +106,6 @@ TEST_F(Convergence, HoldsOverWhatAStrategyHadBegun) {
 }
 
 TEST_F(Convergence, HoldsAfterEightThreadsInAnyInterleaving) {
-    begin();
     for (uint64_t round = 0; round < 20; ++round) {
         std::vector<std::thread> threads;
         for (uint64_t seed = 0; seed < 8; ++seed) {

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Peers that make a waiting call to the service while they are being called by it. Binder has such
 // a call served by the thread that waits, as it is here, where every call is served by its caller.
-#include <binder/IServiceManager.h>
-#include <binder/Parcel.h>
 #include <gmock/gmock.h>
 
 #include <atomic>
@@ -12,17 +10,16 @@
 #include "linux/vendor/Protocol.h"
 #include "service/Transactions.h"
 #include "strategy/GameDynamicFps.h"
+#include "tests/support/Meddler.h"
 #include "tests/support/Phone.h"
 
 namespace KVT {
 namespace {
 
-using android::BBinder;
 using android::IBinder;
 using android::Parcel;
 using android::sp;
 using android::status_t;
-using android::String16;
 using testing::Contains;
 using testing::Each;
 using testing::ElementsAre;
@@ -31,38 +28,17 @@ using testing::SizeIs;
 constexpr uint32_t kForceRefreshFrame = 30;
 constexpr uint32_t kGetPackageType = 25;
 
-/** Stands in front of a peer and does something of its own before each call of one code. */
-class Meddler : public BBinder {
-  public:
-    Meddler(const sp<IBinder>& peer, uint32_t code, std::function<void()> meddle)
-        : mPeer(peer), mCode(code), mMeddle(std::move(meddle)) {}
-
-  protected:
-    status_t onTransact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags) override {
-        if (code == mCode) {
-            mMeddle();
-        }
-        return mPeer->transact(code, data, reply, flags);
-    }
-
-  private:
-    const sp<IBinder> mPeer;
-    const uint32_t mCode;
-    const std::function<void()> mMeddle;
-};
-
 class NestedCalls : public Phone {
   public:
     /** To be called before start(). `times` the calls that are meddled with, from the first on. */
     void meddle(const char* name, const sp<IBinder>& peer, uint32_t code, int times,
                 std::function<void()> action) {
         mTimes = times;
-        android::defaultServiceManager()->addService(String16(name),
-                                                     new Meddler(peer, code, [this, action] {
-                                                         if (mEnabled && mTimes-- > 0) {
-                                                             action();
-                                                         }
-                                                     }));
+        Meddler::Publish(name, peer, [this, code, action](uint32_t called, const Parcel&) {
+            if (called == code && mEnabled && mTimes-- > 0) {
+                action();
+            }
+        });
     }
     void enable() { mEnabled = true; }
 
@@ -74,7 +50,7 @@ class NestedCalls : public Phone {
     }
 
     /** Has all threads go on for a second, or ends the process: a stuck one would never end it. */
-    void expectDone(const std::atomic<bool>& done) {
+    static void expectDone(const std::atomic<bool>& done) {
         SleepFor(kNsPerS);
         if (!done) {
             fprintf(stderr, "an event waits for itself\n");
@@ -83,7 +59,7 @@ class NestedCalls : public Phone {
     }
 
     /** Sends an event on a thread of its own. */
-    void expectEnd(const std::function<void()>& event) {
+    static void expectEnd(const std::function<void()>& event) {
         std::atomic<bool> done{false};
         VirtualThread thread("event", [&] {
             event();

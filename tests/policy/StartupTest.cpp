@@ -11,23 +11,22 @@
 namespace KVT {
 namespace {
 
-using testing::AnyOf;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
-
-std::string Property(const char* name) {
-    char value[PROPERTY_VALUE_MAX];
-    property_get(name, value, "");
-    return value;
-}
 
 class Startup : public Phone {
   public:
-    /** Sends every event that the policy can refuse; true when none of them did anything. */
-    bool ignoresEvents() {
+    /** The property in which the start leaves the default setting; empty when it read none. */
+    static std::string defaultSetting() {
+        char value[PROPERTY_VALUE_MAX];
+        property_get("ro.kvt.zr_screen_default_freq", value, "");
+        return value;
+    }
+
+    /** Sends every event that the policy can refuse. */
+    void expectEventsIgnored() {
         decisions();
         FpsCommon::tables.gpuCompositionSwitch = true;
         const int32_t before = panelHz();
@@ -40,18 +39,20 @@ class Startup : public Phone {
         FpsCommon::SetLcdLowDownByWechatVideoScene(true);
         FpsCommon::OnFullVideoStatusReceived(1);
         FpsCommon::OnGpuCompositionEventReceived(1);
-        return decisions().empty() && panelHz() == before && FpsCommon::powerMode == 2 &&
-               FpsCommon::lcdSetting == 0 && !FpsCommon::underTpPointerControl &&
-               FpsCommon::fingerprintStatus == 0 && !FpsCommon::underDisplayHotplugControl &&
-               FpsCommon::virtualDisplayStatus == 0 && !FpsCommon::underWechatVideoScene &&
-               !FpsCommon::underFullVideoScene && FpsCommon::gpuCompositionStatus == 0;
+        EXPECT_THAT(decisions(), IsEmpty());
+        EXPECT_EQ(panelHz(), before);
+        EXPECT_EQ(FpsCommon::powerMode, 2);
+        EXPECT_EQ(FpsCommon::lcdSetting, 0);
+#define KVT_EXPECT_UNSET(type, name, key) EXPECT_EQ(FpsCommon::name, type{}) << key;
+        KVT_SCENE_INPUTS(KVT_EXPECT_UNSET)
+#undef KVT_EXPECT_UNSET
     }
 };
 
 TEST_F(Startup, RunsTheDynamicPolicy) {
     start(ConfigWith(R"(<Param name="setting_switch_id_default" value="2"/>)"));
     EXPECT_EQ(FpsCommon::switchAll, 0);
-    EXPECT_EQ(Property("ro.kvt.zr_screen_default_freq"), "2");
+    EXPECT_EQ(defaultSetting(), "2");
     EXPECT_EQ(FpsCommon::lcdSetting, 2) << "the default of the configuration";
     EXPECT_EQ(FpsCommon::powerMode, 0);
     // One decision for the power mode, while the setting is still 0, and one for the setting.
@@ -72,31 +73,27 @@ TEST_F(Startup, TellsTheCompositorFirst) {
 }
 
 TEST_F(Startup, WaitsForTheCompositorWithWhatItIsToldOnce) {
-    const char* const params = R"(<Param name="SF_composition_config"></Param>)";
+    const std::string config = ConfigWith(R"(<Param name="SF_composition_config"></Param>)");
     const struct {
         int64_t upAfterS;
         std::vector<uint32_t> toldAtStart;
     } cases[] = {{3, {7011, 7014}}, {7, {7014}}, {11, {}}};
     for (const auto& c : cases) {
-        EXPECT_EXIT(
-            {
-                fakes.withdraw("SurfaceFlinger");
-                VirtualThread phone("phone", [&] {
-                    SleepFor(c.upAfterS * kNsPerS);
-                    fakes.publish();
-                });
-                ASSERT_TRUE(
-                    android::base::WriteStringToFile(ConfigWith(params), path("kvt_config.xml")));
-                FpsCommon::Init();
-                std::vector<uint32_t> once = told();
-                once.erase(std::remove(once.begin(), once.end(), 7012u), once.end());
-                phone.Join();
-                focus("com.example.app");
-                const bool back = !told().empty();
-                exit(once == c.toldAtStart && back ? 0 : 1);
-            },
-            testing::ExitedWithCode(0), "")
-            << c.upAfterS;
+        apart([&] {
+            fakes.withdraw("SurfaceFlinger");
+            VirtualThread phone("phone", [&] {
+                SleepFor(c.upAfterS * kNsPerS);
+                fakes.publish();
+            });
+            ASSERT_TRUE(android::base::WriteStringToFile(config, path("kvt_config.xml")));
+            FpsCommon::Init();
+            std::vector<uint32_t> once = told();
+            once.erase(std::remove(once.begin(), once.end(), 7012u), once.end());
+            EXPECT_EQ(once, c.toldAtStart) << c.upAfterS;
+            phone.Join();
+            focus("com.example.app");
+            EXPECT_FALSE(told().empty());
+        });
     }
 }
 
@@ -120,50 +117,37 @@ TEST_F(Startup, ReadsNonsenseInPropertiesAsZero) {
     EXPECT_EQ(FpsCommon::lcdSetting, 0);
 }
 
-TEST_F(Startup, StaysOffOnASlowPanel) {
-    for (const auto& rates : {std::vector<std::string>{"60"}, {"90", "60"}, {"60n"}}) {
-        EXPECT_EXIT(
-            {
-                panel("90", rates);
-                start();
-                const bool quiet = Property("ro.kvt.zr_screen_default_freq").empty();
-                exit(FpsCommon::switchAll == 60 && panelHz() == 60 && quiet && ignoresEvents() ? 0
-                                                                                               : 1);
-            },
-            testing::ExitedWithCode(0), "");
-    }
-}
-
-TEST_F(Startup, FixesTheRateByProperty) {
+TEST_F(Startup, StaysOffOnASlowPanelAndWithAFixedRate) {
+    using Rates = std::vector<std::string>;
     const struct {
-        const char* value;
+        Rates panelRates;
+        const char* masterSwitch;
         int32_t switchAll;
         int32_t hz;
         bool configured;
-    } cases[] = {{"60", 60, 60, false},
-                 {"90", 90, 90, false},
-                 {"120", 60, 60, false},
-                 {"1", 60, 60, false},
-                 {"-1", -1, 60, true}};
+    } cases[] = {
+        {{"60"}, "0", 60, 60, false},        {{"90", "60"}, "0", 60, 60, false},
+        {{"60n"}, "90", 60, 60, false},      {{"60", "90"}, "60", 60, 60, false},
+        {{"60", "90"}, "90", 90, 90, false}, {{"60", "90"}, "120", 60, 60, false},
+        {{"60", "90"}, "1", 60, 60, false},  {{"60", "90"}, "-1", -1, 60, true},
+    };
     for (const auto& c : cases) {
-        EXPECT_EXIT(
-            {
-                property("persist.dynamicfps.switch", c.value);
-                start();
-                const bool configured = !Property("ro.kvt.zr_screen_default_freq").empty();
-                exit(FpsCommon::switchAll == c.switchAll && panelHz() == c.hz &&
-                             configured == c.configured && ignoresEvents()
-                         ? 0
-                         : 1);
-            },
-            testing::ExitedWithCode(0), "")
-            << c.value;
+        apart([&] {
+            SCOPED_TRACE(c.panelRates.back() + ", " + c.masterSwitch);
+            panel(c.hz == 90 || c.configured ? "60" : "90", c.panelRates);
+            property("persist.dynamicfps.switch", c.masterSwitch);
+            start();
+            EXPECT_EQ(FpsCommon::switchAll, c.switchAll);
+            EXPECT_EQ(panelHz(), c.hz);
+            EXPECT_EQ(!defaultSetting().empty(), c.configured);
+            expectEventsIgnored();
+        });
     }
 }
 
 TEST_F(Startup, StillFollowsThePackageWhileOff) {
     property("persist.dynamicfps.switch", "90");
-    type("com.example.game", 9);
+    type("com.example.game", kTypeGame);
     start();
     focus("com.example.game");
     EXPECT_EQ(FpsCommon::CurrentPkgName(), "com.example.game");
@@ -201,8 +185,7 @@ TEST_F(Startup, StaysOffWithoutADisplay) {
 TEST_F(Startup, StoresSettingsThatItKnows) {
     start();
     const struct {
-        int32_t setting;
-        int32_t stored;
+        int32_t setting, stored;
         const char* vipCpus;
     } cases[] = {{1, 1, "4-7"}, {2, 2, "0-7"}, {1, 1, "4-7"}, {7, 0, "0-7"}, {-1, 0, "0-7"}};
     for (const auto& c : cases) {
@@ -213,7 +196,7 @@ TEST_F(Startup, StoresSettingsThatItKnows) {
 }
 
 TEST_F(Startup, LeavesTheBigCoresToGames) {
-    type("com.example.game", 9);
+    type("com.example.game", kTypeGame);
     start();
     framework.send(LCD_SETTING, 1);
     focus("com.example.game");

@@ -41,6 +41,26 @@ class Phone : public testing::Test {
         settle();
     }
 
+    /** Codes for the packages app.listed* and game.listed* under setting 0; before start(). */
+    static void listPackages(int32_t appCode, int32_t gameCode) {
+        ConfigTables& tables = FpsCommon::tables;
+        tables.settingSwitchMap[0]["app_perceptible_switch"] = appCode;
+        tables.settingSwitchMap[0]["game_perceptible_switch"] = gameCode;
+        tables.appPkgFilterMap["app_pkg_perceptible_list"].insert("app.listed");
+        tables.gameFilterMap["game_pkg_perceptible_list"].insert("game.listed");
+    }
+    /** The code of every package that no list names, under setting 0; before start(). */
+    static void defaultCodes(int32_t appCode, int32_t gameCode) {
+        FpsCommon::tables.settingSwitchMap[0]["app_default"] = appCode;
+        FpsCommon::tables.settingSwitchMap[0]["game_default"] = gameCode;
+    }
+
+    /** Plays a case of a list in a process of its own, as the policy starts once in each. */
+    template <typename Body>
+    static void apart(Body body) {
+        EXPECT_EXIT((body(), exit(HasFailure() ? 1 : 0)), testing::ExitedWithCode(0), "");
+    }
+
     void property(const char* name, const char* value) { ASSERT_EQ(property_set(name, value), 0); }
 
     void panel(const std::string& current, const std::vector<std::string>& rates,
@@ -124,7 +144,7 @@ class Phone : public testing::Test {
     uint64_t mLastDecision = 0;
 };
 
-/** A configuration with one setting's switches and package lists, for tests of the decision. */
+/** The text of a configuration file with these sections. */
 inline std::string ConfigWith(const std::string& sections) {
     return "<Config><Params name=\"dynamic_fps_config\">" + sections + "</Params></Config>";
 }

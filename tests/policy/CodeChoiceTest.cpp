@@ -1,81 +1,29 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "config/XmlParser.h"
 #include "policy/CodeChoice.h"
-#include "tests/support/Phone.h"
+#include "policy/FpsCommon.h"
 
 namespace KVT {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-
-class Classification : public Phone {};
-
-TEST_F(Classification, AsksOnceAndRemembers) {
-    start();
-    const struct {
-        int32_t answer;
-        int32_t type;
-    } cases[] = {{9, 9}, {0, 0}, {-1, -1}, {36, 36}, {37, -1}, {255, 255}, {254, -1}, {-2, -1}};
-    for (const auto& c : cases) {
-        const std::string pkg = "com.example.type" + std::to_string(c.answer);
-        type(pkg, c.answer);
-        EXPECT_EQ(FpsCommon::GetPkgTypeByICMSManager(pkg), c.type) << c.answer;
-        EXPECT_EQ(FpsCommon::GetPkgTypeByICMSManager(pkg), c.type) << c.answer;
-        EXPECT_EQ(fakes.classifier->asked(pkg), 1) << c.answer;
-    }
-    EXPECT_EQ(FpsCommon::GetPkgTypeByICMSManager("com.norvik.android.launcher"), 28);
-    EXPECT_EQ(fakes.classifier->asked("com.norvik.android.launcher"), 0);
-}
-
-TEST_F(Classification, ForgetsFailures) {
-    start();
-    const std::string pkg = "com.example.game";
-    type(pkg, 9);
-    fakes.classifier->failCalls(android::DEAD_OBJECT);
-    EXPECT_EQ(FpsCommon::GetPkgTypeByICMSManager(pkg), -1);
-    EXPECT_THAT(logs.take(), ElementsAre("E/KVTService: fpscommon: ikora transact err"));
-    fakes.classifier->failCalls(android::OK);
-    fakes.classifier->throwException(-3);
-    EXPECT_EQ(FpsCommon::GetPkgTypeByICMSManager(pkg), -1);
-    EXPECT_THAT(logs.take(), ElementsAre("E/KVTService: fpscommon: ikora readExceptionCode"));
-    fakes.classifier->throwException(0);
-    EXPECT_EQ(FpsCommon::GetPkgTypeByICMSManager(pkg), 9);
-    EXPECT_EQ(fakes.classifier->asked(pkg), 3);
-}
-
-TEST_F(Classification, LooksForTheServiceUntilItIsThere) {
-    fakes.withdraw("IKoraCMSService");
-    type("com.example.game", 9);
-    EXPECT_EQ(FpsCommon::GetPkgTypeByICMSManager("com.example.game"), -1);
-    EXPECT_THAT(logs.take(), ElementsAre("E/KVTService: fpscommon: defaultServiceManager null",
-                                         "E/KVTService: fpscommon: ikora checkService null"));
-    fakes.publish();
-    EXPECT_EQ(FpsCommon::GetPkgTypeByICMSManager("com.example.game"), 9);
-    EXPECT_THAT(logs.take(), ElementsAre("E/KVTService: fpscommon: ikora checkService null"));
-    EXPECT_EQ(FpsCommon::GetPkgTypeByICMSManager("com.example.other"), 1);
-    EXPECT_THAT(logs.take(), IsEmpty());
-}
-
 /** Setting 1 of a file in which every switch and list can be told from every other. */
 ConfigTables Distinct() {
     ConfigTables tables;
-    tables.settingSwitchMap[1] = {
-        {"app_default", 1},
-        {"game_default", 2},
-        {"app_perceptible_switch", 3},
-        {"app_imperceptible_switch", 4},
-        {"game_perceptible_switch", 5},
-        {"game_imperceptible_switch", 6},
-    };
+    tables.settingSwitchMap[1] = {{"app_default", 1},
+                                  {"game_default", 2},
+                                  {"app_perceptible_switch", 3},
+                                  {"app_imperceptible_switch", 4},
+                                  {"game_perceptible_switch", 5},
+                                  {"game_imperceptible_switch", 6}};
     tables.settingSwitchMap[2] = {{"app_default", 1}, {"app_perceptible_switch", 0}};
     tables.appTypeFilterMap["app_type_perceptible_list"] = {10, 12};
     tables.appTypeFilterMap["app_type_imperceptible_list"] = {11, 12};
     tables.appPkgFilterMap["app_pkg_perceptible_list"].insert("com.high");
-    tables.appPkgFilterMap["app_pkg_imperceptible_list"].insert("com.low");
-    tables.appPkgFilterMap["app_pkg_imperceptible_list"].insert("com.high.low");
+    for (const char* low : {"com.low", "com.high.low"}) {
+        tables.appPkgFilterMap["app_pkg_imperceptible_list"].insert(low);
+    }
     tables.gameFilterMap["game_pkg_perceptible_list"].insert("com.high");
     tables.gameFilterMap["game_pkg_imperceptible_list"].insert("com.");
     return tables;
@@ -114,7 +62,7 @@ TEST(CodeChoice, PrefersPackageOverTypeOverDefault) {
     }
 }
 
-TEST_F(Classification, KeepsACodePerSetting) {
+TEST(PackageCode, IsKeptForEachSetting) {
     XmlParser::Init();
     FpsCommon::tables.appPkgFilterMap["app_pkg_perceptible_list"].insert("com.example");
     EXPECT_EQ(FpsCommon::GetAppCode("com.example.app", 1), 2);
