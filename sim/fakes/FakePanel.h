@@ -36,6 +36,12 @@ class FakePanel : public android::BBinder {
     explicit FakePanel(const android::sp<Journal>& journal) : mJournal(journal) {}
 
     void behave(const Behaviour& behaviour) EXCLUDES(mMutex);
+    /** Changes one thing of its behaviour. */
+    template <typename T, typename U>
+    void behave(T Behaviour::*what, const U& how) {
+        MutexLock lock(mMutex);
+        mBehaviour.*what = how;
+    }
     Behaviour behaviour() EXCLUDES(mMutex);
     /** Changes the rate as the hardware itself does, without being asked. */
     void changeByItself(const std::string& rate) EXCLUDES(mMutex);

@@ -11,69 +11,54 @@ namespace KVT {
 namespace {
 
 using android::DisplayFreqClient;
+using android::DisplayService;
 using android::sp;
 using testing::ElementsAre;
-using testing::IsEmpty;
+
+using Behaviour = sim::FakePanel::Behaviour;
 
 class Display : public Phone {
   public:
     void describe(const std::string& text) {
-        sim::FakePanel::Behaviour behaviour;
-        behaviour.rawDescription = text;
-        fakes.panel->behave(behaviour);
+        fakes.panel->behave(&Behaviour::rawDescription, text);
     }
 };
 
 TEST_F(Display, ParsesDescriptions) {
     const struct {
         const char* text;
-        std::string current;
-        std::string normal;
-        std::list<std::string> rates;
-        std::string max;
+        const char* current;
+        const char* normal;
+        const char* rates;
+        const char* max;
         bool dynamic;
     } cases[] = {
-        {"current_fps:90;default_fps:60;support_fps_list:60,90",
-         "90",
-         "60",
-         {"60", "90"},
-         "90",
+        {"current_fps:90;default_fps:60;support_fps_list:60,90", "90", "60", "60|90|", "90", true},
+        {"current_fps:60;default_fps:60n;support_fps_list:90,60n", "60", "60n", "90|60n|", "60n",
          true},
-        {"current_fps:60;default_fps:60n;support_fps_list:90,60n",
-         "60",
-         "60n",
-         {"90", "60n"},
-         "60n",
-         true},
-        {"current_fps:60;default_fps:60;support_fps_list:,60", "60", "60", {"", "60"}, "60", true},
-        {"current_fps:60;default_fps:60;support_fps_list:60,90,",
-         "60",
-         "60",
-         {"60", "90"},
-         "90",
-         true},
-        {"current_fps:60;default_fps:60;support_fps_list:60,90;",
-         "60",
-         "60",
-         {"60", "90"},
-         "90",
-         true},
-        {"current_fps:90;default_fps:90", "", "60", {}, "60", false},
-        {"current_fps:90;default_fps:90;support_fps_list:90;x:1", "", "60", {}, "60", false},
-        {"default_fps:90;current_fps:90;support_fps_list:90", "", "60", {}, "60", false},
-        {"current_fps:90;default:90;support_fps_list:90", "90", "60", {}, "60", false},
-        {"current_fps:90;default_fps:45;support_list:90", "90", "45", {}, "60", false},
-        {"current_fps:90;default_fps:45;support_fps_list:", "90", "45", {}, "60", false},
-        {"current_fps:;default_fps:60;support_fps_list:60", "", "60", {}, "60", false},
-        {";;", "", "60", {}, "60", false},
+        {"current_fps:60;default_fps:60;support_fps_list:,60", "60", "60", "|60|", "60", true},
+        {"current_fps:60;default_fps:60;support_fps_list:60,90,", "60", "60", "60|90|", "90", true},
+        {"current_fps:60;default_fps:60;support_fps_list:60,90;", "60", "60", "60|90|", "90", true},
+        {"current_fps:90;default_fps:90", "", "60", "", "60", false},
+        {"current_fps:90;default_fps:90;support_fps_list:90;x:1", "", "60", "", "60", false},
+        {"default_fps:90;current_fps:90;support_fps_list:90", "", "60", "", "60", false},
+        {"current_fps:90;default:90;support_fps_list:90", "90", "60", "", "60", false},
+        {"current_fps:90;default_fps:45;support_list:90", "90", "45", "", "60", false},
+        {"current_fps:90;default_fps:45;support_fps_list:", "90", "45", "", "60", false},
+        {"current_fps:;default_fps:60;support_fps_list:60", "", "60", "", "60", false},
+        {";;", "", "60", "", "60", false},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.text);
         describe(c.text);
         const sp<DisplayFreqClient> client = new DisplayFreqClient;
+        std::string rates;
+        for (const std::string& rate : client->GetAllFreq()) {
+            rates += rate + "|";
+        }
         EXPECT_EQ(client->GetCurrentFreq(), c.current);
         EXPECT_EQ(client->GetDefaultFreq(), c.normal);
-        EXPECT_EQ(client->GetAllFreq(), c.rates);
+        EXPECT_EQ(rates, c.rates);
         EXPECT_EQ(client->GetMaxFreq(), c.max);
         EXPECT_EQ(client->IsDynamicFreq(), c.dynamic);
     }
@@ -90,21 +75,17 @@ TEST_F(Display, LogsWhatThePanelCanDo) {
 
 TEST_F(Display, SendsTheIndexOfARate) {
     const struct {
-        const char* normal;
-        const char* rate;
+        const char *normal, *rate;
         bool highFreqOn;
         int32_t index;
     } cases[] = {
         {"60", "60n", false, 0}, {"60", "30", false, 1}, {"60", "45", true, 2},
         {"60", "60", false, 3},  {"60", "90", false, 4}, {"60", "120", true, 5},
-        {"60", "180", false, 6}, {"60", "75", true, 0},  {"60", "75", true, 0},
-        {"60n", "90", false, 0}, {"60n", "90", true, 4}, {"60n", "60", true, 3},
-        {"60n", "60", false, 0},
+        {"60", "180", false, 6}, {"60", "75", true, 0},  {"60n", "90", false, 0},
+        {"60n", "90", true, 4},  {"60n", "60", true, 3}, {"60n", "60", false, 0},
     };
     for (const auto& c : cases) {
-        sim::FakePanel::Behaviour behaviour;
-        behaviour.normal = c.normal;
-        fakes.panel->behave(behaviour);
+        fakes.panel->behave(&Behaviour::normal, c.normal);
         const sp<DisplayFreqClient> client = new DisplayFreqClient;
         EXPECT_EQ(client->SetFreq(c.rate, c.highFreqOn), 0);
         EXPECT_EQ(fakes.panel->requests().back(), c.index) << c.normal << " " << c.rate;
@@ -114,21 +95,17 @@ TEST_F(Display, SendsTheIndexOfARate) {
 TEST_F(Display, ReportsTheServicesErrors) {
     const sp<DisplayFreqClient> client = new DisplayFreqClient;
     logs.take();
-    sim::FakePanel::Behaviour behaviour;
-    behaviour.setError = 5;
-    fakes.panel->behave(behaviour);
+    fakes.panel->behave(&Behaviour::setError, 5);
     EXPECT_EQ(client->SetFreq("90", false), -1);
     EXPECT_THAT(logs.take(), ElementsAre("E/KVTService: DisplayFreqClient: setDisplayFps error, "
                                          "freqIndex: 4, ret: 5"));
     EXPECT_TRUE(client->IsDynamicFreq()) << "a refused change says nothing about the panel";
-    behaviour.getError = 1;
-    fakes.panel->behave(behaviour);
+    fakes.panel->behave(&Behaviour::getError, 1);
     EXPECT_EQ(client->GetCurrentFreq(), "");
     EXPECT_THAT(logs.take(),
                 ElementsAre("E/KVTService: DisplayFreqClient: displayGetFps fail, ret: 1"));
     EXPECT_FALSE(client->IsDynamicFreq());
-    behaviour.getError = 0;
-    fakes.panel->behave(behaviour);
+    fakes.panel->behave(&Behaviour::getError, 0);
     EXPECT_EQ(client->GetCurrentFreq(), "60");
     EXPECT_FALSE(client->IsDynamicFreq()) << "once lost, it never comes back";
 }
@@ -149,58 +126,44 @@ TEST_F(Display, ConnectsWheneverThereIsNoConnection) {
     EXPECT_EQ(client->GetCurrentFreq(), "90");
     fakes.withdraw(vendor::kDisplayService);
     EXPECT_EQ(client->GetCurrentFreq(), "90") << "an established connection is kept";
-    android::DisplayService::getInstance().DisplayServiceDied();
+    DisplayService::getInstance().DisplayServiceDied();
     EXPECT_EQ(client->GetCurrentFreq(), "");
 }
 
 TEST_F(Display, NeedsVersionOneOne) {
-    sim::FakePanel::Behaviour behaviour;
-    behaviour.hasVersion11 = false;
-    fakes.panel->behave(behaviour);
-    EXPECT_EQ(android::DisplayService::getInstance().GetDisplayService(), nullptr);
+    fakes.panel->behave(&Behaviour::hasVersion11, false);
+    EXPECT_EQ(DisplayService::getInstance().GetDisplayService(), nullptr);
     EXPECT_THAT(logs.take(), ElementsAre("E/KVTService: DisplayService: cast IDisplayV1_1 fail",
                                          "E/KVTService: DisplayService: cast IDisplayV1_1 fail"));
 }
 
 TEST_F(Display, DiesWithTheServiceInTheMiddleOfACall) {
-    start();
-    sim::FakePanel::Behaviour gone;
-    gone.vanished = true;
-    const auto fatal = [this](const sim::FakePanel::Behaviour& behaviour) {
-        __android_log_set_logger(__android_log_stderr_logger);
-        fakes.panel->behave(behaviour);
+    const struct {
+        void (*call)();
+        const char* fault;
+    } cases[] = {
+        {[] { LcdFpsControl::GetCurrentLcdFps(); },
+         "fatal: DisplayFreqClient.cpp:[0-9]+: display service: displayGetFps: "},
+        {[] { LcdFpsControl::SetLcdFps(90); },
+         "fatal: DisplayFreqClient.cpp:[0-9]+: display service: setDisplayFps: "},
+        {[] {
+             DisplayService::getInstance().DisplayServiceDied();
+             DisplayService::getInstance().GetDisplayService();
+         },
+         "fatal: DisplayService.cpp:[0-9]+: display service: castFrom: "},
     };
-    EXPECT_EXIT(
+    start();
+    __android_log_set_logger(__android_log_stderr_logger);
+    EXPECT_DEATH(
         {
-            fatal(gone);
+            fakes.panel->behave(&Behaviour::current, "fast");
             LcdFpsControl::GetCurrentLcdFps();
         },
-        testing::KilledBySignal(SIGABRT),
-        "fatal: DisplayFreqClient.cpp:[0-9]+: display service: displayGetFps: ");
-    EXPECT_EXIT(
-        {
-            fatal(gone);
-            LcdFpsControl::SetLcdFps(90);
-        },
-        testing::KilledBySignal(SIGABRT),
-        "fatal: DisplayFreqClient.cpp:[0-9]+: display service: setDisplayFps: ");
-    EXPECT_EXIT(
-        {
-            fatal(gone);
-            android::DisplayService::getInstance().DisplayServiceDied();
-            android::DisplayService::getInstance().GetDisplayService();
-        },
-        testing::KilledBySignal(SIGABRT),
-        "fatal: DisplayService.cpp:[0-9]+: display service: castFrom: ");
-    sim::FakePanel::Behaviour nonsense;
-    nonsense.current = "fast";
-    EXPECT_EXIT(
-        {
-            fatal(nonsense);
-            LcdFpsControl::GetCurrentLcdFps();
-        },
-        testing::KilledBySignal(SIGABRT),
         "fatal: LcdFpsControl.cpp:[0-9]+: display service: current rate 'fast' is no number");
+    fakes.panel->behave(&Behaviour::vanished, true);
+    for (const auto& c : cases) {
+        EXPECT_EXIT(c.call(), testing::KilledBySignal(SIGABRT), c.fault);
+    }
 }
 
 TEST_F(Display, ReadsRates) {
@@ -218,82 +181,40 @@ TEST_F(Display, ReadsRates) {
     EXPECT_TRUE(LcdFpsControl::GetNewSchemeSupported());
     describe("current_fps:  99999999999;default_fps:60;support_fps_list:60");
     EXPECT_EQ(LcdFpsControl::GetCurrentLcdFps(), INT32_MAX);
-}
-
-TEST_F(Display, SurvivesAListThatEndsInNoNumber) {
     describe("current_fps:60;default_fps:60;support_fps_list:90,best");
     LcdFpsControl::Init();
-    EXPECT_EQ(LcdFpsControl::GetMaxLcdFps(), 60);
+    EXPECT_EQ(LcdFpsControl::GetMaxLcdFps(), 60) << "a list that ends in no number";
 }
 
 TEST_F(Display, ConfirmsChangesByForcingFrames) {
-    const struct {
-        int32_t obeysAfter;
-        size_t frames;
-        int64_t tookNs;
-        std::vector<std::string> logs;
-        bool confirmed;
-    } cases[] = {
-        {0,
-         0,
-         0,
-         {"I/KVTService: LcdFpsControl: set lcd finished, tryRefreshNum = 0, lcdFps = 90",
-          "I/KVTService: LcdFpsControl: set lcd fps 90Hz, success"},
-         true},
-        {3,
-         3,
-         48 * kNsPerMs,
-         {"I/KVTService: LcdFpsControl: set lcd finished, tryRefreshNum = 3, lcdFps = 90",
-          "I/KVTService: LcdFpsControl: set lcd fps 90Hz, success"},
-         true},
-        {8,
-         8,
-         128 * kNsPerMs,
-         {"I/KVTService: LcdFpsControl: set lcd finished, tryRefreshNum = 8, lcdFps = 90",
-          "I/KVTService: LcdFpsControl: set lcd fps 90Hz, success"},
-         true},
-        {9,
-         9,
-         144 * kNsPerMs,
-         {"E/KVTService: LcdFpsControl: refresh frame num has run out."},
-         false},
-        {sim::FakePanel::kNever,
-         9,
-         144 * kNsPerMs,
-         {"E/KVTService: LcdFpsControl: refresh frame num has run out."},
-         false},
-    };
     LcdFpsControl::Init();
     LcdFpsControl::particalComposeEnabled = true;
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.obeysAfter);
-        panel("60", {"60", "90"}, c.obeysAfter);
+    for (const int32_t obeysAfter : {0, 3, 8, 9, sim::FakePanel::kNever}) {
+        SCOPED_TRACE(obeysAfter);
+        const bool confirmed = 0 <= obeysAfter && obeysAfter < 9;
+        const int32_t frames = confirmed ? obeysAfter : 9;
+        panel("60", {"60", "90"}, obeysAfter);
         LcdFpsControl::SetLcdFps(60);
         settle();
         fakes.displayEngine->takeRates();
         const int64_t start = MonotonicNow();
         LcdFpsControl::SetLcdFps(90);
-        EXPECT_EQ(MonotonicNow() - start, c.tookNs);
+        EXPECT_EQ(MonotonicNow() - start, frames * 16 * kNsPerMs);
         EXPECT_EQ(LcdFpsControl::GetLastLcdFps(), 90) << "requested, whether confirmed or not";
-        std::vector<std::string> lines = logs.take();
-        std::vector<std::string> jank;
-        if (c.confirmed) {
-            jank.push_back(lines.back());
-            lines.pop_back();
-        }
-        EXPECT_EQ(lines, c.logs);
-        const std::string record =
-            "D/jank-460: #ARG1:fps#pkg:com.norvik.android.launcher#fps:90"
-            "#time:" +
-            std::to_string(BootTimeNow());
-        EXPECT_EQ(jank, c.confirmed ? std::vector{record} : std::vector<std::string>{});
-        std::vector<uint32_t> codes(c.frames, 30);
-        if (c.confirmed) {
+        std::vector<std::string> lines = {
+            "E/KVTService: LcdFpsControl: refresh frame num has run out."};
+        std::vector<uint32_t> codes(static_cast<size_t>(frames), 30);
+        if (confirmed) {
             codes.push_back(7015);
+            lines = {"I/KVTService: LcdFpsControl: set lcd finished, tryRefreshNum = " +
+                         std::to_string(frames) + ", lcdFps = 90",
+                     "I/KVTService: LcdFpsControl: set lcd fps 90Hz, success",
+                     "D/jank-460: #ARG1:fps#pkg:com.norvik.android.launcher#fps:90#time:" +
+                         std::to_string(BootTimeNow())};
         }
+        EXPECT_EQ(logs.take(), lines);
         EXPECT_EQ(told(), codes);
-        EXPECT_EQ(fakes.displayEngine->takeRates(),
-                  c.confirmed ? std::vector<std::string>{"90"} : std::vector<std::string>{});
+        EXPECT_EQ(fakes.displayEngine->takeRates(), std::vector<std::string>(confirmed, "90"));
     }
     EXPECT_EQ(LcdFpsControl::stats.totals().failures, 2u);
 }
