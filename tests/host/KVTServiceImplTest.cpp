@@ -21,21 +21,18 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
+/** A listener as if of another process, which can die. */
 class Listener : public BnKVTListener {
   public:
     std::vector<int32_t> heard;
     std::function<void()> then = [] {};
+    bool alive = true;
+    std::vector<wp<DeathRecipient>> links;
+
     void NotifyGameFpsToAps(int32_t fps) override {
         heard.push_back(fps);
         then();
     }
-};
-
-/** A listener as if of another process, which can die. */
-class MortalListener : public Listener {
-  public:
-    bool alive = true;
-    std::vector<wp<DeathRecipient>> links;
     android::status_t linkToDeath(const sp<DeathRecipient>& recipient, void*, uint32_t) override {
         links.push_back(recipient);
         return alive ? android::OK : android::DEAD_OBJECT;
@@ -92,7 +89,7 @@ TEST_F(Host, KeepsListenersByBinderIdentity) {
 }
 
 TEST_F(Host, ForgetsListenersThatDied) {
-    const sp<MortalListener> listener = new MortalListener;
+    const sp<Listener> listener = new Listener;
     impl->RegisterListener(listener);
     ASSERT_EQ(listener->links.size(), 1u);
     listener->links[0].promote()->binderDied(listener);
@@ -138,10 +135,9 @@ TEST_F(Host, FeedsTheDetectorFromTheTargetLayerOfAGame) {
 }
 
 TEST_F(Host, HandsTouchesToTheStrategyOnlyWhileItIsArmed) {
-    start(ConfigWith(R"(<Param name="setting_switch"><setting id="0">
-        <switch name="app_default" value="9"/><switch name="app_perceptible_switch" value="3"/>
-        </setting></Param><Param name="application_list">
-        <list name="app_pkg_perceptible_list"><pkg>app.high</pkg></list></Param>)"));
+    defaultCodes(9, 2);
+    listPackages(3, 2);
+    start();
     const auto tap = [this] {
         impl->SetLcdEvent(1);
         const int32_t touched = panelHz();
@@ -151,21 +147,10 @@ TEST_F(Host, HandsTouchesToTheStrategyOnlyWhileItIsArmed) {
     };
     focus("app.touch");
     EXPECT_EQ(tap(), std::make_pair(90, 60));
-    focus("app.high");
+    focus("app.listed");
     EXPECT_EQ(tap(), std::make_pair(90, 90)) << "sent before the compositor knew, received after";
     impl->NotifyDisplayHotplugEvent(1);
     EXPECT_EQ(tap(), std::make_pair(60, 60));
-}
-
-/** The compositor may still send touches that the service's life before asked it for. */
-class FixedRate : public Host, public testing::WithParamInterface<const char*> {};
-INSTANTIATE_TEST_SUITE_P(MasterSwitch, FixedRate, testing::Values("60", "-1"));
-
-TEST_P(FixedRate, IsNotMovedByTouches) {
-    property("persist.dynamicfps.switch", GetParam());
-    start();
-    impl->SetLcdEvent(1);
-    EXPECT_EQ(panelHz(), 60);
 }
 
 TEST_F(Host, CountsAForegroundChangeOnlyOnceThePackageCanBeSeen) {
@@ -225,13 +210,12 @@ TEST(FrameStatsTest, CountsTheFramesOfTheLayersThatSentLast) {
 
 TEST_F(Host, HandsSceneEventsToThePolicy) {
     start();
+    FpsCommon::tables.gpuCompositionSwitch = true;
     impl->NotifyDisplayHotplugEvent(1);
     impl->NotifyVirtualDisplayEvent(1);
-    EXPECT_TRUE(FpsCommon::underDisplayHotplugControl);
-    EXPECT_EQ(FpsCommon::virtualDisplayStatus, 1);
-    FpsCommon::tables.gpuCompositionSwitch = true;
     impl->NotifyGpuCompositionEvent(1);
-    EXPECT_EQ(FpsCommon::gpuCompositionStatus, 1);
+    EXPECT_EQ(scenes(),
+              "display_hotplug=1 virtual_displays=1 gpu_composition=1 gpu_composition_count=1 ");
 }
 
 TEST_F(Host, DumpsWhatItDidAndWhy) {
@@ -257,10 +241,9 @@ TEST_F(Host, DumpsWhatItDidAndWhy) {
 }
 
 TEST_F(Host, DumpsTheCodeThatDecisionsUse) {
-    start(ConfigWith(R"(<Param name="setting_switch"><setting id="0">
-        <switch name="app_default" value="2"/><switch name="app_perceptible_switch" value="3"/>
-        </setting></Param><Param name="application_list">
-        <list name="app_type_perceptible_list"><type>1</type></list></Param>)"));
+    listPackages(3, 2);
+    FpsCommon::tables.appTypeFilterMap["app_type_perceptible_list"] = {1};
+    start();
     fakes.classifier->failCalls(android::DEAD_OBJECT);
     focus("com.example.app");
     EXPECT_THAT(dumped(), HasSubstr("type=-1\ngame=false\ncode=2\n"));
@@ -271,18 +254,16 @@ TEST_F(Host, DumpsTheCodeThatDecisionsUse) {
 }
 
 TEST_F(Host, DumpsTheTimeOfEachPackageAtEachRate) {
-    start(ConfigWith(R"(<Param name="setting_switch"><setting id="0">
-        <switch name="app_perceptible_switch" value="3"/></setting></Param>
-        <Param name="application_list"><list name="app_pkg_perceptible_list">
-        <pkg>app.high</pkg></list></Param>)"));
+    listPackages(3, 2);
+    start();
     SleepFor(kNsPerS);
-    for (const char* pkg : {"app.high", "app.low", "app.high"}) {
+    for (const char* pkg : {"app.listed", "app.low", "app.listed"}) {
         focus(pkg);
         SleepFor(3 * kNsPerS);
     }
     EXPECT_THAT(dumped(),
-                HasSubstr("[seconds_at_rate]\n60=4.000\n90=6.000\n\n"
-                          "[seconds_at_rate_by_package]\napp.high@60=0.000\napp.high@90=6.000\n"
+                HasSubstr("[seconds_at_rate]\n60=4.000\n90=6.000\n\n[seconds_at_rate_by_package]\n"
+                          "app.listed@60=0.000\napp.listed@90=6.000\n"
                           "app.low@60=3.000\napp.low@90=0.000\n"
                           "com.norvik.android.launcher@60=1.000\n\n[frames]\n"));
 }

@@ -55,14 +55,6 @@ TEST_F(ForegroundSwitch, TurnsEachCodeIntoARateOrAStrategy) {
     }
 }
 
-TEST_F(ForegroundSwitch, MovesThePanel) {
-    begin(3, 3);
-    focus("app.listed.reader");
-    EXPECT_EQ(panelHz(), 90);
-    focus("com.example.mail");
-    EXPECT_EQ(panelHz(), 60);
-}
-
 TEST_F(ForegroundSwitch, TellsTheCompositorInOrder) {
     begin(9, 9);
     const std::string token = "00000080 ffffffff 1b000000 ~'android.ui.ISurfaceComposer' 0000";
@@ -85,19 +77,14 @@ TEST_F(ForegroundSwitch, TellsTheCompositorInOrder) {
 
 TEST_F(ForegroundSwitch, ForgetsWhatBelongedToTheLastPackage) {
     begin(3, 9);
+    FpsCommon::tables.gpuCompositionSwitch = true;
     FpsCommon::limitedGameFps = 40;
     FpsCommon::forcedGameFps = 90;
-    FpsCommon::underWechatVideoScene = true;
-    FpsCommon::underFullVideoScene = true;
-    FpsCommon::gpuCompositionStatus = 1;
-    FpsCommon::gpuCompositionCount = 1;
-    FpsCommon::underDisplayHotplugControl = true;
+    everyScene();
+    FpsCommon::gpuCompositionCount = 3;
     focus("com.example.app");
-    EXPECT_FALSE(FpsCommon::underWechatVideoScene);
-    EXPECT_FALSE(FpsCommon::underFullVideoScene);
-    EXPECT_EQ(FpsCommon::gpuCompositionStatus, 0);
-    EXPECT_EQ(FpsCommon::gpuCompositionCount, 0);
-    EXPECT_TRUE(FpsCommon::underDisplayHotplugControl) << "the display outlives the package";
+    EXPECT_EQ(scenes(), "display_hotplug=1 virtual_displays=1 touch_pointer=1 power_saving=1 ")
+        << "they outlive the package";
     EXPECT_EQ(FpsCommon::limitedGameFps, 40) << "only a game resets the limits";
     focus("game.listed");
     EXPECT_EQ(FpsCommon::limitedGameFps, -1);
@@ -247,24 +234,18 @@ TEST_F(ForegroundSwitch, LetsTheStrategyHearTheGameSdk) {
 }
 
 TEST_F(ForegroundSwitch, HandsAGamesRateToTheArmedStrategyAlone) {
-    using Lines = std::vector<std::string>;
-    const struct {
-        bool dynamic, constHigh;
-        Lines lines;
-    } cases[] = {
-        {false, false, {}},
-        {false, true, {"I/KVTService: GameHighFps: signal 45fps"}},
-        {true, false, {"I/KVTService: GameDynamicFps: signal 46fps"}},
-        {true, true, {"I/KVTService: GameDynamicFps: signal 47fps"}},
+    const auto linesOf = [this](bool dynamic, bool constHigh, int32_t fps) {
+        FpsCommon::gameDynamicSwitch = dynamic;
+        FpsCommon::gameConst90Switch = constHigh;
+        Consequences::GetInstance()->onGameRate(fps);
+        return logs.take();
     };
     start();
-    int32_t fps = 44;
-    for (const auto& c : cases) {
-        FpsCommon::gameDynamicSwitch = c.dynamic;
-        FpsCommon::gameConst90Switch = c.constHigh;
-        Consequences::GetInstance()->onGameRate(fps++);
-        EXPECT_EQ(logs.take(), c.lines);
-    }
+    EXPECT_THAT(linesOf(false, false, 44), IsEmpty());
+    EXPECT_THAT(linesOf(false, true, 45), ElementsAre("I/KVTService: GameHighFps: signal 45fps"));
+    EXPECT_THAT(linesOf(true, false, 46),
+                ElementsAre("I/KVTService: GameDynamicFps: signal 46fps"));
+    EXPECT_THAT(linesOf(true, true, 47), ElementsAre("I/KVTService: GameDynamicFps: signal 47fps"));
 }
 
 }  // namespace

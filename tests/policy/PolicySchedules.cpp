@@ -12,7 +12,6 @@
 #include "policy/Consequences.h"
 #include "policy/FpsCommon.h"
 #include "sim/fakes/FakePhone.h"
-#include "sync/Condition.h"
 #include "tests/strategy/ScheduleScenarios.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/MixedPackages.h"
@@ -21,8 +20,9 @@ namespace KVT {
 namespace {
 
 constexpr const char* kReportingGame = "com.tencent.tmgp.pubgmhd";
-constexpr const char* kPackages[] = {"app.fixed",  "app.high", "app.touch",        "game.dynamic",
-                                     "game.const", "a.plain",  "android.view.cts", kReportingGame};
+constexpr const char* kPackages[] = {"app.fixed",        "app.high",     "app.touch.a",
+                                     "app.touch.b",      "game.const",   "game.plain",
+                                     "android.view.cts", "game.dynamic", kReportingGame};
 constexpr const char* kReports[] = {
     R"({"pkg":"com.tencent.tmgp.pubgmhd","1":101,"10":90})",
     R"({"pkg":"com.tencent.tmgp.pubgmhd","1":5,"10":60})",
@@ -64,44 +64,50 @@ void Pause(Dice& dice) {
         dice.oneOf<int64_t>({0, 0, 1, 16 * kNsPerMs, 200 * kNsPerMs, 900 * kNsPerMs, 5 * kNsPerS}));
 }
 
-/** Lets a thread act at the very moment of the next frame. */
-class FrameBeat {
-  public:
-    void frame() {
-        MutexLock lock(mMutex);
-        mNext.signal();
+std::vector<std::string> SomePackages(Dice& dice) {
+    std::vector<std::string> names;
+    for (uint64_t count = dice.below(3); count > 0; --count) {
+        names.emplace_back(dice.oneOf(kPackages));
     }
-    void await() {
-        MutexLock lock(mMutex);
-        mNext.clear();
-        (void)mNext.waitUntil(mMutex, MonotonicNow() + kNsPerS);
-    }
-
-  private:
-    Mutex mMutex;
-    Condition mNext;
-};
-FrameBeat gFrameBeat;
+    return names;
+}
 
 void SendEvent(Dice& dice) {
     FrameworkClient& framework = TheUnit().framework;
-    MutexLock lock(TheUnit().touchIsUnderWay);
-    switch (dice.below(5)) {
+    switch (dice.below(8)) {
         case 0:
-            framework.send(POWER_MODE, dice.oneOf({0, 1, 2}));
+            framework.send(POWER_MODE, dice.oneOf({0, 1, 2, 4}));
             return;
         case 1:
+            framework.send(LCD_SETTING, dice.oneOf({0, 1, 2, 3}));
+            return;
+        case 2:
             framework.send(GAME_FPS_LIMIT, dice.oneOf({kNoGameFps, 40}));
             return;
+        case 3:
+            framework.send(TOUCH_POINTER, dice.oneOf({0, 1}));
+            return;
         default:
-            framework.packages(dice.oneOf(kPackages), {});
+            framework.packages(dice.oneOf(kPackages), SomePackages(dice));
     }
 }
 
 void PlayFramework(Dice dice) {
     for (int event = 0; event < 12; ++event) {
-        SendEvent(dice);
-        dice.onceIn(3) ? gFrameBeat.await() : Pause(dice);
+        {
+            MutexLock lock(TheUnit().touchIsUnderWay);
+            SendEvent(dice);
+        }
+        Pause(dice);
+    }
+}
+
+/** Takes back whatever else an event has said: the packages alone decide. */
+void LetPackagesDecide() {
+    for (const auto& [event, value] :
+         {std::pair(POWER_MODE, 2), std::pair(LCD_SETTING, 0),
+          std::pair(GAME_FPS_LIMIT, kNoGameFps), std::pair(TOUCH_POINTER, 0)}) {
+        TheUnit().framework.send(event, value);
     }
 }
 
@@ -141,7 +147,6 @@ void SendFrames(int64_t lengthNs, int count) {
     for (int frame = 0; frame < count; ++frame) {
         timestamp += lengthNs;
         SleepFor(timestamp - MonotonicNow());
-        gFrameBeat.frame();
         LayerTimeInfo info{
             "SurfaceView - " + std::string(kReportingGame) + "/com.epicgames.ue4.GameActivity#0",
             timestamp, false};
@@ -184,25 +189,40 @@ bool SchedulerWasTold90() {
     });
 }
 
-/** The phone at rest: everything is as the decision wants it. */
-void RequireRest() {
-    PhoneUnderTest& unit = TheUnit();
+/** Everything is as the decision wants it. */
+void RequireDecision() {
     const Decision decision = FpsCommon::Decide();
     const bool wantsTouches = decision.outcome == Outcome::kAppDynamic;
-    const int32_t panel = PanelHz();
-    Require(unit.fakes.compositor->wantsTouchEvents() == wantsTouches,
+    Require(TheUnit().fakes.compositor->wantsTouchEvents() == wantsTouches,
             "the compositor was not told whether touches are wanted");
     Require(FpsCommon::forcedGameFps == kNoGameFps, "a forced frame rate outlived its reason");
-    Require(wantsTouches || decision.outcome == Outcome::kGameDynamic || panel == decision.rate,
+    Require(wantsTouches || decision.outcome == Outcome::kGameDynamic || PanelHz() == decision.rate,
             "the panel is not at the decision's rate");
     Require(
         FpsCommon::gameScene == (FpsCommon::CachedType(FpsCommon::CurrentPkgName()) == kTypeGame),
         "the game flag is not the foreground's");
-    if (!wantsTouches) {
-        unit.compositor->SetLcdEvent(1);
-        unit.compositor->SetLcdEvent(0);
+}
+
+void RequireNoUnwantedTouch() {
+    const int32_t panel = PanelHz();
+    if (!TheUnit().fakes.compositor->wantsTouchEvents()) {
+        TheUnit().compositor->SetLcdEvent(1);
+        TheUnit().compositor->SetLcdEvent(0);
         Rest(kNsPerS);
         Require(PanelHz() == panel, "a touch that nobody wants moved the panel");
+    }
+}
+
+/** Two events in one moment, again and again: the last decision has seen both. */
+void RequireEventsInTurn(uint64_t seed) {
+    for (uint64_t round = 0; round < 8; ++round) {
+        {
+            Actors actors(seed * 8 + round);
+            actors.start("one", [](Dice dice) { SendEvent(dice); });
+            actors.start("another", [](Dice dice) { SendEvent(dice); });
+        }
+        VirtualTime::Settle();
+        RequireDecision();
     }
 }
 
@@ -241,8 +261,7 @@ void SwitchGames(Dice& dice) {
     }
     FrameworkClient& framework = TheUnit().framework;
     uint64_t game = dice.below(std::size(kGames));
-    framework.send(POWER_MODE, 2);
-    framework.send(GAME_FPS_LIMIT, kNoGameFps);
+    LetPackagesDecide();
     framework.packages("app.fixed", {});
     framework.packages(kGames[game], {});
     for (int change = 0; change < 4; ++change) {
@@ -304,7 +323,7 @@ void Tap() {
 void RequireTouches() {
     FrameworkClient& framework = TheUnit().framework;
     if (FpsCommon::Decide().outcome != Outcome::kAppDynamic) {
-        framework.send(POWER_MODE, 2);
+        LetPackagesDecide();
         framework.packages("app.fixed", {});  // a compatibility test holds the package after it
         framework.packages("app.touch", {});
     }
@@ -334,9 +353,8 @@ const char* RunSchedule(uint64_t seed) {
     PhoneUnderTest& unit = TheUnit();
     ConfigureMixedPackages(unit.fakes.classifier.get());
     unit.fakes.classifier->setType(kReportingGame, kTypeGame);
-    sim::FakePanel::Behaviour behaviour;
-    behaviour.obeysAfter = static_cast<int32_t>(seed % 3);
-    unit.fakes.panel->behave(behaviour);
+    unit.fakes.panel->behave(&sim::FakePanel::Behaviour::obeysAfter,
+                             static_cast<int32_t>(seed % 3));
     unit.fakes.publish();
     FpsCommon::Init();
     GameFpsDetect::GetInstance()->AttachService(unit.service);
@@ -352,7 +370,9 @@ const char* RunSchedule(uint64_t seed) {
         actors.start("recovery", [sameGame](Dice dice) { PlayRecovery(dice, !sameGame); });
     }
     sameGame ? EndWithTheSameGame(Dice(seed, 0)) : EndWithAnotherGame(Dice(seed, 0));
-    RequireRest();
+    RequireDecision();
+    RequireNoUnwantedTouch();
+    RequireEventsInTurn(seed);
     RequireTouches();
     RequireRecovery();
     return gBroken;

@@ -8,7 +8,11 @@
 
 #include "display/LcdFpsControl.h"
 #include "linux/vendor/Protocol.h"
+#include "strategy/AppDynamicFps.h"
+#include "strategy/GameDynamicFps.h"
+#include "strategy/GameHighFps.h"
 #include "tests/support/Meddler.h"
+#include "tests/support/MixedPackages.h"
 #include "tests/support/Phone.h"
 
 namespace KVT {
@@ -74,11 +78,12 @@ TEST_F(SceneEvents, DecideAnewEvenForValuesThatChangeNothing) {
     EXPECT_THAT(decisions(), IsEmpty());
 }
 
-TEST_F(SceneEvents, IgnoreTheTouchPointerWhenConfiguredSo) {
-    FpsCommon::tables.tpPointerSwitch = false;
+TEST_F(SceneEvents, IgnoreWhatTheConfigurationSwitchesOff) {
+    FpsCommon::tables.tpPointerSwitch = false;  // the switch of GPU composition is off by default
     startHigh();
     FpsCommon::SetLcdLowDownByTpPointer(1);
-    EXPECT_FALSE(FpsCommon::underTpPointerControl);
+    FpsCommon::OnGpuCompositionEventReceived(1);
+    EXPECT_EQ(scenes(), "");
     EXPECT_THAT(decisions(), IsEmpty());
 }
 
@@ -129,12 +134,6 @@ TEST_F(SceneEvents, SpareGamesAndTheBenchmarkFromGpuComposition) {
     }
 }
 
-TEST_F(SceneEvents, IgnoreGpuCompositionByDefault) {
-    startHigh();
-    FpsCommon::OnGpuCompositionEventReceived(1);
-    EXPECT_EQ(panelHz(), 90);
-}
-
 TEST_F(SceneEvents, LetFingerprintUnlockHaveItsRate) {
     const struct {
         const char* pkg;
@@ -176,25 +175,45 @@ TEST_F(SceneEvents, WaitWithTheirDecisionForAnUnlockToEnd) {
     startWithGpuComposition(5);
     framework.fingerprint(pay, 1);
     decisions();
-    FpsCommon::OnDisplayHotplugEventReceived(1);
-    FpsCommon::OnVirtualDisplayEventReceived(1);
-    FpsCommon::SetLcdLowDownByTpPointer(1);
-    FpsCommon::SetLcdLowDownByWechatVideoScene(true);
-    FpsCommon::OnFullVideoStatusReceived(1);
-    FpsCommon::OnGpuCompositionEventReceived(1);
-    framework.send(POWER_MODE, 1);
-    framework.send(LCD_SETTING, 2);
+    everyScene();
     focus("com.norvik.android.launcher");
     EXPECT_THAT(decisions(), IsEmpty());
     EXPECT_EQ(panelHz(), 90);
-    EXPECT_TRUE(FpsCommon::underDisplayHotplugControl && FpsCommon::underTpPointerControl &&
-                FpsCommon::underWechatVideoScene && FpsCommon::underFullVideoScene &&
-                FpsCommon::powerModeSwitch);
-    EXPECT_EQ(FpsCommon::virtualDisplayStatus, 1);
-    EXPECT_EQ(FpsCommon::gpuCompositionStatus, 1);
+    EXPECT_EQ(scenes(),
+              "display_hotplug=1 virtual_displays=1 touch_pointer=1 power_saving=1 "
+              "video_call=1 full_video=1 gpu_composition=1 gpu_composition_count=1 "
+              "fingerprint=1 ");
     EXPECT_EQ(FpsCommon::lcdSetting, 2);
     framework.fingerprint(pay, 0);
     EXPECT_THAT(decisions(), ElementsAre("hold display-hotplug 60"));
+}
+
+TEST_F(SceneEvents, EndWhatAStrategyHadBegun) {
+    const struct {
+        const char* pkg;
+        void (*begin)();
+        int32_t forced;
+    } cases[] = {
+        {"app.touch", [] { AppDynamicFps::GetInstance()->SetLcdEvent(1); }, kNoGameFps},
+        {"game.dynamic", [] { GameDynamicFps::GetInstance()->SetGameFps(60); }, 90},
+        {"game.const", [] { GameHighFps::GetInstance()->SetGameFps(60); }, 90},
+    };
+    ConfigureMixedPackages(fakes.classifier.get());
+    start();
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.pkg);
+        focus(c.pkg);
+        c.begin();
+        AppDynamicFps::GetInstance()->SetLcdEvent(0);
+        VirtualTime::Settle();
+        EXPECT_EQ(panelHz(), 90);
+        EXPECT_EQ(FpsCommon::forcedGameFps, c.forced);
+        framework.fingerprint(pay, 1);
+        EXPECT_EQ(FpsCommon::forcedGameFps, kNoGameFps);
+        SleepFor(10 * kNsPerS);
+        EXPECT_EQ(panelHz(), 90);
+        framework.fingerprint(pay, 0);
+    }
 }
 
 TEST_F(SceneEvents, RecoverThePanelAndTheBindingOfTheBigCores) {

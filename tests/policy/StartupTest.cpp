@@ -25,27 +25,17 @@ class Startup : public Phone {
         return value;
     }
 
-    /** Sends every event that the policy can refuse. */
     void expectEventsIgnored() {
         decisions();
         FpsCommon::tables.gpuCompositionSwitch = true;
         const int32_t before = panelHz();
-        framework.send(POWER_MODE, 1);
-        framework.send(LCD_SETTING, 1);
-        framework.send(TOUCH_POINTER, 1);
+        everyScene();
         framework.fingerprint("com.example.pay", 1);
-        FpsCommon::OnDisplayHotplugEventReceived(1);
-        FpsCommon::OnVirtualDisplayEventReceived(1);
-        FpsCommon::SetLcdLowDownByWechatVideoScene(true);
-        FpsCommon::OnFullVideoStatusReceived(1);
-        FpsCommon::OnGpuCompositionEventReceived(1);
         EXPECT_THAT(decisions(), IsEmpty());
         EXPECT_EQ(panelHz(), before);
         EXPECT_EQ(FpsCommon::powerMode, 2);
         EXPECT_EQ(FpsCommon::lcdSetting, 0);
-#define KVT_EXPECT_UNSET(type, name, key) EXPECT_EQ(FpsCommon::name, type{}) << key;
-        KVT_SCENE_INPUTS(KVT_EXPECT_UNSET)
-#undef KVT_EXPECT_UNSET
+        EXPECT_EQ(scenes(), "");
     }
 };
 
@@ -182,7 +172,8 @@ TEST_F(Startup, StaysOffWithoutADisplay) {
     EXPECT_EQ(FpsCommon::CurrentPkgName(), "com.example.app");
 }
 
-TEST_F(Startup, StoresSettingsThatItKnows) {
+TEST_F(Startup, StoresSettingsThatItKnowsAndLeavesTheBigCoresToGames) {
+    type("com.example.game", kTypeGame);
     start();
     const struct {
         int32_t setting, stored;
@@ -193,11 +184,6 @@ TEST_F(Startup, StoresSettingsThatItKnows) {
         EXPECT_EQ(FpsCommon::lcdSetting, c.stored) << c.setting;
         EXPECT_EQ(cpus(), c.vipCpus) << c.setting;
     }
-}
-
-TEST_F(Startup, LeavesTheBigCoresToGames) {
-    type("com.example.game", kTypeGame);
-    start();
     framework.send(LCD_SETTING, 1);
     focus("com.example.game");
     EXPECT_EQ(cpus(), "0-7");
@@ -206,10 +192,8 @@ TEST_F(Startup, LeavesTheBigCoresToGames) {
 }
 
 TEST_F(Startup, StaysInTheNormalModeUnlessTheSettingAllowsMore) {
-    sim::FakePanel::Behaviour behaviour;
-    behaviour.current = behaviour.normal = "60n";
-    behaviour.rates = {"60n", "90"};
-    fakes.panel->behave(behaviour);
+    panel("60n", {"60n", "90"});
+    fakes.panel->behave(&sim::FakePanel::Behaviour::normal, "60n");
     start();
     framework.send(LCD_SETTING, 2);  // application code 3
     EXPECT_EQ(fakes.panel->requests().back(), 0);

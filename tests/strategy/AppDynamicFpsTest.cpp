@@ -45,7 +45,6 @@ TEST_P(TouchStrategy, FollowsTheFinger) {
 
 const StrategyCase kCases[] = {
     {"TapOnAStillScreen", {{0, kDown}, {100, kUp}}, Up("0.000") + Down("0.300")},
-    {"LongTouch", {{0, kDown}, {9000, kUp}}, Up("0.000") + Down("9.200")},
     {"OneRefreshAfterTheLift",
      {{0, kDown}, {100, kUp}, {150, kRefresh}},
      Up("0.000") + Down("0.500", "0.4s")},
@@ -65,10 +64,6 @@ const StrategyCase kCases[] = {
      // The first period ends at once: nothing was drawn.
      Up("0.000") + Down("0.300") + Up("4.000") + Down("9.700", "5.2s")},
     {"ResetLeavesThePanel", {{0, kDown}, {100, kUp}, {200, kReset}}, Up("0.000")},
-    {"ResetUnderTheFinger", {{0, kDown}, {100, kReset}, {200, kUp}}, Up("0.000")},
-    {"TouchAfterReset",
-     {{0, kDown}, {100, kUp}, {200, kReset}, {300, kDown}, {400, kUp}},
-     Up("0.000") + Up("0.300") + Down("0.600")},
     {"StrayEvents", {{0, kUp}, {10, kOther}, {20, kReset}, {30, kUp}}, ""},
     {"TapInOneMoment", {{0, AtOnce({kDown, kUp})}}, Up("0.000") + Down("0.200")},
     {"TapInOneMomentDuringThePeriod",

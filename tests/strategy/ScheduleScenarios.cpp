@@ -19,11 +19,9 @@ int32_t PanelHz() {
     return StrategyWorld::Phone().panel->currentHz();
 }
 
-/** How many forced frames, 16 ms each, a change of the panel takes from now on. */
+/** A change of the panel takes so many forced frames, 16 ms each, from now on. */
 void LetPanelObeyAfter(int32_t frames) {
-    sim::FakePanel::Behaviour behaviour = StrategyWorld::Phone().panel->behaviour();
-    behaviour.obeysAfter = frames;
-    StrategyWorld::Phone().panel->behave(behaviour);
+    StrategyWorld::Phone().panel->behave(&sim::FakePanel::Behaviour::obeysAfter, frames);
 }
 
 // Pauses that meet the strategies' own deadlines, and miss them by as little as can be.

@@ -82,6 +82,28 @@ class Phone : public testing::Test {
         EXPECT_EQ(framework.packages(pkg, visible), android::OK);
     }
 
+    /** Everything that can happen besides a package and an unlock, and that lowers the rate. */
+    void everyScene() {
+        framework.send(POWER_MODE, 1);
+        framework.send(LCD_SETTING, 2);
+        framework.send(TOUCH_POINTER, 1);
+        FpsCommon::OnDisplayHotplugEventReceived(1);
+        FpsCommon::OnVirtualDisplayEventReceived(1);
+        FpsCommon::SetLcdLowDownByWechatVideoScene(true);
+        FpsCommon::OnFullVideoStatusReceived(1);
+        FpsCommon::OnGpuCompositionEventReceived(1);
+    }
+    /** The scene inputs that are not at rest, as "display_hotplug=1 fingerprint=2 ". */
+    static std::string scenes() {
+        std::string text;
+        const PolicySnapshot state = FpsCommon::TakeSceneInputs();
+#define KVT_SHOW(type, name, key) \
+    text += state.name == type{} ? "" : key "=" + std::to_string(state.name) + " ";
+        KVT_SCENE_INPUTS(KVT_SHOW)
+#undef KVT_SHOW
+        return text;
+    }
+
     /** Forgets what was logged and what the compositor was told. */
     void settle() {
         logs.take();
@@ -109,7 +131,9 @@ class Phone : public testing::Test {
         return codes;
     }
 
-    int32_t panelHz() { return fakes.panel->currentHz(); }
+    int32_t panelHz() {
+        return fakes.panel->currentHz();
+    }
 
     /** The armed strategy: "app", "game", "const90" or "none". */
     static std::string armed() {
@@ -126,7 +150,9 @@ class Phone : public testing::Test {
         return text;
     }
 
-    std::string path(const char* file) { return std::string(mFolder.path) + "/" + file; }
+    std::string path(const char* file) {
+        return std::string(mFolder.path) + "/" + file;
+    }
 
     LogCapture logs;
     sim::FakePhone& fakes = FakesForever();
