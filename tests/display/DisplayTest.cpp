@@ -126,8 +126,13 @@ TEST_F(Display, ConnectsWheneverThereIsNoConnection) {
     EXPECT_EQ(client->GetCurrentFreq(), "90");
     fakes.withdraw(vendor::kDisplayService);
     EXPECT_EQ(client->GetCurrentFreq(), "90") << "an established connection is kept";
+    const sp<DisplayFreqClient> asking = new DisplayFreqClient;
+    const sp<DisplayFreqClient> setting = new DisplayFreqClient;
+    EXPECT_TRUE(asking->IsDynamicFreq() && setting->IsDynamicFreq());
     DisplayService::getInstance().DisplayServiceDied();
-    EXPECT_EQ(client->GetCurrentFreq(), "");
+    EXPECT_EQ(asking->GetCurrentFreq(), "");
+    EXPECT_EQ(setting->SetFreq("90", false), -1);
+    EXPECT_FALSE(asking->IsDynamicFreq() || setting->IsDynamicFreq());
 }
 
 TEST_F(Display, NeedsVersionOneOne) {

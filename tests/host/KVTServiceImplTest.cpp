@@ -232,7 +232,9 @@ TEST_F(Host, DumpsWhatItDidAndWhy) {
     for (const char* part :
          {"[foreground]\npackage=com.example.game?injected=1\ntype=1\ngame=false\ncode=2\n"
           "target_layer=any\ndetected_fps=0\n",
-          "[strategy]\narmed=none\n", "[panel]\nrequested_hz=60\nconfirmed_hz=60\nmaximum_hz=90\n",
+          "[strategy]\narmed=none\n",
+          "[panel]\nrequested_hz=60\nconfirmed_hz=60\nmaximum_hz=90\n"
+          "new_scheme=true\nswitches=1\nfailed_changes=0\n",
           "[scenes]\n", "display_hotplug=true\n", "hold rule display-hotplug 60 Hz\n",
           "app-fixed rule app-code code 2 60 Hz\n", "[frames]\nreceived=1\n",
           "[layers]\nvideo#0=received 1 disordered 0 last ", "[listeners]\nregistered=1\n"}) {

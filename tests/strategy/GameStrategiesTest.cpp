@@ -114,10 +114,6 @@ const StrategyCase kCases[] = {
     {"TrialEndedByReset",
      {{0, kSet}, {100, Fps(60)}, {3000, kReset}},
      At("0.100", Signal(60) + kTrial)},
-    {"EachArrivalGetsATrial",
-     {{0, kSet}, {100, Fps(60)}, {6000, Fps(59)}, {7000, Fps(60)}},
-     At("0.100", Signal(60) + kTrial) + At("5.100", kBack) + At("6.000", Signal(59)) +
-         At("7.000", Signal(60) + kTrial) + At("12.000", kBack)},
     {"AlsoAnArrivalInTheMomentATrialEnds",
      {{0, kSet}, {100, Fps(60)}, {3000, AtOnce({Fps(59), Fps(60)})}},
      At("0.100", Signal(60) + kTrial) + At("3.000", Signal(59) + Signal(60) + kBack + kTrial) +
@@ -126,9 +122,6 @@ const StrategyCase kCases[] = {
      {{0, kSet}, {100, Fps(60)}, {3000, NextGame(60)}},
      At("0.100", Signal(60) + kTrial) + At("3.000", Signal(60) + kTrial) + At("8.000", kBack)},
     {"NextGameIsNotKnownWhenATrialEnds",
-     {{0, kSet}, {100, Fps(60)}, {3000, AtOnce({kReset, kSet})}},
-     At("0.100", Signal(60) + kTrial)},
-    {"NorIsARateOfTheGameBeforeItsOwn",
      {{0, kSet}, {100, Fps(60)}, {3000, AtOnce({Fps(59), kReset, kSet})}},
      At("0.100", Signal(60) + kTrial) + At("3.000", Signal(59))},
     {"NextGameClimbsWhileATrialEnds",
