@@ -11,7 +11,6 @@ namespace KVT {
 namespace {
 
 using testing::Contains;
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 struct Scene {
@@ -76,56 +75,24 @@ TEST(Precedence, KnowsWhereAScenesInputBeginsToCount) {
     }
 }
 
-/** A game at 90 Hz with its strategy, so that every scene has something to end. */
-class ScenesOfAGame : public Phone {
-  public:
-    ScenesOfAGame() {
-        type("com.example.game", kTypeGame);
-        defaultCodes(2, 3);
-        start();
-        focus("com.example.game");
-        settle();
-        decisions();
-    }
+class Unlock : public Phone {};
 
-    /** Has the policy see the scene, and nothing else. */
-    static void put(const Scene* scene) {
+// It is granted only when nothing else has a say, a mix of applications included, which would get
+// the same rate.
+TEST_F(Unlock, IsRefusedInAnyOtherScene) {
+    start();
+    decisions();
+    for (const Scene& scene : kScenes) {
         PolicySnapshot state;
-        if (scene != nullptr) {
-            scene->set(state);
+        scene.set(state);
+        if (state.fingerprintStatus != 0) {
+            continue;  // an unlock itself
         }
-#define KVT_STORE(type, name, key) FpsCommon::name = state.name;
-        KVT_SCENE_INPUTS(KVT_STORE)
-#undef KVT_STORE
-    }
-};
-
-TEST_F(ScenesOfAGame, EndItsStrategyAndGiveItBack) {
-    for (const Scene& scene : kScenes) {
-        put(&scene);
-        FpsCommon::DoWithForeAppSwitchInternal();
-        const std::string rate = std::to_string(scene.hz);
-        EXPECT_THAT(decisions(), ElementsAre(std::string("hold ") + scene.rule + " " + rate));
-        EXPECT_EQ(panelHz(), scene.hz) << scene.rule;
-        EXPECT_EQ(armed(), "none") << scene.rule;
-        put(nullptr);
-        FpsCommon::DoWithForeAppSwitchInternal();
-        EXPECT_THAT(decisions(), ElementsAre("game-const-high game-code 90"));
-        EXPECT_EQ(panelHz(), 90) << scene.rule;
-        EXPECT_EQ(armed(), "const90") << scene.rule;
-    }
-}
-
-// An unlock is granted only when nothing else has a say, a mix of applications included, which
-// would get the same rate.
-TEST_F(ScenesOfAGame, RefuseAnUnlock) {
-    for (const Scene& scene : kScenes) {
         for (const int32_t status : {1, 2}) {
             SCOPED_TRACE(scene.rule);
-            put(&scene);
-            if (FpsCommon::fingerprintStatus != 0) {
-                continue;  // an unlock itself
-            }
+#define KVT_STORE(type, name, key) FpsCommon::name = state.name;
+            KVT_SCENE_INPUTS(KVT_STORE)
+#undef KVT_STORE
             framework.fingerprint("com.example.pay", status);
             EXPECT_THAT(decisions(), IsEmpty());
             EXPECT_THAT(logs.take(),

@@ -190,25 +190,27 @@ TEST_F(SceneEvents, WaitWithTheirDecisionForAnUnlockToEnd) {
 
 TEST_F(SceneEvents, EndWhatAStrategyHadBegun) {
     const struct {
-        const char* pkg;
+        const char *pkg, *armed;
         void (*begin)();
         int32_t forced;
     } cases[] = {
-        {"app.touch", [] { AppDynamicFps::GetInstance()->SetLcdEvent(1); }, kNoGameFps},
-        {"game.dynamic", [] { GameDynamicFps::GetInstance()->SetGameFps(60); }, 90},
-        {"game.const", [] { GameHighFps::GetInstance()->SetGameFps(60); }, 90},
+        {"app.touch", "app", [] { AppDynamicFps::GetInstance()->SetLcdEvent(1); }, kNoGameFps},
+        {"game.dynamic", "game", [] { GameDynamicFps::GetInstance()->SetGameFps(60); }, 90},
+        {"game.const", "const90", [] { GameHighFps::GetInstance()->SetGameFps(60); }, 90},
     };
     ConfigureMixedPackages(fakes.classifier.get());
     start();
     for (const auto& c : cases) {
         SCOPED_TRACE(c.pkg);
         focus(c.pkg);
+        EXPECT_EQ(armed(), c.armed);
         c.begin();
         AppDynamicFps::GetInstance()->SetLcdEvent(0);
         VirtualTime::Settle();
         EXPECT_EQ(panelHz(), 90);
         EXPECT_EQ(FpsCommon::forcedGameFps, c.forced);
         framework.fingerprint(pay, 1);
+        EXPECT_EQ(armed(), "none");
         EXPECT_EQ(FpsCommon::forcedGameFps, kNoGameFps);
         SleepFor(10 * kNsPerS);
         EXPECT_EQ(panelHz(), 90);
