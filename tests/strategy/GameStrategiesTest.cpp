@@ -59,6 +59,17 @@ std::string NoAeroplane(int32_t fps) {
     return kDynamic + std::to_string(fps) + "fps Pubg On Aeroplane, not check fps\n";
 }
 
+/** A game of the dynamic strategy that came to 60 at 0.1 s, and what happens then. */
+StrategyCase InTrial(const char* name, std::vector<TimedAction> then, const std::string& trace) {
+    then.insert(then.begin(), {{0, kSet}, {100, Fps(60)}});
+    return {name, std::move(then), At("0.100", Signal(60) + kTrial) + trace};
+}
+/** The same of the constant-high strategy. */
+StrategyCase InBoost(const char* name, std::vector<TimedAction> then, const std::string& trace) {
+    then.insert(then.begin(), {{0, kHighSet}, {100, HighFps(60)}});
+    return {name, std::move(then), At("0.100", HighSignal(60) + kBoost) + trace};
+}
+
 void StartBoth() {
     StrategyWorld::Create();
     GameDynamicFps::GetInstance()->StartCheckFpsThread();
@@ -102,31 +113,19 @@ const StrategyCase kCases[] = {
     {"ArmingAnewAtHighLeavesThePanel", {{0, Panel(90)}, {100, AtOnce({kReset, kSet})}}, ""},
 
     // The trial.
-    {"TrialWithoutClimb",
-     {{0, kSet}, {100, Fps(60)}, {3000, Fps(60)}},
-     At("0.100", Signal(60) + kTrial) + At("5.100", kBack)},
-    {"TrialWithClimb",
-     {{0, kSet}, {100, Fps(60)}, {3000, Fps(61)}},
-     At("0.100", Signal(60) + kTrial) + At("3.000", Signal(61))},
-    {"TrialWithFall",
-     {{0, kSet}, {100, Fps(60)}, {3000, Fps(59)}},
-     At("0.100", Signal(60) + kTrial) + At("3.000", Signal(59) + kBack)},
-    {"TrialEndedByReset",
-     {{0, kSet}, {100, Fps(60)}, {3000, kReset}},
-     At("0.100", Signal(60) + kTrial)},
-    {"AlsoAnArrivalInTheMomentATrialEnds",
-     {{0, kSet}, {100, Fps(60)}, {3000, AtOnce({Fps(59), Fps(60)})}},
-     At("0.100", Signal(60) + kTrial) + At("3.000", Signal(59) + Signal(60) + kBack + kTrial) +
-         At("8.000", kBack)},
-    {"NextGameArrivesWhileATrialEnds",
-     {{0, kSet}, {100, Fps(60)}, {3000, NextGame(60)}},
-     At("0.100", Signal(60) + kTrial) + At("3.000", Signal(60) + kTrial) + At("8.000", kBack)},
-    {"NextGameIsNotKnownWhenATrialEnds",
-     {{0, kSet}, {100, Fps(60)}, {3000, AtOnce({Fps(59), kReset, kSet})}},
-     At("0.100", Signal(60) + kTrial) + At("3.000", Signal(59))},
-    {"NextGameClimbsWhileATrialEnds",
-     {{0, kSet}, {100, Fps(60)}, {3000, NextGame(75)}},
-     At("0.100", Signal(60) + kTrial) + At("3.000", Signal(75) + kTo90)},
+    InTrial("TrialWithoutClimb", {{3000, Fps(60)}}, At("5.100", kBack)),
+    InTrial("TrialWithClimb", {{3000, Fps(61)}}, At("3.000", Signal(61))),
+    InTrial("TrialWithFall", {{3000, Fps(59)}}, At("3.000", Signal(59) + kBack)),
+    InTrial("TrialEndedByReset", {{3000, kReset}}, ""),
+    InTrial("AlsoAnArrivalInTheMomentATrialEnds", {{3000, AtOnce({Fps(59), Fps(60)})}},
+            At("3.000", Signal(59) + Signal(60) + kBack + kTrial) + At("8.000", kBack)),
+    InTrial("NextGameArrivesWhileATrialEnds", {{3000, NextGame(60)}},
+            At("3.000", Signal(60) + kTrial) + At("8.000", kBack)),
+    InTrial("NextGameIsNotKnownWhenATrialEnds", {{3000, AtOnce({Fps(59), kReset, kSet})}},
+            At("3.000", Signal(59))),
+    InTrial("NextGameClimbsWhileATrialEnds", {{3000, NextGame(75)}},
+            At("3.000", Signal(75) + kTo90)),
+    InTrial("AeroplaneEndsATrial", {{2000, kAeroplaneAt90}}, At("2.000", kAeroplane + kBack)),
 
     // The game SDK.
     {"AeroplaneLooksAgainOnce",
@@ -140,9 +139,6 @@ const StrategyCase kCases[] = {
     {"AeroplaneAfterAnotherScene",
      {{0, kSet}, {100, kAeroplaneAt90}, {200, Pubg(R"("1":5)")}, {300, Pubg(R"("1":101)")}},
      At("0.100", kAeroplane) + At("0.300", kAeroplane)},
-    {"AeroplaneEndsATrial",
-     {{0, kSet}, {100, Fps(60)}, {2000, kAeroplaneAt90}},
-     At("0.100", Signal(60) + kTrial) + At("2.000", kAeroplane + kBack)},
     {"AeroplaneAtAnotherRate",
      {{0, kSet},
       {100, Pubg(R"("1":101)")},
@@ -164,20 +160,12 @@ const StrategyCase kCases[] = {
      ""},
 
     // The constant-high strategy never touches the panel.
-    {"Boost",
-     {{0, kHighSet}, {100, HighFps(60)}, {3000, HighFps(60)}},
-     At("0.100", HighSignal(60) + kBoost) + At("5.100", kBoostEnd)},
-    {"BoostEndsWithTheRate",
-     {{0, kHighSet}, {100, HighFps(60)}, {3000, HighFps(59)}},
-     At("0.100", HighSignal(60) + kBoost) + At("3.000", HighSignal(59) + kBoostEnd)},
-    {"BoostEndsWithReset",
-     {{0, kHighSet}, {100, HighFps(60)}, {3000, kHighReset}},
-     At("0.100", HighSignal(60) + kBoost) + At("3.000", kBoostEnd)},
-    {"EachArrivalGetsABoost",
-     {{0, kHighSet}, {100, HighFps(60)}, {3000, AtOnce({HighFps(61), HighFps(60)})}},
-     At("0.100", HighSignal(60) + kBoost) +
-         At("3.000", HighSignal(61) + HighSignal(60) + kBoostEnd + kBoost) +
-         At("8.000", kBoostEnd)},
+    InBoost("BoostForFiveSeconds", {{3000, HighFps(60)}}, At("5.100", kBoostEnd)),
+    InBoost("BoostEndsWithTheRate", {{3000, HighFps(59)}}, At("3.000", HighSignal(59) + kBoostEnd)),
+    InBoost("BoostEndsWithReset", {{3000, kHighReset}}, At("3.000", kBoostEnd)),
+    InBoost(
+        "EachArrivalGetsABoost", {{3000, AtOnce({HighFps(61), HighFps(60)})}},
+        At("3.000", HighSignal(61) + HighSignal(60) + kBoostEnd + kBoost) + At("8.000", kBoostEnd)),
     {"NoBoostAtOtherRates",
      {{0, kHighSet}, {100, HighFps(59)}, {200, HighFps(61)}},
      At("0.100", HighSignal(59)) + At("0.200", HighSignal(61))},
