@@ -108,12 +108,12 @@ void ExpectRows(const char* file, const std::vector<std::pair<std::string, std::
     ASSERT_TRUE(android::base::ReadFileToString(std::string(KVT_SOURCE_DIR) + file, &text));
     const std::vector<std::string> lines = android::base::Split(text, "\n");
     auto line = lines.begin();
-    for (const auto& [begin, end] : rows) {
+    for (const auto& row : rows) {
         line = std::find_if(line, lines.end(), [&](const std::string& candidate) {
-            return android::base::StartsWith(candidate, begin) &&
-                   android::base::EndsWith(candidate, end);
+            return android::base::StartsWith(candidate, row.first) &&
+                   android::base::EndsWith(candidate, row.second);
         });
-        ASSERT_NE(line, lines.end()) << begin << " is not in its place in " << file;
+        ASSERT_NE(line, lines.end()) << row.first << " is not in its place in " << file;
     }
 }
 
