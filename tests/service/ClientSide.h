@@ -6,7 +6,9 @@
 #include <algorithm>
 #include <vector>
 
-#include "service/KVTListener.h"
+#include "service/IKVTListener.h"
+#include "sync/Clock.h"
+#include "sync/Condition.h"
 #include "sync/Mutex.h"
 #include "tests/support/RecordingService.h"
 
@@ -18,6 +20,7 @@ class ListenedService : public RecordingService {
     int32_t RegisterListener(const android::sp<IKVTListener>& listener) override {
         MutexLock lock(mMutex);
         mListeners.push_back(listener);
+        mArrival.signal();
         return RecordingService::RegisterListener(listener);
     }
     int32_t UnRegisterListener(const android::sp<IKVTListener>& listener) override {
@@ -38,6 +41,18 @@ class ListenedService : public RecordingService {
         MutexLock lock(mMutex);
         return mListeners;
     }
+    /** Waits until it has so many listeners; false when it never does. */
+    bool awaitListeners(size_t count) {
+        constexpr int64_t kPatienceNs = 20 * kNsPerS;  // a JVM under a sanitizer is slow
+        const int64_t deadline = MonotonicNow() + kPatienceNs;
+        MutexLock lock(mMutex);
+        while (mListeners.size() < count) {
+            if (!mArrival.waitUntil(mMutex, deadline)) {
+                return false;
+            }
+        }
+        return mListeners.size() == count;
+    }
     /** What the death of the service means to those it held. */
     void dropListeners() {
         MutexLock lock(mMutex);
@@ -46,34 +61,12 @@ class ListenedService : public RecordingService {
 
   private:
     Mutex mMutex;
+    Condition mArrival;
     std::vector<android::sp<IKVTListener>> mListeners GUARDED_BY(mMutex);
-};
-
-/** A binder that can only be reached by transactions, as if it were in another process. */
-class RemoteStandIn : public android::BBinder {
-  public:
-    explicit RemoteStandIn(const android::sp<android::IBinder>& target) : mTarget(target) {}
-
-  protected:
-    android::status_t onTransact(uint32_t code, const android::Parcel& data, android::Parcel* reply,
-                                 uint32_t flags) override {
-        return mTarget->transact(code, data, reply, flags);
-    }
-
-  private:
-    const android::sp<android::IBinder> mTarget;
 };
 
 inline void Publish(const android::sp<android::IBinder>& service) {
     android::defaultServiceManager()->addService(android::String16("KVTService"), service);
 }
-
-/** A listener that writes down what it is told. */
-class RecordingListener : public KVTListener {
-  public:
-    void NotifyGameFpsToAps(int32_t fps) override { reports.push_back(fps); }
-
-    std::vector<int32_t> reports;
-};
 
 }  // namespace KVT

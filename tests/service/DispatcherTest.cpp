@@ -1,417 +1,337 @@
 // SPDX-License-Identifier: Apache-2.0
-// Every transaction: request and reply as bytes, status, log lines, and what it leads to.
+// Every transaction: what the proxy sends, and the answer, the log and the effect it has.
+#include <android-base/strings.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <functional>
+#include <map>
+#include <set>
+#include <tuple>
 
 #include "common/Turn.h"
 #include "service/Transactions.h"
 #include "tests/support/Bytes.h"
 #include "tests/support/Phone.h"
+#include "tests/support/Remote.h"
 
 namespace KVT {
 namespace {
 
 using android::Parcel;
+using android::sp;
 using android::status_t;
+using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::SizeIs;
 
 constexpr status_t kUnknown = android::UNKNOWN_TRANSACTION;
 constexpr status_t kDenied = -1;
 constexpr status_t kBadValue = -22;
 
-struct Case {
-    const char* name;
-    uint32_t code;
-    std::string request;
-    status_t status;
-    std::string reply;
-    std::vector<std::string> logs;
-    std::vector<std::string> calls;
-};
-
-const std::string kToken = kServiceToken;
 const std::string kOtherToken = "00 00 00 80  ff ff ff ff  0a 00 00 00 ~'KVTServicf' 00 00 00 00 ";
+const std::string kNullBinder = "85 2a 62 73 13 01 00 00" + std::string(32, '0');
+const std::string kA = "01000000 ~'a' 0000 ";
+const std::string kB = "01000000 ~'b' 0000 ";
+const std::string kEmpty = "00000000 00000000 ";
+constexpr const char* kNoException = "00000000";
+/** No reply, and the status of the base binder. */
+constexpr const char* kBase = nullptr;
 
-const Case kCases[] = {
-    {"null listener is registered",
-     1,
-     kToken + "85 2a 62 73 13 01 00 00" + std::string(32, '0'),
-     0,
-     "07 00 00 00",
-     {"D/KVTService: itapo into BnKVTService::RegisterListener"},
-     {"RegisterListener(null)"}},
-    {"registration with another token",
-     1,
-     kOtherToken,
-     kDenied,
-     "",
-     {"D/KVTService: itapo into BnKVTService::RegisterListener"},
-     {}},
-    {"registration without a token",
-     1,
-     "",
-     kDenied,
-     "",
-     {"D/KVTService: itapo into BnKVTService::RegisterListener"},
-     {}},
-    {"unregistration needs no token",
-     2,
-     "85 2a 62 73 13 01 00 00" + std::string(32, '0'),
-     0,
-     "07 00 00 00",
-     {},
-     {"UnRegisterListener(null)"}},
-    {"application state without a name",
-     3,
-     "01000000 02000000 03000000 00000000",
-     kUnknown,
-     "",
-     {"D/KVTService: kvt Pkgname read fail!",
-      "D/KVTService: kvt appType = 1 appState = 2 gameMode = 3"},
-     {}},
-    {"application state with a name in low bytes",
-     3,
-     "01000000 02000000 03000000 03000000 61010000 62000000 63000000",
-     kUnknown,
-     "",
-     {"D/KVTService: kvt currentPackageName = abc",
-      "D/KVTService: kvt appType = 1 appState = 2 gameMode = 3"},
-     {}},
-    {"application state cut short",
-     3,
-     "01000000",
-     kUnknown,
-     "",
-     {"D/KVTService: kvt Pkgname read fail!",
-      "D/KVTService: kvt appType = 1 appState = 0 gameMode = 0"},
-     {}},
-    {"application state with fewer characters than announced",
-     3,
-     "01000000 02000000 03000000 ffffff7f 61000000",
-     kUnknown,
-     "",
-     {"D/KVTService: kvt currentPackageName = a",
-      "D/KVTService: kvt appType = 1 appState = 2 gameMode = 3"},
-     {}},
-    {"thermal level",
-     4,
-     "fbffffff",
-     kUnknown,
-     "",
-     {"D/KVTService: kvt getThermalInfo tempLevel = -5"},
-     {}},
-    {"maximum rate", 5, "", 0, "5a000000", {"I/KVTService: aps-info: get lcd max fps: 90"}, {}},
-    {"new scheme",
-     6,
-     "",
-     0,
-     "01000000",
-     {"I/KVTService: aps-info: get lcd new scheme supported: 1"},
-     {}},
-    {"temperature", 11, "25000000", kUnknown, "", {"I/KVTService: aps-info: temperature 37"}, {}},
-    {"full video",
-     13,
-     "01000000",
-     kUnknown,
-     "",
-     {"I/KVTService: aps-info: full video status: 1"},
-     {}},
-    {"layer frame",
-     14,
-     kToken + "'layer#0' 00  15cd5b0700000000 01000000",
-     0,
-     "00000000",
-     {},
-     {"SendLayerTimeInfo(layer#0,123456789,true)"}},
-    {"layer frame without a name",
-     14,
-     kToken,
-     kBadValue,
-     "",
-     {"E/KVTService: fps-come: readLayerName is nullptr!!"},
-     {}},
-    {"layer frame with an unterminated name",
-     14,
-     kToken + "'laye'",
-     kBadValue,
-     "",
-     {"E/KVTService: fps-come: readLayerName is nullptr!!"},
-     {}},
-    {"layer frame cut after its name",
-     14,
-     kToken + "'abc' 00",
-     0,
-     "00000000",
-     {},
-     {"SendLayerTimeInfo(abc,0,false)"}},
-    {"layer frame with another token", 14, kOtherToken + "'abc' 00", kDenied, "", {}, {}},
-    {"touch", 15, kToken + "01000000", 0, "00000000", {}, {"SetLcdEvent(1)"}},
-    {"touch with another token", 15, kOtherToken + "01000000", kDenied, "", {}, {}},
-    {"frame refresh",
-     16,
-     kToken + "ffffffffffffffff",
-     0,
-     "00000000",
-     {},
-     {"NotifyFrameRefresh(-1)"}},
-    {"frame refresh with another token", 16, kOtherToken, kDenied, "", {}, {}},
-    {"hotplug",
-     17,
-     kToken + "01000000",
-     0,
-     "00000000",
-     {"I/KVTService: SF-KVT: display hotplug: 1"},
-     {"Hotplug(1)"}},
-    {"hotplug with another token", 17, kOtherToken, kDenied, "", {}, {}},
-    {"virtual display",
-     18,
-     kToken + "00000000",
-     0,
-     "00000000",
-     {"I/KVTService: SF-KVT: virtual display: 0"},
-     {"VirtualDisplay(0)"}},
-    {"virtual display with another token", 18, kOtherToken, kDenied, "", {}, {}},
-    {"GPU composition",
-     19,
-     kToken + "02000000",
-     0,
-     "00000000",
-     {"I/KVTService: Gpu-KVT: Gpu composition status: 2"},
-     {"GpuComposition(2)"}},
-    {"GPU composition with another token", 19, kOtherToken, kDenied, "", {}, {}},
-    {"self-test",
-     20003,
-     "05000000 01000000 ~'p' 0000 02000000 ~'rf' 00000000 00020000",
-     0,
-     "14000000",
-     {"D/KVTService: KVTTEST: success! currentOperateType:5, filePatch:p, resultFileName:rf, "
-      "bufferSize:512"},
-     {}},
-    {"self-test with nothing",
-     20003,
-     "",
-     0,
-     "14000000",
-     {"D/KVTService: KVTTEST: success! currentOperateType:0, filePatch:, resultFileName:, "
-      "bufferSize:0"},
-     {}},
-    {"code 0", 0, "", kUnknown, "", {}, {}},
-    {"code 20", 20, kToken, kUnknown, "", {}, {}},
-    {"code 20001", 20001, "", kUnknown, "", {}, {}},
-    {"code 20002", 20002, "", kUnknown, "", {}, {}},
-    {"code 30000", 30000, "", kUnknown, "", {}, {}},
+/** A whole request, and what comes of it. */
+struct Exchange {
+    uint32_t code;
+    /** Whether the request begins with the interface token; the fields follow. */
+    bool token;
+    std::string fields;
+    const char* reply;
+    /** Without the tag. */
+    std::vector<std::string> logs = {};
+    /** The service's operation that is called, and whose proxy sends this request. */
+    void (*call)(IKVTService&) = nullptr;
+    /** Of the policy's inputs. */
+    std::vector<std::string> changes = {};
+
+    Bytes request() const { return FromHex((token ? kServiceToken : "") + fields); }
+    Answer answer() const {
+        return reply == kBase ? Answer(kUnknown, {}) : Answer(android::OK, FromHex(reply));
+    }
+    std::vector<std::string> logLines() const {
+        std::vector<std::string> lines;
+        for (const std::string& log : logs) {
+            lines.push_back(log.substr(0, 2) + "KVTService: " + log.substr(2));
+        }
+        return lines;
+    }
+    std::vector<std::string> effects() const {
+        if (call == nullptr) {
+            return changes;
+        }
+        const sp<RecordingService> called = new RecordingService;
+        call(*called);
+        return called->take();
+    }
 };
+
+// clang-format off
+const Exchange kExchanges[] = {
+    // code, token, fields, reply, logs, call or changes; whoever changes an input also restores it
+    {1, true, kNullBinder, "07000000", {"D/itapo into BnKVTService::RegisterListener"},
+        [](IKVTService& s) { s.RegisterListener(nullptr); }},
+    {2, false, kNullBinder, "07000000", {}, [](IKVTService& s) { s.UnRegisterListener(nullptr); }},
+    {3, false, "01000000 02000000 03000000 03000000 61010000 62000000 63000000", kBase,
+        {"D/kvt currentPackageName = abc", "D/kvt appType = 1 appState = 2 gameMode = 3"}},
+    {3, false, "01000000 02000000 03000000 00000000", kBase,
+        {"D/kvt Pkgname read fail!", "D/kvt appType = 1 appState = 2 gameMode = 3"}},
+    {4, false, "fbffffff", kBase, {"D/kvt getThermalInfo tempLevel = -5"}},
+    {5, false, "", "5a000000", {"I/aps-info: get lcd max fps: 90"}},
+    {6, false, "", "01000000", {"I/aps-info: get lcd new scheme supported: 1"}},
+    {7, false, "04000000", kBase, {"I/aps-info: power mode 4"},
+        nullptr, {"mode 4", "saving 1", "decided"}},
+    {7, false, "00000000", kBase, {"I/aps-info: power mode 0"},
+        nullptr, {"mode 0", "saving 0", "decided"}},
+    {8, false, "02000000", kBase, {"I/aps-info: lcd setting 2"}, nullptr, {"setting 2", "decided"}},
+    {8, false, "00000000", kBase, {"I/aps-info: lcd setting 0"}, nullptr, {"setting 0", "decided"}},
+    {9, false, "28000000", kBase, {"I/aps-info: limited fps 40"}, nullptr, {"limit 40"}},
+    {9, false, "ffffffff", kBase, {"I/aps-info: limited fps -1"}, nullptr, {"limit -1"}},
+    // Duplicates collapse, and empty names are only logged.
+    {10, false, kA + "03000000" + kA + kEmpty + kA, kBase,
+        {"I/aps-info: focus pkgName - a, with 3 more apps", "I/aps-info: visible pkgName 0 - a",
+         "I/aps-info: visible pkgName 1 - ", "I/aps-info: visible pkgName 2 - a"},
+        nullptr, {"front a", "visible a", "decided"}},
+    // An empty focus drops the message.
+    {10, false, kEmpty + "02000000" + kA + kB, kBase,
+        {"I/aps-info: focus pkgName - , with 2 more apps", "I/aps-info: visible pkgName 0 - a",
+         "I/aps-info: visible pkgName 1 - b"}},
+    // A negative count is none.
+    {10, false, kB + "fbffffff", kBase, {"I/aps-info: focus pkgName - b, with -5 more apps"},
+        nullptr, {"front b", "visible ", "decided"}},
+    {11, false, "25000000", kBase, {"I/aps-info: temperature 37"}},
+    {12, false, "01000000", kBase, {"I/aps-info: pointer status: 1"},
+        nullptr, {"pointer 1", "decided"}},
+    {12, false, "00000000", kBase, {"I/aps-info: pointer status: 0"},
+        nullptr, {"pointer 0", "decided"}},
+    {13, false, "01000000", kBase, {"I/aps-info: full video status: 1"}},
+    {14, true, "'layer#0' 00  15cd5b0700000000 01000000", kNoException, {},
+        [](IKVTService& s) {
+            LayerTimeInfo info{"layer#0", 123456789, true};
+            s.SendLayerTimeInfo(info);
+        }},
+    {15, true, "01000000", kNoException, {}, [](IKVTService& s) { s.SetLcdEvent(1); }},
+    {16, true, "feffffffffffffff", kNoException, {},
+        [](IKVTService& s) { s.NotifyFrameRefresh(-2); }},
+    {17, true, "01000000", kNoException, {"I/SF-KVT: display hotplug: 1"},
+        [](IKVTService& s) { s.NotifyDisplayHotplugEvent(1); }},
+    {18, true, "00000000", kNoException, {"I/SF-KVT: virtual display: 0"},
+        [](IKVTService& s) { s.NotifyVirtualDisplayEvent(0); }},
+    {19, true, "ffffffff", kNoException, {"I/Gpu-KVT: Gpu composition status: -1"},
+        [](IKVTService& s) { s.NotifyGpuCompositionEvent(-1); }},
+    {20000, false, kA + "02000000", kBase, {"I/kvt-fingerprint: packageName: a, status: 2"},
+        nullptr, {"fingerprint 2", "decided"}},
+    {20000, false, kA + "00000000", kBase, {"I/kvt-fingerprint: packageName: a, status: 0"},
+        nullptr, {"fingerprint 0", "decided"}},
+    {20003, false, "05000000" + kA + kB + "00020000", "14000000",
+        {"D/KVTTEST: success! currentOperateType:5, filePatch:a, resultFileName:b, bufferSize:512"}},
+};
+// clang-format on
+
+std::map<std::string, std::string> PolicyInputs() {
+    MutexLock lock(FpsCommon::decisionMutex);
+    const std::set<std::string> visible(FpsCommon::visibleAppSet.begin(),
+                                        FpsCommon::visibleAppSet.end());
+    return {{"mode", std::to_string(FpsCommon::powerMode.load())},
+            {"saving", std::to_string(FpsCommon::powerModeSwitch.load())},
+            {"setting", std::to_string(FpsCommon::lcdSetting.load())},
+            {"limit", std::to_string(FpsCommon::limitedGameFps.load())},
+            {"pointer", std::to_string(FpsCommon::underTpPointerControl.load())},
+            {"fingerprint", std::to_string(FpsCommon::fingerprintStatus.load())},
+            {"front", FpsCommon::CurrentPkgName()},
+            {"visible", android::base::Join(visible, ' ')}};
+}
 
 class Dispatcher : public Phone {
   public:
-    status_t send(uint32_t code, const std::string& hex, Bytes* replyBytes = nullptr) {
-        Parcel data;
-        Parcel reply;
-        Fill(&data, FromHex(hex));
-        const status_t status = service->transact(code, data, &reply);
-        if (replyBytes != nullptr) {
-            *replyBytes = BytesOf(reply);
+    void SetUp() override {
+        start();
+        service->result = 7;
+        effects();
+    }
+
+    Answer send(uint32_t code, const Bytes& request) { return Transact(service, code, request); }
+
+    /** What was called, changed and decided since the last call. */
+    std::vector<std::string> effects() {
+        std::vector<std::string> found = service->take();
+        for (const auto& [name, value] : PolicyInputs()) {
+            if (std::exchange(mInputs[name], value) != value) {
+                found.push_back(name + " " + value);
+            }
         }
-        return status;
+        found.resize(found.size() + decisions().size(), "decided");
+        return found;
     }
+
+  private:
+    std::map<std::string, std::string> mInputs;
 };
-
-TEST_F(Dispatcher, ServesEachTransactionByteForByte) {
-    start();
-    service->result = 7;
-    decisions();
-    for (const Case& c : kCases) {
-        SCOPED_TRACE(c.name);
-        Bytes reply;
-        EXPECT_EQ(send(c.code, c.request, &reply), c.status);
-        EXPECT_EQ(reply, FromHex(c.reply));
-        EXPECT_EQ(logs.take(), c.logs);
-        EXPECT_EQ(service->take(), c.calls);
-        EXPECT_THAT(decisions(), IsEmpty()) << "none of these touches the policy";
-    }
-}
-
-/** What a decision for the launcher that changes no rate logs, after the event's own line. */
-const std::vector<std::string> kDecided = {
-    "I/KVTService: LcdFpsControl: set lcd finished, tryRefreshNum = 0, lcdFps = 60",
-    "I/KVTService: LcdFpsControl: set lcd fps 60Hz, success"};
 
 TEST_F(Dispatcher, AnswersAtOnceButActsOnEventsWhenTheTurnIsOver) {
-    start();
-    service->result = 7;
-    for (const Case& c : kCases) {
-        SCOPED_TRACE(c.name);
-        logs.take();
-        const bool isEvent = c.code >= SEND_LAYER_TIME_INFO;
-        Turn::Take([&] {
-            Bytes reply;
-            EXPECT_EQ(send(c.code, c.request, &reply), c.status);
-            EXPECT_EQ(reply, FromHex(c.reply));
-            EXPECT_EQ(logs.take(), c.logs);
-            EXPECT_EQ(service->take(), isEvent ? std::vector<std::string>() : c.calls);
-        });
-        EXPECT_EQ(service->take(), isEvent ? c.calls : std::vector<std::string>());
-    }
-}
-
-struct PolicyCase {
-    const char* name;
-    uint32_t code;
-    std::string request;
-    std::string log;
-    bool decides;
-    std::function<bool()> stored;
-};
-
-const PolicyCase kPolicyCases[] = {
-    {"power mode", 7, "04000000", "aps-info: power mode 4", true,
-     [] { return FpsCommon::powerMode == 4 && FpsCommon::powerModeSwitch; }},
-    {"power mode cut off", 7, "", "aps-info: power mode 0", true,
-     [] { return FpsCommon::powerMode == 0 && !FpsCommon::powerModeSwitch; }},
-    {"setting", 8, "02000000", "aps-info: lcd setting 2", true,
-     [] { return FpsCommon::lcdSetting == 2; }},
-    {"setting back", 8, "00000000", "aps-info: lcd setting 0", true,
-     [] { return FpsCommon::lcdSetting == 0; }},
-    {"limit", 9, "28000000", "aps-info: limited fps 40", false,
-     [] { return FpsCommon::limitedGameFps == 40; }},
-    {"touch pointer on", 12, "01000000", "aps-info: pointer status: 1", true,
-     [] { return FpsCommon::underTpPointerControl.load(); }},
-    {"touch pointer off", 12, "00000000", "aps-info: pointer status: 0", true,
-     [] { return !FpsCommon::underTpPointerControl; }},
-    {"fingerprint", 20000, "01000000 ~'p' 0000 02000000",
-     "kvt-fingerprint: packageName: p, status: 2", true,
-     [] { return FpsCommon::fingerprintStatus == 2; }},
-    {"fingerprint ends", 20000, "01000000 ~'p' 0000 00000000",
-     "kvt-fingerprint: packageName: p, status: 0", true,
-     [] { return FpsCommon::fingerprintStatus == 0; }},
-};
-
-TEST_F(Dispatcher, HandsPolicyEventsOnAndEndsInTheBase) {
-    // Every code gives 60 Hz, so that each decision logs the same lines.
-    std::string low =
-        "<Param name=\"setting_switch\"><setting id=\"2\">"
-        "<switch name=\"app_default\" value=\"2\"/></setting></Param>";
-    start(ConfigWith(low));
-    decisions();
-    for (const PolicyCase& c : kPolicyCases) {
-        SCOPED_TRACE(c.name);
-        Bytes reply;
-        EXPECT_EQ(send(c.code, c.request, &reply), kUnknown);
-        EXPECT_EQ(reply, Bytes());
-        EXPECT_TRUE(c.stored());
-        EXPECT_EQ(decisions().size(), c.decides ? 1u : 0u);
-        std::vector<std::string> lines = logs.take();
-        ASSERT_FALSE(lines.empty());
-        EXPECT_EQ(lines.front(), "I/KVTService: " + c.log);
-        lines.erase(lines.begin());
-        if (c.decides) {
-            ASSERT_EQ(lines.size(), 3u);
-            EXPECT_THAT(lines.back(), testing::StartsWith("D/jank-460: #ARG1:fps#pkg:"));
-            lines.pop_back();
+    for (const Bytes& ignored : {Bytes{}, Bytes{0xde, 0xad, 0xbe, 0xef}}) {
+        for (const Exchange& e : kExchanges) {
+            SCOPED_TRACE(std::to_string(e.code) + ": " + e.fields);
+            Bytes request = e.request();
+            request.insert(request.end(), ignored.begin(), ignored.end());
+            const bool isEvent = e.code > UNREGISTER_LISTENER;
+            settle();
+            Turn::Take([&] {
+                EXPECT_EQ(send(e.code, request), e.answer());
+                EXPECT_EQ(logs.take(), e.logLines());
+                EXPECT_EQ(effects(), isEvent ? std::vector<std::string>() : e.effects());
+            });
+            EXPECT_EQ(effects(), isEvent ? e.effects() : std::vector<std::string>());
         }
-        EXPECT_EQ(lines, c.decides ? kDecided : std::vector<std::string>{});
-        EXPECT_THAT(service->take(), IsEmpty());
     }
 }
 
-TEST_F(Dispatcher, CollectsVisiblePackages) {
-    start();
-    const std::string a = "01000000 ~'a' 0000 ";
-    const std::string empty = "00000000 00000000 ";
-    const struct {
-        const char* name;
-        std::string request;
-        std::vector<std::string> logs;
-        bool handled;
-    } cases[] = {
-        {"an empty focus drops the message",
-         empty + "03000000" + a + a + a,
-         {"I/KVTService: aps-info: focus pkgName - , with 3 more apps",
-          "I/KVTService: aps-info: visible pkgName 0 - a",
-          "I/KVTService: aps-info: visible pkgName 1 - a",
-          "I/KVTService: aps-info: visible pkgName 2 - a"},
-         false},
-        {"a negative count is none",
-         a + "fbffffff",
-         {"I/KVTService: aps-info: focus pkgName - a, with -5 more apps"},
-         true},
-        {"duplicates collapse, empty names are logged only",
-         a + "03000000" + a + empty + a,
-         {"I/KVTService: aps-info: focus pkgName - a, with 3 more apps",
-          "I/KVTService: aps-info: visible pkgName 0 - a",
-          "I/KVTService: aps-info: visible pkgName 1 - ",
-          "I/KVTService: aps-info: visible pkgName 2 - a"},
-         true},
-        {"a request cut short goes on with empty names",
-         a + "02000000" + a,
-         {"I/KVTService: aps-info: focus pkgName - a, with 2 more apps",
-          "I/KVTService: aps-info: visible pkgName 0 - a",
-          "I/KVTService: aps-info: visible pkgName 1 - "},
-         true},
-        {"nothing at all",
-         "",
-         {"I/KVTService: aps-info: focus pkgName - , with 0 more apps"},
-         false},
+TEST_F(Dispatcher, RefusesWhatLacksTheToken) {
+    for (const Exchange& e : kExchanges) {
+        if (!e.token) {
+            continue;
+        }
+        SCOPED_TRACE(e.code);
+        std::vector<Bytes> requests = {FromHex(kOtherToken + e.fields), FromHex(e.fields)};
+        const Bytes token = FromHex(kServiceToken);
+        for (auto end = token.begin(); end != token.end(); end += 4) {
+            requests.emplace_back(token.begin(), end);
+        }
+        for (const Bytes& request : requests) {
+            EXPECT_EQ(send(e.code, request), Answer(kDenied, {}));
+            EXPECT_EQ(logs.take(),
+                      e.code == REGISTER_LISTENER ? e.logLines() : std::vector<std::string>());
+            EXPECT_THAT(effects(), IsEmpty());
+        }
+    }
+}
+
+TEST_F(Dispatcher, ReadsWhatIsCutOffAsZero) {
+    const auto outcome = [this](uint32_t code, const Bytes& request) {
+        focus("com.example.other");
+        settle();
+        decisions();
+        std::tuple<Answer, std::vector<std::string>> answered;
+        Turn::Take([&] { answered = {send(code, request), logs.take()}; });
+        return std::tuple(answered, service->take(), decisions().size());
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        EXPECT_EQ(send(10, c.request), kUnknown);
-        std::vector<std::string> lines = logs.take();
-        ASSERT_GE(lines.size(), c.logs.size());
-        const bool handled = lines.size() > c.logs.size();
-        EXPECT_EQ(handled, c.handled);
-        if (handled) {
-            EXPECT_EQ(lines[c.logs.size()], "I/KVTService: aps-info: new pkgName - a");
+    for (const Exchange& e : kExchanges) {
+        const size_t whole = e.request().size();
+        size_t length = e.token ? FromHex(kServiceToken).size() : 0;
+        if (e.code == SEND_LAYER_TIME_INFO) {
+            length += FromHex("'layer#0' 00").size();  // or else there is no layer
         }
-        lines.resize(c.logs.size());
-        EXPECT_EQ(lines, c.logs);
+        // Half a time is none.
+        const bool isTimeNext = e.code == SEND_LAYER_TIME_INFO || e.code == NOTIFY_FRAME_REFRESH;
+        for (size_t step = isTimeNext ? 8 : 4; length < whole; length += std::exchange(step, 4)) {
+            SCOPED_TRACE(std::to_string(e.code) + " of " + std::to_string(length) + " bytes");
+            Bytes request = e.request();
+            request.resize(length);
+            const auto cut = outcome(e.code, request);
+            request.resize(whole, 0);
+            EXPECT_EQ(cut, outcome(e.code, request));
+        }
     }
-    MutexLock lock(FpsCommon::decisionMutex);
-    EXPECT_THAT(FpsCommon::visibleAppSet, testing::UnorderedElementsAre("a"));
+}
+
+TEST_F(Dispatcher, RefusesAFrameWithoutALayer) {
+    for (const char* name : {"", "'laye'"}) {
+        EXPECT_EQ(send(SEND_LAYER_TIME_INFO, FromHex(std::string(kServiceToken) + name)),
+                  Answer(kBadValue, {}));
+        EXPECT_THAT(logs.take(), ElementsAre("E/KVTService: fps-come: readLayerName is nullptr!!"));
+        EXPECT_THAT(effects(), IsEmpty());
+    }
 }
 
 TEST_F(Dispatcher, ReadsNamesUpToTheFirstZeroCharacter) {
-    start();
-    send(10, "03000000 ~'a' 0000 ~'b' 0000  00000000");
+    send(PACKAGES, FromHex("03000000 ~'a' 0000 ~'b' 0000  00000000"));
     EXPECT_EQ(FpsCommon::CurrentPkgName(), "a");
-    send(10, "02000000 e400 2d4e 0000 0000  00000000");
+    send(PACKAGES, FromHex("02000000 e400 2d4e 0000 0000  00000000"));
     EXPECT_EQ(FpsCommon::CurrentPkgName(), "\xc3\xa4\xe4\xb8\xad");
 }
 
 TEST_F(Dispatcher, SurvivesACountThatPromisesTheWorld) {
-    start();
-    send(10, "01000000 ~'a' 0000 ffffff7f");
+    send(PACKAGES, FromHex(kA + "ffffff7f"));
     EXPECT_LT(logs.take().size(), 2000u);
+    send(APPLICATION_STATE, FromHex("01000000 02000000 03000000 ffffff7f 61000000"));
+    EXPECT_EQ(logs.take().front(), "D/KVTService: kvt currentPackageName = a");
 }
 
-TEST_F(Dispatcher, SurvivesEveryTruncationOfEveryRequest) {
-    start();
-    const auto truncate = [this](uint32_t code, const std::string& request) {
-        const Bytes whole = FromHex(request);
-        for (size_t length = 0; length < whole.size(); length += 4) {
-            Parcel data;
-            Parcel reply;
-            Fill(&data, Bytes(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(length)));
-            service->transact(code, data, &reply);
+TEST_F(Dispatcher, LeavesOtherCodesToTheBase) {
+    for (const uint32_t code : {0, 20, 20001, 20002, 30000}) {
+        EXPECT_EQ(send(code, FromHex(kServiceToken)), Answer(kUnknown, {}));
+    }
+    EXPECT_EQ(send('_' << 24 | 'N' << 16 | 'T' << 8 | 'F', {}),
+              Answer(android::OK, FromHex("0a000000 ~'KVTService' 00000000")));
+    EXPECT_EQ(send('_' << 24 | 'P' << 16 | 'N' << 8 | 'G', {}),
+              Answer(android::OK, FromHex("00000000")));
+    EXPECT_THAT(logs.take(), IsEmpty());
+    EXPECT_THAT(effects(), IsEmpty());
+}
+
+TEST_F(Dispatcher, ServesTheProxy) {
+    for (const Exchange& e : kExchanges) {
+        if (e.call == nullptr) {
+            continue;
         }
-    };
-    for (const Case& c : kCases) {
-        truncate(c.code, c.request);
+        const sp<Remote> remote =
+            new Remote([&](uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags) {
+                EXPECT_EQ(code, e.code);
+                EXPECT_EQ(BytesOf(data), e.request());
+                EXPECT_EQ(flags, android::IBinder::FLAG_ONEWAY);
+                return service->transact(code, data, reply, flags);
+            });
+        settle();
+        e.call(*IKVTService::asInterface(remote));
+        EXPECT_EQ(effects(), e.effects());
+        std::vector<std::string> lines = e.logLines();
+        if (e.code == REGISTER_LISTENER) {
+            lines.insert(lines.begin(), "D/KVTService: KVT into BpKVTService::RegisterListener");
+        }
+        EXPECT_EQ(logs.take(), lines);
     }
-    for (const PolicyCase& c : kPolicyCases) {
-        truncate(c.code, c.request);
-    }
-    truncate(PACKAGES, "01000000 ~'a' 0000 02000000 01000000 ~'b' 0000 01000000 ~'c' 0000");
 }
 
-TEST_F(Dispatcher, LeavesBuiltInCodesToTheBase) {
-    Bytes reply;
-    EXPECT_EQ(send('_' << 24 | 'N' << 16 | 'T' << 8 | 'F', "", &reply), 0);
-    EXPECT_EQ(reply, FromHex("0a000000 ~'KVTService' 00000000"));
-    EXPECT_EQ(send('_' << 24 | 'P' << 16 | 'N' << 8 | 'G', "", &reply), 0);
-    EXPECT_EQ(reply, FromHex("00000000"));
+TEST(ListenerInterface, ChecksTokensAndReportsRates) {
+    struct Listener : BnKVTListener {
+        std::vector<int32_t> heard;
+        void NotifyGameFpsToAps(int32_t fps) override { heard.push_back(fps); }
+    };
+    const sp<Listener> listener = new Listener;
+    const std::string token = "00 00 00 80  ff ff ff ff  0b 00 00 00 ~'KVTListener' 00 00 ";
+    const std::string another = kServiceToken;
+    const std::string rate = "5a000000";
+    const struct {
+        uint32_t code;
+        std::string request;
+        status_t status;
+        std::vector<int32_t> heard;
+    } cases[] = {
+        {0, token, kUnknown, {}},  {1, token, 0, {}},
+        {1, another, kDenied, {}}, {2, token, 0, {}},
+        {2, "", kDenied, {}},      {3, token + rate, 0, {90}},
+        {3, token, 0, {0}},        {3, another + rate, kDenied, {}},
+        {4, token, kUnknown, {}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::to_string(c.code) + ": " + c.request);
+        EXPECT_EQ(Transact(listener, c.code, FromHex(c.request)), Answer(c.status, {}));
+        EXPECT_EQ(std::exchange(listener->heard, {}), c.heard);
+    }
+    const sp<Remote> remote =
+        new Remote([&](uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags) {
+            EXPECT_EQ(BytesOf(data), FromHex(token + rate));
+            EXPECT_EQ(flags, android::IBinder::FLAG_ONEWAY);
+            return listener->transact(code, data, reply, flags);
+        });
+    IKVTListener::asInterface(remote)->NotifyGameFpsToAps(90);
+    EXPECT_THAT(listener->heard, ElementsAre(90));
 }
 
 TEST(Interface, KeepsTheFirstDefaultImplementationAndNeverUsesIt) {
@@ -423,8 +343,7 @@ TEST(Interface, KeepsTheFirstDefaultImplementationAndNeverUsesIt) {
     };
     auto* first = new Owned;
     EXPECT_TRUE(IKVTService::setDefaultImpl(std::unique_ptr<IKVTService>(first)));
-    auto second = std::make_unique<Owned>();
-    EXPECT_FALSE(IKVTService::setDefaultImpl(std::move(second)));
+    EXPECT_FALSE(IKVTService::setDefaultImpl(std::make_unique<Owned>()));
     EXPECT_FALSE(IKVTService::setDefaultImpl(nullptr));
     EXPECT_EQ(IKVTService::getDefaultImpl().get(), first);
     EXPECT_EQ(IKVTService::asInterface(nullptr), nullptr);

@@ -9,6 +9,7 @@
 #include "service/KVTManagerImpl.h"
 #include "tests/service/ClientSide.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/Remote.h"
 
 namespace KVT {
 namespace {
@@ -16,38 +17,42 @@ namespace {
 using android::sp;
 using android::wp;
 using testing::ElementsAre;
-using testing::ElementsAreArray;
 using testing::IsEmpty;
+using testing::SizeIs;
 
 constexpr const char* kNoBinder = "E/KVTService: itapo, KVTManagerImpl binder == nullptr";
 
-/** One event operation: through a manager, through the facade, and as the service sees it. */
-struct EventCall {
-    const char* name;
-    std::function<void(KVTManagerImpl&)> viaManager;
-    std::function<void()> viaFacade;
+/** The facade's events, each by way of the manager's operation of that name. */
+struct Event {
+    std::string name;
+    std::function<void()> send;
     const char* recorded;
 };
 
-std::vector<EventCall> EventCalls() {
+std::vector<Event> Events() {
     static LayerTimeInfo info{"SurfaceView - com.example.game#0", 1'234'567'890'123, true};
-    constexpr int64_t kTime = 9'876'543'210;
     return {
-        {"SendLayerTimeInfo", [](KVTManagerImpl& m) { m.SendLayerTimeInfo(info); },
-         [] { KVTManager::SendLayerTimeInfo(info); },
+        {"SendLayerTimeInfo", [] { KVTManager::SendLayerTimeInfo(info); },
          "SendLayerTimeInfo(SurfaceView - com.example.game#0,1234567890123,true)"},
-        {"SetLcdEvent", [](KVTManagerImpl& m) { m.SetLcdEvent(1); },
-         [] { KVTManager::SetLcdEvent(1); }, "SetLcdEvent(1)"},
-        {"NotifyFrameRefresh", [](KVTManagerImpl& m) { m.NotifyFrameRefresh(kTime); },
-         [] { KVTManager::NotifyFrameRefresh(kTime); }, "NotifyFrameRefresh(9876543210)"},
-        {"NotifyDisplayHotplugEvent", [](KVTManagerImpl& m) { m.NotifyDisplayHotplugEvent(1); },
-         [] { KVTManager::NotifyDisplayHotplugEvent(1); }, "Hotplug(1)"},
-        {"NotifyVirtualDisplayEvent", [](KVTManagerImpl& m) { m.NotifyVirtualDisplayEvent(0); },
-         [] { KVTManager::NotifyVirtualDisplayEvent(0); }, "VirtualDisplay(0)"},
-        {"NotifyGpuCompositionEvent", [](KVTManagerImpl& m) { m.NotifyGpuCompositionEvent(-7); },
-         [] { KVTManager::NotifyGpuCompositionEvent(-7); }, "GpuComposition(-7)"},
+        {"SetLcdEvent", [] { KVTManager::SetLcdEvent(1); }, "SetLcdEvent(1)"},
+        {"NotifyFrameRefresh", [] { KVTManager::NotifyFrameRefresh(9'876'543'210); },
+         "NotifyFrameRefresh(9876543210)"},
+        {"NotifyDisplayHotplugEvent", [] { KVTManager::NotifyDisplayHotplugEvent(1); },
+         "Hotplug(1)"},
+        {"NotifyVirtualDisplayEvent", [] { KVTManager::NotifyVirtualDisplayEvent(0); },
+         "VirtualDisplay(0)"},
+        {"NotifyGpuCompositionEvent", [] { KVTManager::NotifyGpuCompositionEvent(-7); },
+         "GpuComposition(-7)"},
     };
 }
+
+/** A listener that writes down what it is told. */
+class RecordingListener : public KVTListener {
+  public:
+    void NotifyGameFpsToAps(int32_t fps) override { reports.push_back(fps); }
+
+    std::vector<int32_t> reports;
+};
 
 class KVTManagerTest : public testing::Test {
   protected:
@@ -56,40 +61,37 @@ class KVTManagerTest : public testing::Test {
         Publish(nullptr);
     }
 
-    void startService() { Publish(service); }
-    void startServiceInAnotherProcess() { Publish(new RemoteStandIn(service)); }
-
     const sp<ListenedService> service = new ListenedService;
+    const sp<android::IBinder> here = service;
+    /** The same as other processes have it. */
+    const sp<android::IBinder> elsewhere =
+        new Remote([this](uint32_t code, const android::Parcel& data, android::Parcel* reply,
+                          uint32_t flags) { return service->transact(code, data, reply, flags); });
     LogCapture log;
 };
 
-TEST_F(KVTManagerTest, ForwardsEveryEvent) {
-    startService();
-    for (const EventCall& call : EventCalls()) {
-        SCOPED_TRACE(call.name);
-        call.viaManager(*sp<KVTManagerImpl>(new KVTManagerImpl));
-        EXPECT_THAT(service->take(), ElementsAre(call.recorded));
-        call.viaFacade();
-        EXPECT_THAT(service->take(), ElementsAre(call.recorded));
+TEST_F(KVTManagerTest, ForwardsEveryEventAndKeepsNothingAlive) {
+    Publish(service);
+    const int32_t references = service->getStrongCount();
+    for (const Event& event : Events()) {
+        event.send();
+        EXPECT_THAT(service->take(), ElementsAre(event.recorded));
+        EXPECT_EQ(service->getStrongCount(), references) << event.name;
     }
     EXPECT_THAT(log.take(), IsEmpty());
 }
 
 TEST_F(KVTManagerTest, SaysSoWhenThereIsNoService) {
-    for (const EventCall& call : EventCalls()) {
-        SCOPED_TRACE(call.name);
-        const std::string complaint =
-            std::string("E/KVTService: KVTManagerImpl::") + call.name + ": can not get service";
-        call.viaManager(*sp<KVTManagerImpl>(new KVTManagerImpl));
-        EXPECT_THAT(log.take(), ElementsAre(kNoBinder, complaint));
-        call.viaFacade();
-        EXPECT_THAT(log.take(), ElementsAre(kNoBinder, complaint));
+    for (const Event& event : Events()) {
+        event.send();
+        EXPECT_THAT(log.take(), ElementsAre(kNoBinder, "E/KVTService: KVTManagerImpl::" +
+                                                           event.name + ": can not get service"));
     }
 }
 
 TEST_F(KVTManagerTest, LooksTheServiceUpAtConstructionOnly) {
     const sp<KVTManagerImpl> early = new KVTManagerImpl;
-    startService();
+    Publish(service);
     early->SetLcdEvent(1);
     EXPECT_THAT(service->take(), IsEmpty());
 
@@ -99,18 +101,8 @@ TEST_F(KVTManagerTest, LooksTheServiceUpAtConstructionOnly) {
     EXPECT_THAT(service->take(), ElementsAre("SetLcdEvent(1)"));
 }
 
-TEST_F(KVTManagerTest, FacadeFindsAServiceThatCameBack) {
-    startService();
-    KVTManager::NotifyFrameRefresh(1);
-    const sp<ListenedService> restarted = new ListenedService;
-    Publish(restarted);
-    KVTManager::NotifyFrameRefresh(2);
-    EXPECT_THAT(service->take(), ElementsAre("NotifyFrameRefresh(1)"));
-    EXPECT_THAT(restarted->take(), ElementsAre("NotifyFrameRefresh(2)"));
-}
-
 TEST_F(KVTManagerTest, SendsATouchEventOnlyWhenItChanges) {
-    startService();
+    Publish(service);
     for (const int32_t event : {-1, 1, 1, 0, 0, 0, 1, -1, -1}) {
         KVTManager::SetLcdEvent(event);
     }
@@ -123,7 +115,7 @@ TEST_F(KVTManagerTest, NeverRetriesATouchEventThatFoundNoService) {
     EXPECT_THAT(
         log.take(),
         ElementsAre(kNoBinder, "E/KVTService: KVTManagerImpl::SetLcdEvent: can not get service"));
-    startService();
+    Publish(service);
     KVTManager::SetLcdEvent(1);
     EXPECT_THAT(service->take(), IsEmpty());
     KVTManager::SetLcdEvent(0);
@@ -131,107 +123,81 @@ TEST_F(KVTManagerTest, NeverRetriesATouchEventThatFoundNoService) {
 }
 
 TEST_F(KVTManagerTest, RegistrationChecksTheServiceBeforeTheListener) {
-    const sp<KVTListener> listener = new KVTListener;
-    const auto withoutService = [this](int32_t result, const char* operation) {
-        EXPECT_EQ(result, 3);
-        const std::string line = std::string("D/KVTService: itapo KVTManagerImpl::") + operation +
-                                 " & service = nullptr";
-        EXPECT_THAT(log.take(), ElementsAre(kNoBinder, line));
-    };
-    withoutService(sp<KVTManagerImpl>(new KVTManagerImpl)->RegisterListener(listener),
-                   "RegisterListener");
-    withoutService(sp<KVTManagerImpl>(new KVTManagerImpl)->RegisterListener(nullptr),
-                   "RegisterListener");
-    withoutService(sp<KVTManagerImpl>(new KVTManagerImpl)->UnRegisterListener(listener),
-                   "UnRegisterListener");
-    withoutService(sp<KVTManagerImpl>(new KVTManagerImpl)->UnRegisterListener(nullptr),
-                   "UnRegisterListener");
-    withoutService(KVTManager::RegisterListener(listener), "RegisterListener");
-
-    startService();
-    const sp<KVTManagerImpl> manager = new KVTManagerImpl;
-    EXPECT_EQ(manager->RegisterListener(nullptr), -1);
-    EXPECT_EQ(manager->UnRegisterListener(nullptr), -1);
-    EXPECT_THAT(
-        log.take(),
-        ElementsAre("D/KVTService: itapo KVTManagerImpl::RegisterListener & listener = nullptr",
-                    "D/KVTService: itapo KVTManagerImpl::UnRegisterListener & listener = nullptr"));
-    EXPECT_THAT(service->take(), IsEmpty());
+    const std::pair<std::string, int32_t (KVTManagerImpl::*)(const sp<KVTListener>&)> operations[] =
+        {{"RegisterListener", &KVTManagerImpl::RegisterListener},
+         {"UnRegisterListener", &KVTManagerImpl::UnRegisterListener}};
+    for (const auto& [name, operation] : operations) {
+        const std::string line = "D/KVTService: itapo KVTManagerImpl::" + name + " & ";
+        Publish(nullptr);
+        const sp<KVTManagerImpl> orphan = new KVTManagerImpl;
+        EXPECT_EQ((orphan.get()->*operation)(new KVTListener), 3);
+        EXPECT_EQ((orphan.get()->*operation)(nullptr), 3);
+        EXPECT_THAT(log.take(),
+                    ElementsAre(kNoBinder, line + "service = nullptr", line + "service = nullptr"));
+        Publish(service);
+        const sp<KVTManagerImpl> manager = new KVTManagerImpl;
+        EXPECT_EQ((manager.get()->*operation)(nullptr), -1);
+        EXPECT_THAT(log.take(), ElementsAre(line + "listener = nullptr"));
+        EXPECT_THAT(service->take(), IsEmpty());
+    }
 }
 
-TEST_F(KVTManagerTest, FacadeRefusesANullListenerWithoutALookup) {
+TEST_F(KVTManagerTest, FacadeChecksTheListenerBeforeTheService) {
     EXPECT_EQ(KVTManager::RegisterListener(nullptr), -1);
+    EXPECT_EQ(KVTManager::RegisterListener(new KVTListener), 3);
     EXPECT_THAT(
         log.take(),
-        ElementsAre("D/KVTService: kvt into KVTManager::RegisterListener and listener==nullptr"));
+        ElementsAre("D/KVTService: kvt into KVTManager::RegisterListener and listener==nullptr",
+                    kNoBinder,
+                    "D/KVTService: itapo KVTManagerImpl::RegisterListener & service = nullptr"));
 }
 
-TEST_F(KVTManagerTest, HandsOutTheServicesResult) {
-    startService();
+TEST_F(KVTManagerTest, RegistersItselfAndHandsOutTheServicesResult) {
     service->result = 17;
-    const sp<KVTManagerImpl> manager = new KVTManagerImpl;
     const sp<KVTListener> listener = new KVTListener;
-    EXPECT_EQ(manager->RegisterListener(listener), 17);
-    EXPECT_EQ(manager->UnRegisterListener(listener), 17);
-    EXPECT_EQ(KVTManager::RegisterListener(listener), 17);
-}
-
-TEST_F(KVTManagerTest, RegistersItselfAcrossProcesses) {
-    startServiceInAnotherProcess();
-    service->result = 17;
-    const sp<KVTManagerImpl> manager = new KVTManagerImpl;
-    const sp<KVTListener> listener = new KVTListener;
-    EXPECT_EQ(manager->RegisterListener(listener), 0);
-    EXPECT_THAT(service->listeners(), ElementsAre(sp<IKVTListener>(manager)));
-    EXPECT_THAT(log.take(), ElementsAre("D/KVTService: KVT into BpKVTService::RegisterListener",
-                                        "D/KVTService: itapo into BnKVTService::RegisterListener"));
-    EXPECT_EQ(manager->UnRegisterListener(listener), 0);
-    EXPECT_THAT(service->listeners(), IsEmpty());
+    for (const sp<android::IBinder>& published : {here, elsewhere}) {
+        Publish(published);
+        const int32_t result = published == elsewhere ? 0 : 17;  // nothing comes back one-way
+        const sp<KVTManagerImpl> manager = new KVTManagerImpl;
+        EXPECT_EQ(manager->RegisterListener(listener), result);
+        EXPECT_THAT(service->listeners(), ElementsAre(sp<IKVTListener>(manager)));
+        EXPECT_THAT(log.take(), SizeIs(published == elsewhere ? 2 : 0)) << "of proxy and stub";
+        EXPECT_EQ(manager->UnRegisterListener(listener), result);
+        EXPECT_THAT(service->listeners(), IsEmpty());
+        log.take();
+    }
 }
 
 TEST_F(KVTManagerTest, UnregistersAtTheServiceEvenWithoutAHandler) {
-    startService();
-    const sp<KVTManagerImpl> manager = new KVTManagerImpl;
-    manager->UnRegisterListener(new KVTListener);
+    Publish(service);
+    sp<KVTManagerImpl>(new KVTManagerImpl)->UnRegisterListener(new KVTListener);
     EXPECT_THAT(log.take(), ElementsAre("W/KVTService: [itapo KVTManagerImpl:UnRegisterListener]: "
                                         "listenerHandler is nullptr."));
     EXPECT_THAT(service->take(), ElementsAre("UnRegisterListener"));
 }
 
-TEST_F(KVTManagerTest, UnregistersAsAWhole) {
-    startService();
+TEST_F(KVTManagerTest, PassesReportsToItsListenersAndUnregistersAsAWhole) {
+    Publish(service);
     const sp<KVTManagerImpl> manager = new KVTManagerImpl;
     const sp<RecordingListener> gone = new RecordingListener;
     const sp<RecordingListener> left = new RecordingListener;
     manager->RegisterListener(gone);
     manager->RegisterListener(left);
+    sp<BpKVTListener>(new BpKVTListener(android::IInterface::asBinder(manager)))
+        ->NotifyGameFpsToAps(45);
+    EXPECT_EQ(KVTListenerHandler::gameFps, 45);
     manager->UnRegisterListener(gone);
     EXPECT_THAT(service->take(),
                 ElementsAre("RegisterListener", "RegisterListener", "UnRegisterListener"));
     manager->NotifyGameFpsToAps(90);
-    EXPECT_THAT(gone->reports, IsEmpty());
-    EXPECT_THAT(left->reports, ElementsAre(90));
-}
-
-TEST_F(KVTManagerTest, PassesAReportFromTheWireToEveryListener) {
-    startService();
-    const sp<KVTManagerImpl> manager = new KVTManagerImpl;
-    const sp<RecordingListener> first = new RecordingListener;
-    const sp<RecordingListener> second = new RecordingListener;
-    manager->RegisterListener(first);
-    manager->RegisterListener(second);
-    sp<BpKVTListener>(new BpKVTListener(android::IInterface::asBinder(manager)))
-        ->NotifyGameFpsToAps(45);
-    EXPECT_THAT(first->reports, ElementsAre(45));
-    EXPECT_THAT(second->reports, ElementsAre(45));
-    EXPECT_EQ(KVTListenerHandler::gameFps, 45);
+    EXPECT_THAT(gone->reports, ElementsAre(45));
+    EXPECT_THAT(left->reports, ElementsAre(45, 90));
 }
 
 TEST_F(KVTManagerTest, NotesAReportThatNobodyWaitsFor) {
-    const sp<KVTManagerImpl> manager = new KVTManagerImpl;
-    log.take();
-    manager->NotifyGameFpsToAps(72);
-    EXPECT_THAT(log.take(), ElementsAre("E/KVTService: KVT KVTManagerImpl:NotifyGameFpsToAps "
+    sp<KVTManagerImpl>(new KVTManagerImpl)->NotifyGameFpsToAps(72);
+    EXPECT_THAT(log.take(), ElementsAre(kNoBinder,
+                                        "E/KVTService: KVT KVTManagerImpl:NotifyGameFpsToAps "
                                         "NotifyGameFpsToAps is NULL"));
     EXPECT_EQ(KVTListenerHandler::gameFps, 72);
 }
@@ -245,7 +211,7 @@ TEST_F(KVTManagerTest, AListenerMayCallTheServiceFromItsReport) {
         }
         KVTManagerImpl* manager = nullptr;
     };
-    startService();
+    Publish(service);
     const sp<KVTManagerImpl> manager = new KVTManagerImpl;
     const sp<Replying> listener = new Replying;
     listener->manager = manager.get();
@@ -256,19 +222,19 @@ TEST_F(KVTManagerTest, AListenerMayCallTheServiceFromItsReport) {
 }
 
 TEST_F(KVTManagerTest, EveryFacadeRegistrationReportsByItself) {
-    startService();
+    Publish(service);
+    service->result = 17;
     const sp<RecordingListener> listener = new RecordingListener;
-    KVTManager::RegisterListener(listener);
-    KVTManager::RegisterListener(listener);
-    ASSERT_EQ(service->listeners().size(), 2u);
+    EXPECT_EQ(KVTManager::RegisterListener(listener), 17);
+    EXPECT_EQ(KVTManager::RegisterListener(listener), 17);
+    EXPECT_THAT(service->listeners(), SizeIs(2));
     service->ReportGameFps(90);
     EXPECT_THAT(listener->reports, ElementsAre(90, 90));
 }
 
 TEST_F(KVTManagerTest, LivesAsLongAsTheServiceHoldsItsBinder) {
-    for (const bool remote : {false, true}) {
-        SCOPED_TRACE(remote);
-        remote ? startServiceInAnotherProcess() : startService();
+    for (const sp<android::IBinder>& published : {here, elsewhere}) {
+        Publish(published);
         sp<RecordingListener> listener = new RecordingListener;
         const wp<RecordingListener> watch = listener;
         KVTManager::RegisterListener(listener);
@@ -285,17 +251,8 @@ TEST_F(KVTManagerTest, LivesAsLongAsTheServiceHoldsItsBinder) {
     }
 }
 
-TEST_F(KVTManagerTest, AManagerThatOnlySendsKeepsNothingAlive) {
-    startService();
-    const int32_t before = service->getStrongCount();
-    for (const EventCall& call : EventCalls()) {
-        call.viaFacade();
-    }
-    EXPECT_EQ(service->getStrongCount(), before);
-}
-
 TEST_F(KVTManagerTest, ThreadsMayRegisterReportAndLeaveAtOnce) {
-    startService();
+    Publish(service);
     constexpr int kRounds = 200;
     const sp<KVTManagerImpl> manager = new KVTManagerImpl;
     const sp<RecordingListener> constant = new RecordingListener;

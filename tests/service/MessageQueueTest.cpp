@@ -29,10 +29,10 @@ using testing::IsEmpty;
 constexpr const char* kNoLooper = "E/KVTService: Looper mLooper is nullptr, break";
 constexpr int kStop = 99;
 
-/** Notes what it gets, and hands kStop to `onStop`. */
+/** Notes what it gets, and does `onStop` for kStop. */
 class Recorder : public MessageHandler {
   public:
-    explicit Recorder(std::function<void()> onStop) : mOnStop(std::move(onStop)) {}
+    explicit Recorder(std::function<void()> onStop = [] {}) : mOnStop(std::move(onStop)) {}
 
     void handleMessage(const Message& message) override {
         if (message.what == kStop) {
@@ -50,10 +50,8 @@ class Recorder : public MessageHandler {
 
 class MessageQueueTest : public testing::Test {
   protected:
-    void init() {
-        queue = std::make_unique<MessageQueue>();
-        queue->Init(/*startThread=*/false);
-    }
+    MessageQueueTest() { queue->Init(/*startThread=*/false); }
+
     void post(int what, int64_t delay = 0) {
         EXPECT_EQ(queue->PostMessage(recorder, Message(what), delay), 0);
     }
@@ -64,13 +62,13 @@ class MessageQueueTest : public testing::Test {
         return recorder->received;
     }
 
-    std::unique_ptr<MessageQueue> queue;
+    std::unique_ptr<MessageQueue> queue = std::make_unique<MessageQueue>();
     const sp<Recorder> recorder = new Recorder([this] { queue.reset(); });
+    const sp<Recorder> other = new Recorder;
     LogCapture log;
 };
 
 TEST_F(MessageQueueTest, SendsAtOnceOrAfterTheDelay) {
-    init();
     post(3, kNsPerMs);
     post(0);
     post(1, -kNsPerS);
@@ -78,29 +76,21 @@ TEST_F(MessageQueueTest, SendsAtOnceOrAfterTheDelay) {
     EXPECT_THAT(received(2 * kNsPerMs), ElementsAre(0, 1, 2, 3));
 }
 
-TEST_F(MessageQueueTest, RemovesPendingMessages) {
-    init();
-    const sp<Recorder> other = new Recorder([] {});
-    for (const int what : {1, 2, 1, 3}) {
-        post(what);
+TEST_F(MessageQueueTest, RemovesPendingMessagesOfOneKindOrAll) {
+    const sp<Recorder> third = new Recorder;
+    for (const sp<Recorder>& each : {recorder, other, third}) {
+        for (const int what : {1, 2, 1, 3}) {
+            queue->PostMessage(each, Message(what), 0);
+        }
     }
-    queue->PostMessage(other, Message(1), 0);
     EXPECT_EQ(queue->RemoveMessages(recorder, 1), 0);
+    EXPECT_EQ(queue->RemoveMessages(other), 0);
     EXPECT_THAT(received(), ElementsAre(2, 3));
-    EXPECT_THAT(other->received, ElementsAre(1));
-
-    init();
-    recorder->received.clear();
-    post(1);
-    post(2);
-    queue->PostMessage(other, Message(2), 0);
-    EXPECT_EQ(queue->RemoveMessages(recorder), 0);
-    EXPECT_THAT(received(), IsEmpty());
-    EXPECT_THAT(other->received, ElementsAre(1, 2));
+    EXPECT_THAT(other->received, IsEmpty());
+    EXPECT_THAT(third->received, ElementsAre(1, 2, 1, 3));
 }
 
 TEST_F(MessageQueueTest, ItsOwnHandlerLogsThreeEvents) {
-    init();
     for (const int what : {0, 3, 1, -1}) {
         EXPECT_EQ(queue->PostMessage(Message(what), 0), 0);
     }
@@ -115,12 +105,12 @@ TEST_F(MessageQueueTest, ItsOwnHandlerLogsThreeEvents) {
 }
 
 TEST_F(MessageQueueTest, DoesNothingBeforeInit) {
-    queue = std::make_unique<MessageQueue>();
-    EXPECT_EQ(queue->PostMessage(recorder, Message(1), 0), android::NO_INIT);
-    EXPECT_EQ(queue->PostMessage(Message(1), 1), android::NO_INIT);
-    EXPECT_EQ(queue->RemoveMessages(recorder), android::NO_INIT);
-    EXPECT_EQ(queue->RemoveMessages(recorder, 1), android::NO_INIT);
-    queue->WaitMessage();
+    MessageQueue idle;
+    EXPECT_EQ(idle.PostMessage(recorder, Message(1), 0), android::NO_INIT);
+    EXPECT_EQ(idle.PostMessage(Message(1), 1), android::NO_INIT);
+    EXPECT_EQ(idle.RemoveMessages(recorder), android::NO_INIT);
+    EXPECT_EQ(idle.RemoveMessages(recorder, 1), android::NO_INIT);
+    idle.WaitMessage();
     EXPECT_THAT(log.take(), ElementsAre(kNoLooper));
 }
 

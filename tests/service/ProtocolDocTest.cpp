@@ -2,12 +2,11 @@
 // Holds docs/protocol.md to what the dispatcher serves and the clients send.
 #include <android-base/file.h>
 #include <android-base/strings.h>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <algorithm>
 #include <cstring>
 #include <functional>
-#include <map>
 #include <sstream>
 
 #include "service/IKVTService.h"
@@ -15,116 +14,78 @@
 #include "sync/virtual/VirtualTime.h"
 #include "tests/service/ClientSide.h"
 #include "tests/support/Bytes.h"
+#include "tests/support/Remote.h"
 #include "tools/kvtctl/Kvtctl.h"
 
 namespace KVT {
 namespace {
 
 using android::IBinder;
+using android::OK;
 using android::Parcel;
 using android::sp;
-using android::status_t;
 using android::base::Split;
 using android::base::StartsWith;
-using android::base::StringReplace;
-using android::base::Trim;
 
-/** The lines between a heading and the next of its level. */
-std::vector<std::string> Section(const std::string& heading) {
+/** The text between a heading and the next of its level. */
+std::string Section(const std::string& heading) {
     std::string text;
     EXPECT_TRUE(android::base::ReadFileToString(KVT_PROTOCOL_DOC, &text));
-    std::vector<std::string> lines;
-    bool inside = false;
-    for (const std::string& line : Split(text, "\n")) {
-        if (StartsWith(line, "## ")) {
-            inside = line == "## " + heading;
-        } else if (inside) {
-            lines.push_back(line);
-        }
-    }
-    return lines;
+    const size_t begin = text.find("\n## " + heading + "\n");
+    return text.substr(begin, text.find("\n## ", begin + 1) - begin);
 }
 
-struct Row {
-    std::string name, sender, call, token, request, reply, command;
-};
+uint32_t NumberAt(const std::string& text, size_t position) {
+    return static_cast<uint32_t>(std::stoul(text.substr(position)));
+}
 
-std::map<uint32_t, Row> DocumentedTransactions() {
-    constexpr size_t kColumns = 8;
-    std::map<uint32_t, Row> rows;
-    for (const std::string& line : Section("Transactions")) {
-        std::vector<std::string> cells = Split(line, "|");
-        if (cells.size() != kColumns + 2 || !isdigit(static_cast<unsigned char>(line[2]))) {
-            continue;
+std::vector<std::string> DocumentedTransactions() {
+    constexpr int kColumns = 8;
+    std::vector<std::string> rows;
+    for (const std::string& line : Split(Section("Transactions"), "\n")) {
+        if (std::count(line.begin(), line.end(), '|') == kColumns + 1) {
+            rows.push_back(line);
         }
-        for (std::string& cell : cells) {
-            cell = Trim(cell);
-        }
-        const auto code = static_cast<uint32_t>(std::stoul(cells[1]));
-        const Row row{cells[2], cells[3], cells[4], cells[5], cells[6], cells[7], cells[8]};
-        EXPECT_TRUE(rows.emplace(code, row).second) << "twice: " << line;
     }
+    rows.erase(rows.begin(), rows.begin() + 2);  // the table's head
     return rows;
 }
 
-/** Reads a request by the document's description of it. */
+/** A transaction's row, all but the example of its command. */
+std::string RowOf(const TransactionInfo& t) {
+    const char* const sender = t.sender == Sender::kListener    ? "listener"
+                               : t.sender == Sender::kFramework ? "framework"
+                                                                : "compositor";
+    return "| " + std::to_string(t.code) + " | " + t.name + " | " + sender + " | " +
+           (t.call == Call::kOneWay ? "one-way" : "waits") + " | " +
+           (t.checksToken ? "yes" : "no") + " | " + t.request + " | " + t.reply + " | ";
+}
+
+/** Reads a field by its description; `number` is the last int32. */
+bool Read(const std::string& field, const Parcel& data, int32_t* number) {
+    int64_t time;
+    bool flag;
+    size_t length;
+    return StartsWith(field, "int32 ")      ? data.readInt32(number) == OK
+           : StartsWith(field, "int64 ")    ? data.readInt64(&time) == OK
+           : StartsWith(field, "bool ")     ? data.readBool(&flag) == OK
+           : StartsWith(field, "String16 ") ? data.readString16Inplace(&length) != nullptr
+           : StartsWith(field, "C string ")
+               ? data.readCString() != nullptr
+               : StartsWith(field, "strong binder ") && data.readStrongBinder() != nullptr;
+}
+
 void ReadAsDescribed(const std::string& request, const Parcel& data) {
+    const std::string repeated = " count × ";
     int32_t number = 0;
-    const std::pair<const char*, std::function<bool()>> types[] = {
-        {"int32 ", [&] { return data.readInt32(&number) == android::OK; }},
-        {"int64 ",
-         [&] {
-             int64_t value;
-             return data.readInt64(&value) == android::OK;
-         }},
-        {"bool ",
-         [&] {
-             bool value;
-             return data.readBool(&value) == android::OK;
-         }},
-        {"String16 ",
-         [&] {
-             size_t length;
-             return data.readString16Inplace(&length) != nullptr;
-         }},
-        {"C string ", [&] { return data.readCString() != nullptr; }},
-        {"strong binder ", [&] { return data.readStrongBinder() != nullptr; }},
-    };
-    if (request == "none") {
-        return;
-    }
-    for (std::string field : Split(request, ",")) {
-        field = Trim(field);
-        int32_t times = 1;
-        if (const std::string repeated = "count × "; StartsWith(field, repeated)) {
-            times = number;
-            field.erase(0, repeated.size());
-        }
-        const auto type = std::find_if(std::begin(types), std::end(types), [&field](const auto& t) {
-            return StartsWith(field, t.first);
-        });
-        ASSERT_NE(type, std::end(types)) << field;
+    for (const std::string& field : Split(" " + request, ",")) {
+        const bool isList = StartsWith(field, repeated);
+        const int32_t times = isList ? number : 1;
         for (int32_t i = 0; i < times; ++i) {
-            ASSERT_TRUE(type->second()) << field;
+            ASSERT_TRUE(Read(field.substr(isList ? repeated.size() : 1), data, &number)) << field;
         }
     }
 }
-
-/** Stands for the service in another process, and looks at each call. */
-class Remote : public android::BBinder {
-  public:
-    std::function<void(uint32_t code, const Parcel& data, uint32_t flags)> look;
-
-  protected:
-    status_t onTransact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags) override {
-        look(code, data, flags);
-        return (flags & IBinder::FLAG_ONEWAY) != 0 ? android::OK : reply->writeInt32(0);
-    }
-};
-
-class Listener : public BnKVTListener {
-    void NotifyGameFpsToAps(int32_t) override {}
-};
 
 class ProtocolDoc : public testing::Test {
   public:
@@ -133,78 +94,61 @@ class ProtocolDoc : public testing::Test {
         Publish(remote);
     }
 
-    using Look = decltype(Remote::look);
+    using Look = std::function<void(uint32_t code, const Parcel& data, uint32_t flags)>;
 
-    /** Expects one call of what the action does, and looks at it. */
-    void expectCall(const std::function<void()>& action, const Look& look) {
-        int calls = 0;
-        remote->look = [&](uint32_t code, const Parcel& data, uint32_t flags) {
-            ++calls;
-            look(code, data, flags);
-        };
-        action();
-        EXPECT_EQ(calls, 1);
-    }
-
-    static void run(const std::string& command) {
-        const std::vector<std::string> words = Split(command, " ");
+    /** Expects one call of a kvtctl command, and looks at it. */
+    void expectCall(const std::string& command, const Look& look) {
+        std::vector<std::string> words = Split(command, " ");
         std::vector<const char*> argv;
         for (const std::string& word : words) {
             argv.push_back(word.c_str());
         }
+        int calls = 0;
+        mLook = [&](uint32_t code, const Parcel& data, uint32_t flags) {
+            ++calls;
+            look(code, data, flags);
+        };
         std::ostringstream out;
         EXPECT_EQ(ctl::Run(static_cast<int>(argv.size()), argv.data(), out, out), 0) << out.str();
+        EXPECT_EQ(calls, 1);
     }
 
-    const sp<Remote> remote = new Remote;
+    const sp<IBinder> remote =
+        new Remote([this](uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags) {
+            mLook(code, data, flags);
+            return (flags & IBinder::FLAG_ONEWAY) != 0 ? OK : reply->writeInt32(0);
+        });
+
+  private:
+    Look mLook;
 };
 
 TEST_F(ProtocolDoc, ListsTheTransactionsThatTheDispatcherServes) {
-    std::map<uint32_t, Row> rows = DocumentedTransactions();
-    const std::map<Sender, std::string> senders = {{Sender::kListener, "listener"},
-                                                   {Sender::kFramework, "framework"},
-                                                   {Sender::kCompositor, "compositor"}};
-    for (const TransactionInfo& served : Transactions()) {
-        SCOPED_TRACE(served.name);
-        const auto row = rows.find(served.code);
-        ASSERT_NE(row, rows.end()) << "code " << served.code << " is not documented";
-        EXPECT_EQ(row->second.name, served.name);
-        EXPECT_EQ(row->second.sender, senders.at(served.sender));
-        EXPECT_EQ(row->second.call, served.call == Call::kOneWay ? "one-way" : "waits");
-        EXPECT_EQ(row->second.token, served.checksToken ? "yes" : "no");
-        EXPECT_EQ(row->second.request, served.request);
-        EXPECT_EQ(row->second.reply, served.reply);
-        const std::string command = served.command == nullptr ? "" : served.command;
-        EXPECT_EQ(row->second.command.substr(0, command.size() + 1),
-                  command.empty() ? "" : "`" + command);
-        rows.erase(row);
+    std::vector<testing::Matcher<std::string>> served;
+    for (const TransactionInfo& t : Transactions()) {
+        const std::string command = t.command == nullptr ? "|" : std::string("`") + t.command;
+        served.push_back(testing::StartsWith(RowOf(t) + command));
     }
-    for (const auto& [code, row] : rows) {
-        ADD_FAILURE() << "nobody serves code " << code << ", " << row.name;
-    }
+    EXPECT_THAT(DocumentedTransactions(), testing::ElementsAreArray(served));
 }
 
 TEST_F(ProtocolDoc, DescribesWhatIsSent) {
-    for (const auto& entry : DocumentedTransactions()) {
-        const uint32_t code = entry.first;
-        const Row& row = entry.second;
-        SCOPED_TRACE(row.name);
-        const auto send = [&] {
-            if (row.command.empty()) {
-                ASSERT_EQ(code, UNREGISTER_LISTENER) << "every other one has a command";
-                IKVTService::asInterface(remote)->UnRegisterListener(new Listener);
-            } else {
-                run("kvtctl " + Trim(StringReplace(row.command, "`", " ", true)));
-            }
-        };
-        expectCall(send, [&](uint32_t sent, const Parcel& data, uint32_t flags) {
-            EXPECT_EQ(sent, code);
-            EXPECT_EQ(row.call, (flags & IBinder::FLAG_ONEWAY) != 0 ? "one-way" : "waits");
-            if (row.token == "yes") {
+    for (const std::string& row : DocumentedTransactions()) {
+        SCOPED_TRACE(row);
+        const TransactionInfo* const t = FindTransaction(NumberAt(row, strlen("| ")));
+        ASSERT_NE(t, nullptr);
+        if (t->command == nullptr) {
+            continue;
+        }
+        const std::string example = Split(row, "`")[1];
+        expectCall("kvtctl " + example, [&](uint32_t code, const Parcel& data, uint32_t flags) {
+            EXPECT_EQ(code, t->code);
+            EXPECT_EQ(t->call == Call::kOneWay, (flags & IBinder::FLAG_ONEWAY) != 0);
+            if (t->checksToken) {
                 EXPECT_TRUE(data.enforceInterface(IKVTService::descriptor));
             }
-            if (code != SELF_TEST) {  // which kvtctl asks without saying what for
-                ReadAsDescribed(row.request, data);
+            if (code != SELF_TEST && t->request != std::string("none")) {
+                ReadAsDescribed(t->request, data);  // self-test asks without saying what for
             }
             EXPECT_EQ(data.dataAvail(), 0u);
         });
@@ -212,35 +156,27 @@ TEST_F(ProtocolDoc, DescribesWhatIsSent) {
 }
 
 TEST_F(ProtocolDoc, ShowsTheBytesThatAreSent) {
-    // An example is a line ending in "code N, one-way:", and a fenced block of command and bytes.
-    std::map<std::string, std::pair<uint32_t, Bytes>> examples;
-    std::string command;
-    uint32_t code = 0;
-    bool fenced = false;
-    for (const std::string& line : Section("Worked examples")) {
-        if (line == "```") {
-            fenced = !fenced;
-        } else if (const size_t at = line.find("code "); !fenced && at != std::string::npos) {
-            code = static_cast<uint32_t>(std::stoul(line.substr(at + strlen("code "))));
-        } else if (fenced && StartsWith(line, "kvtctl ")) {
-            command = line;
-            examples[command].first = code;
-        } else if (fenced) {
-            const Bytes bytes = FromHex(line.substr(0, line.find('#')));
-            Bytes& all = examples[command].second;
-            all.insert(all.end(), bytes.begin(), bytes.end());
+    // An example is a line with "code N", and a fenced block: the command, and its bytes.
+    const std::string text = Section("Worked examples");
+    const std::string fence = "```\n";
+    int examples = 0;
+    for (size_t end = 0, begin; (begin = text.find(fence, end)) != std::string::npos; ++examples) {
+        const size_t number = text.rfind("code ", begin) + strlen("code ");
+        begin += fence.size();
+        end = text.find(fence, begin);
+        std::vector<std::string> lines = Split(text.substr(begin, end - begin), "\n");
+        end += fence.size();
+        std::string bytes;
+        for (size_t i = 1; i < lines.size(); ++i) {
+            bytes += lines[i].substr(0, lines[i].find('#'));
         }
+        expectCall(lines[0], [&](uint32_t code, const Parcel& data, uint32_t flags) {
+            EXPECT_EQ(code, NumberAt(text, number));
+            EXPECT_EQ(flags, IBinder::FLAG_ONEWAY);
+            EXPECT_EQ(BytesOf(data), FromHex(bytes));
+        });
     }
-    EXPECT_EQ(examples.size(), 2u);
-    for (const auto& entry : examples) {
-        SCOPED_TRACE(entry.first);
-        expectCall([&] { run(entry.first); },
-                   [&](uint32_t sent, const Parcel& data, uint32_t flags) {
-                       EXPECT_EQ(sent, entry.second.first);
-                       EXPECT_EQ(flags, IBinder::FLAG_ONEWAY);
-                       EXPECT_EQ(BytesOf(data), entry.second.second);
-                   });
-    }
+    EXPECT_EQ(examples, 2);
 }
 
 }  // namespace

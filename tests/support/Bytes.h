@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <binder/IBinder.h>
 #include <binder/Parcel.h>
 
 #include <cctype>
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace KVT {
@@ -46,6 +48,19 @@ inline Bytes BytesOf(const android::Parcel& parcel) {
 inline void Fill(android::Parcel* parcel, const Bytes& bytes) {
     parcel->setData(bytes.data(), bytes.size());
     parcel->setDataPosition(0);
+}
+
+/** Status and reply. */
+using Answer = std::pair<android::status_t, Bytes>;
+
+/** Makes a call that waits, with a request of these bytes. */
+inline Answer Transact(const android::sp<android::IBinder>& binder, uint32_t code,
+                       const Bytes& request) {
+    android::Parcel data;
+    android::Parcel reply;
+    Fill(&data, request);
+    const android::status_t status = binder->transact(code, data, &reply);
+    return {status, BytesOf(reply)};
 }
 
 /** The interface token of the service, as Android 10 writes it. */
