@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-// The bridge's failure paths, which no real VM can be made to take.
+// What the bridge does with its state, and the failures that no real VM can be made to have.
 #include <gmock/gmock.h>
 #include <pthread.h>
 
 #include <system_error>
 
 #include "jni/KVTService_jni.h"
+#include "tests/service/ClientSide.h"
 #include "tests/support/LogCapture.h"
 
 namespace KVT {
@@ -61,8 +62,11 @@ class FakeVm : public testing::Test {
         const android::sp<KVTListener> listener = new KVTGameFpsListener;
         listener->NotifyGameFpsToAps(fps);
     }
-    /** Makes the adapter known, as an unregistration does too. */
-    void knowAdapter() {
+    void registerListener() {
+        Java_com_norvik_android_zraps_ApsKVTAdapter_nativeKVTRegisterListener(
+            &env, reinterpret_cast<jobject>(&mAdapter));
+    }
+    void unregisterListener() {
         Java_com_norvik_android_zraps_ApsKVTAdapter_nativeKVTUnRegisterListener(
             &env, reinterpret_cast<jobject>(&mAdapter));
     }
@@ -105,7 +109,7 @@ TEST_F(FakeVm, DropsAReportThatCanNotBeDelivered) {
     JNI_OnLoad(&vm, nullptr);
     report(60);
     EXPECT_THAT(log.take(), ElementsAre(kNoAdapter)) << "before any call from Java";
-    knowAdapter();
+    unregisterListener();  // which makes the adapter known, too
 
     attachResult = JNI_ERR;
     report(60);
@@ -131,13 +135,31 @@ TEST_F(FakeVm, DropsAReportThatCanNotBeDelivered) {
 
 TEST_F(FakeVm, DropsAnExceptionOnlyBeforeTheNextReport) {
     JNI_OnLoad(&vm, nullptr);
-    knowAdapter();
+    unregisterListener();  // which makes the adapter known, too
     report(60);
     EXPECT_THAT(calls, ElementsAre("call 60", "delete"));
     calls.clear();
     pending = JNI_TRUE;  // as the call would have left it
     report(61);
     EXPECT_THAT(calls, ElementsAre("describe", "clear", "call 61", "delete"));
+}
+
+TEST_F(FakeVm, RegistersOnceUntilItForgets) {
+    const android::sp<ListenedService> service = new ListenedService;
+    Publish(service);
+    JNI_OnLoad(&vm, nullptr);
+    registerListener();
+    ASSERT_TRUE(service->awaitListeners(1));
+    registerListener();
+    EXPECT_THAT(log.take(), ElementsAre("E/KVTService_jni: jni: kvt has registered listener"));
+    unregisterListener();
+    unregisterListener();
+    registerListener();
+    ASSERT_TRUE(service->awaitListeners(2)) << "the service keeps the first one";
+    EXPECT_THAT(log.take(), IsEmpty());
+    EXPECT_THAT(service->take(), ElementsAre("RegisterListener", "RegisterListener"));
+    service->ReportGameFps(60);
+    EXPECT_THAT(calls, ElementsAre("call 60", "delete", "call 60", "delete"));
 }
 
 TEST_F(FakeVm, SaysThatARegistrationCouldNotStart) {
@@ -147,10 +169,8 @@ TEST_F(FakeVm, SaysThatARegistrationCouldNotStart) {
     ASSERT_EQ(pthread_attr_setstacksize(&attributes, size_t{1} << 50), 0);
     ASSERT_EQ(pthread_setattr_default_np(&attributes), 0);
     pthread_attr_destroy(&attributes);
-    int adapter = 0;
     try {
-        Java_com_norvik_android_zraps_ApsKVTAdapter_nativeKVTRegisterListener(
-            &env, reinterpret_cast<jobject>(&adapter));
+        registerListener();
         ADD_FAILURE() << "no exception";
     } catch (const std::system_error& error) {
         EXPECT_THAT(error.what(), testing::StartsWith("thread constructor failed"));
