@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // The native half of NativeService.java: a service in the JVM's own process.
-#include <jni.h>
-
 #include <cstdlib>
 #include <thread>
 #include <vector>
 
+#include "jni/KVTService_jni.h"
 #include "tests/service/ClientSide.h"
 
 namespace KVT {
@@ -29,6 +28,10 @@ extern "C" {
 JNIEXPORT void JNICALL Java_NativeService_publish(JNIEnv*, jclass) {
     KVT::gService = new KVT::ListenedService;
     KVT::Publish(KVT::gService);
+}
+
+JNIEXPORT void JNICALL Java_NativeService_register(JNIEnv* env, jclass, jobject adapter) {
+    Java_com_norvik_android_zraps_ApsKVTAdapter_nativeKVTRegisterListener(env, adapter);
 }
 
 JNIEXPORT void JNICALL Java_NativeService_reportOnNativeThread(JNIEnv* env, jclass,

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <map>
-#include <set>
 #include <tuple>
 
 #include "common/Turn.h"
@@ -136,8 +135,6 @@ const Exchange kExchanges[] = {
 
 std::map<std::string, std::string> PolicyInputs() {
     MutexLock lock(FpsCommon::decisionMutex);
-    const std::set<std::string> visible(FpsCommon::visibleAppSet.begin(),
-                                        FpsCommon::visibleAppSet.end());
     return {{"mode", std::to_string(FpsCommon::powerMode.load())},
             {"saving", std::to_string(FpsCommon::powerModeSwitch.load())},
             {"setting", std::to_string(FpsCommon::lcdSetting.load())},
@@ -145,7 +142,7 @@ std::map<std::string, std::string> PolicyInputs() {
             {"pointer", std::to_string(FpsCommon::underTpPointerControl.load())},
             {"fingerprint", std::to_string(FpsCommon::fingerprintStatus.load())},
             {"front", FpsCommon::CurrentPkgName()},
-            {"visible", android::base::Join(visible, ' ')}};
+            {"visible", android::base::Join(FpsCommon::visibleAppSet, ' ')}};
 }
 
 class Dispatcher : public Phone {
@@ -214,22 +211,18 @@ TEST_F(Dispatcher, RefusesWhatLacksTheToken) {
 
 TEST_F(Dispatcher, ReadsWhatIsCutOffAsZero) {
     const auto outcome = [this](uint32_t code, const Bytes& request) {
-        focus("com.example.other");
         settle();
-        decisions();
-        std::tuple<Answer, std::vector<std::string>> answered;
-        Turn::Take([&] { answered = {send(code, request), logs.take()}; });
-        return std::tuple(answered, service->take(), decisions().size());
+        std::tuple<Answer, std::vector<std::string>> answer;
+        Turn::Take([&] { answer = {send(code, request), logs.take()}; });
+        return std::tuple(answer, service->take());
     };
     for (const Exchange& e : kExchanges) {
+        const bool isFrame = e.code == SEND_LAYER_TIME_INFO;
         const size_t whole = e.request().size();
         size_t length = e.token ? FromHex(kServiceToken).size() : 0;
-        if (e.code == SEND_LAYER_TIME_INFO) {
-            length += FromHex("'layer#0' 00").size();  // or else there is no layer
-        }
-        // Half a time is none.
-        const bool isTimeNext = e.code == SEND_LAYER_TIME_INFO || e.code == NOTIFY_FRAME_REFRESH;
-        for (size_t step = isTimeNext ? 8 : 4; length < whole; length += std::exchange(step, 4)) {
+        length += isFrame ? FromHex("'layer#0' 00").size() : 0;  // without it there is no frame
+        size_t step = isFrame || e.code == NOTIFY_FRAME_REFRESH ? 8 : 4;  // half a time is none
+        for (; length < whole; length += std::exchange(step, 4)) {
             SCOPED_TRACE(std::to_string(e.code) + " of " + std::to_string(length) + " bytes");
             Bytes request = e.request();
             request.resize(length);

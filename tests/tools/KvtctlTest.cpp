@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <binder/Binder.h>
 #include <binder/IServiceManager.h>
 #include <gmock/gmock.h>
 
@@ -9,6 +8,7 @@
 
 #include "service/IKVTService.h"
 #include "sync/virtual/VirtualTime.h"
+#include "tests/support/Remote.h"
 #include "tools/kvtctl/Kvtctl.h"
 
 namespace KVT {
@@ -17,19 +17,14 @@ namespace {
 using android::status_t;
 using testing::HasSubstr;
 
-/** A service whose every answer is the same status. */
-class Service : public android::BBinder {
-  public:
-    explicit Service(status_t status) : mStatus(status) {}
-
-  protected:
-    status_t onTransact(uint32_t, const android::Parcel&, android::Parcel*, uint32_t) override {
-        return mStatus;
-    }
-
-  private:
-    const status_t mStatus;
-};
+/** Publishes a service whose every answer is the same status. */
+void PublishService(status_t status) {
+    android::defaultServiceManager()->addService(
+        IKVTService::descriptor,
+        new Remote([status](uint32_t, const android::Parcel&, android::Parcel*, uint32_t) {
+            return status;
+        }));
+}
 
 int Call(const std::vector<const char*>& args, std::string* out, const ctl::Process& process = {}) {
     std::vector<const char*> argv = {"kvtctl"};
@@ -77,8 +72,7 @@ TEST(KvtctlCalls, SaysWhyACallFailed) {
         {android::BAD_VALUE, "the call failed: Invalid argument (-22)\n"},
     };
     for (const auto& c : cases) {
-        android::defaultServiceManager()->addService(IKVTService::descriptor,
-                                                     new Service(c.status));
+        PublishService(c.status);
         for (const std::vector<const char*>& args :
              {std::vector<const char*>{"max-rate"}, {"power-mode", "4"}, {"touch", "1"}}) {
             std::string out;
@@ -90,7 +84,7 @@ TEST(KvtctlCalls, SaysWhyACallFailed) {
 
 TEST(KvtctlCalls, TellsThatAnEventOfTheCompositorFailed) {
     VirtualTime::Enter({});
-    android::defaultServiceManager()->addService(IKVTService::descriptor, new Service(android::OK));
+    PublishService(android::OK);
     ctl::Process process;
     for (const std::vector<const char*>& args :
          {std::vector<const char*>{"refresh"}, {"watch", "--for", "1"}}) {

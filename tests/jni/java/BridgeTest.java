@@ -44,9 +44,8 @@ public final class BridgeTest {
         expect(threads.contains(Thread.currentThread()), false);
     }
 
-    /** Runs with the adapter that lacks the method. */
     private static void noMethod() {
-        new ApsKVTAdapter().register();
+        NativeService.register(new Object());
         NativeService.reportOnNativeThread(new int[] {60, 61, 62});
         try {
             NativeService.report(63);
