@@ -71,6 +71,10 @@ struct Exchange {
     }
 };
 
+void SendFrame(IKVTService& service, LayerTimeInfo info) {
+    service.SendLayerTimeInfo(info);
+}
+
 // clang-format off
 const Exchange kExchanges[] = {
     // code, token, fields, reply, logs, call or changes; whoever changes an input also restores it
@@ -111,10 +115,9 @@ const Exchange kExchanges[] = {
         nullptr, {"pointer 0", "decided"}},
     {13, false, "01000000", kBase, {"I/aps-info: full video status: 1"}},
     {14, true, "'layer#0' 00  15cd5b0700000000 01000000", kNoException, {},
-        [](IKVTService& s) {
-            LayerTimeInfo info{"layer#0", 123456789, true};
-            s.SendLayerTimeInfo(info);
-        }},
+        [](IKVTService& s) { SendFrame(s, {"layer#0", 123456789, true}); }},
+    {14, true, "'layer#1' 00  ffffffffffffffff 00000000", kNoException, {},
+        [](IKVTService& s) { SendFrame(s, {"layer#1", -1, false}); }},
     {15, true, "01000000", kNoException, {}, [](IKVTService& s) { s.SetLcdEvent(1); }},
     {16, true, "feffffffffffffff", kNoException, {},
         [](IKVTService& s) { s.NotifyFrameRefresh(-2); }},

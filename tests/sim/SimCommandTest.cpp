@@ -49,6 +49,7 @@ TEST_F(Sim, RefusesBrokenScenariosWithFileLineAndReason) {
         {R"({"at_ms":1})", ":1: event: 'event' is missing"},
         {R"({"at_ms":-1,"event":"recover"})",
          ":1: recover: 'at_ms' should be a whole number from 0 to 86400000"},
+        {R"({"at_ms":1.5,"event":"recover"})", ":1: recover: 'at_ms' should be a whole number"},
         {R"({"at_ms":1,"event":"explode"})", ":1: there is no event 'explode'"},
         {R"({"at_ms":1,"event":"packages"})", ":1: packages: 'focus' is missing"},
         {R"({"at_ms":1,"event":"packages","focus":7})", ":1: packages: 'focus' should be a text"},
