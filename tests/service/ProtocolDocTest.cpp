@@ -98,7 +98,7 @@ class ProtocolDoc : public testing::Test {
 
     /** Expects one call of a kvtctl command, and looks at it. */
     void expectCall(const std::string& command, const Look& look) {
-        std::vector<std::string> words = Split(command, " ");
+        const std::vector<std::string> words = Split(command, " ");
         std::vector<const char*> argv;
         for (const std::string& word : words) {
             argv.push_back(word.c_str());
@@ -156,27 +156,22 @@ TEST_F(ProtocolDoc, DescribesWhatIsSent) {
 }
 
 TEST_F(ProtocolDoc, ShowsTheBytesThatAreSent) {
-    // An example is a line with "code N", and a fenced block: the command, and its bytes.
-    const std::string text = Section("Worked examples");
-    const std::string fence = "```\n";
-    int examples = 0;
-    for (size_t end = 0, begin; (begin = text.find(fence, end)) != std::string::npos; ++examples) {
-        const size_t number = text.rfind("code ", begin) + strlen("code ");
-        begin += fence.size();
-        end = text.find(fence, begin);
-        std::vector<std::string> lines = Split(text.substr(begin, end - begin), "\n");
-        end += fence.size();
+    // An example is a text with "code N", and a block in three backticks: the command, its bytes.
+    const std::vector<std::string> parts = Split(Section("Worked examples"), "`");
+    ASSERT_EQ(parts.size(), 13u) << "two examples";
+    for (const size_t block : {3, 9}) {
+        const std::string& intro = parts[block - 3];
+        const std::vector<std::string> lines = Split(parts[block], "\n");
         std::string bytes;
-        for (size_t i = 1; i < lines.size(); ++i) {
+        for (size_t i = 2; i < lines.size(); ++i) {
             bytes += lines[i].substr(0, lines[i].find('#'));
         }
-        expectCall(lines[0], [&](uint32_t code, const Parcel& data, uint32_t flags) {
-            EXPECT_EQ(code, NumberAt(text, number));
+        expectCall(lines[1], [&](uint32_t code, const Parcel& data, uint32_t flags) {
+            EXPECT_EQ(code, NumberAt(intro, intro.find("code ") + strlen("code ")));
             EXPECT_EQ(flags, IBinder::FLAG_ONEWAY);
             EXPECT_EQ(BytesOf(data), FromHex(bytes));
         });
     }
-    EXPECT_EQ(examples, 2);
 }
 
 }  // namespace
