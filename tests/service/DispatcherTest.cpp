@@ -260,7 +260,7 @@ TEST_F(Dispatcher, SurvivesACountThatPromisesTheWorld) {
 }
 
 TEST_F(Dispatcher, LeavesOtherCodesToTheBase) {
-    for (const uint32_t code : {0, 20, 20001, 20002, 30000}) {
+    for (const uint32_t code : {0u, 20u, 20001u, 20002u, 30000u}) {
         EXPECT_EQ(send(code, FromHex(kServiceToken)), Answer(kUnknown, {}));
     }
     EXPECT_EQ(send('_' << 24 | 'N' << 16 | 'T' << 8 | 'F', {}),

@@ -159,7 +159,7 @@ TEST_F(ProtocolDoc, ShowsTheBytesThatAreSent) {
     // An example is a text with "code N", and a block in three backticks: the command, its bytes.
     const std::vector<std::string> parts = Split(Section("Worked examples"), "`");
     ASSERT_EQ(parts.size(), 13u) << "two examples";
-    for (const size_t block : {3, 9}) {
+    for (const size_t block : {3u, 9u}) {
         const std::string& intro = parts[block - 3];
         const std::vector<std::string> lines = Split(parts[block], "\n");
         std::string bytes;

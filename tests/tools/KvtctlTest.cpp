@@ -46,6 +46,7 @@ TEST(KvtctlCalls, NamesWhatIsWrongWithACommandLine) {
         {{"config", "chekc"}, "not expected: chekc"},
         {{"packages", ""}, "FOCUS: must not be empty"},
         {{"fingerprint", "", "1"}, "PACKAGE: must not be empty"},
+        {{"setting", "3"}, "Value 3 not in range 0 to 2"},
         {{"watch", "--for", "10000000000"}, "--for: Value 10000000000 not in range 1 to 86400"},
     };
     for (const auto& c : cases) {
