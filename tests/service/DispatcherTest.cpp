@@ -132,7 +132,8 @@ const Exchange kExchanges[] = {
     {20000, false, kA + "00000000", kBase, {"I/kvt-fingerprint: packageName: a, status: 0"},
         nullptr, {"fingerprint 0", "decided"}},
     {20003, false, "05000000" + kA + kB + "00020000", "14000000",
-        {"D/KVTTEST: success! currentOperateType:5, filePatch:a, resultFileName:b, bufferSize:512"}},
+        {"D/KVTTEST: success! currentOperateType:5, filePatch:a, resultFileName:b, "
+         "bufferSize:512"}},
 };
 // clang-format on
 
