@@ -12,7 +12,6 @@
 #include <functional>
 #include <limits>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <thread>
 #include <utility>
@@ -24,7 +23,9 @@
 #include "tests/support/LogCapture.h"
 #include "tests/support/RecordingService.h"
 
+using testing::Contains;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 
 namespace KVT {
@@ -35,16 +36,11 @@ constexpr int64_t k90 = 11'111'111;
 const char kLayer[] = "SurfaceView - com.example.game#0";
 const char kRacingLayer[] = "SurfaceView - com.racergame.cityracing3d/.Main#0";
 
-/** What the rate listener is told. */
 class Listener : public GameRateListener {
   public:
-    void onGameRate(int32_t fps) override {
-        whileTold();
-        told.push_back(std::to_string(fps));
-    }
+    void onGameRate(int32_t fps) override { told.push_back(fps); }
 
-    std::vector<std::string> told;
-    std::function<void()> whileTold = [] {};
+    std::vector<int32_t> told;
 };
 
 /** What else happens at the points of an announcement at which other threads may go on. */
@@ -125,39 +121,44 @@ class GameFpsDetectTest : public testing::Test {
     int64_t timestamp = 5 * kNsPerS;
 };
 
-TEST_F(GameFpsDetectTest, AnnouncesTheMonitorsRateByDefault) {
-    detect().Clear();
-    frames(99, k60);
-    EXPECT_THAT(scheduler->take(), IsEmpty());
-    EXPECT_EQ(detect().GetCurrentFps(), 0);
-    frames(1, k60);
-    EXPECT_THAT(scheduler->take(), ElementsAre(Sent(60)));
-    EXPECT_EQ(detect().GetCurrentFps(), 60);
-    EXPECT_THAT(log.take(), ElementsAre("I/KVTService: GameFpsDetect: fps changed to 60fps"));
-    frames(100, k60);
-    EXPECT_THAT(scheduler->take(), ElementsAre(Sent(60))) << "sent again, though unchanged";
-    EXPECT_THAT(log.take(), IsEmpty());
+class GameFpsDetectModes : public GameFpsDetectTest {
+  protected:
+    /** @param window frames per result; `first`, the first one, is logged as `rates` */
+    void play(const char* mode, int window, int32_t first, const std::string& rates) {
+        property_set("persist.fps.mode", mode);
+        property_set("persist.dynamicfps.logswitch", "1");
+        frames(1, k60);  // its length is its time stamp: clamped
+        frames(window - 2, k60);
+        EXPECT_THAT(scheduler->take(), IsEmpty());
+        EXPECT_EQ(detect().GetCurrentFps(), 0);
+        log.take();
+        frames(1, k60);
+        EXPECT_THAT(scheduler->take(), ElementsAre(Sent(first)));
+        EXPECT_EQ(detect().GetCurrentFps(), first);
+        EXPECT_THAT(log.take(), Contains("I/KVTService: GameFpsDetect: " + rates));
+        frames(window, k60);
+        EXPECT_THAT(scheduler->take(), ElementsAre(Sent(60)));
+
+        frames(15, k90);
+        detect().Clear();
+        EXPECT_EQ(detect().GetCurrentFps(), 0);
+        frames(window - 1, k60);
+        EXPECT_THAT(scheduler->take(), IsEmpty());
+        frames(1, k60);
+        EXPECT_THAT(scheduler->take(), ElementsAre(Sent(60))) << "no long first frame this time";
+    }
+};
+
+TEST_F(GameFpsDetectModes, AnnounceTheMonitorsRateByDefault) {
+    play("", 100, 60, "fps 60 AI 60");
 }
 
-TEST_F(GameFpsDetectTest, AnnouncesTheDetectorsRateInMode0) {
-    property_set("persist.fps.mode", "0");
-    property_set("persist.dynamicfps.logswitch", "1");
-    frames(1, k60);  // the first frame's length is its time stamp: clamped
-    frames(48, k60);
-    EXPECT_THAT(scheduler->take(), IsEmpty());
-    log.take();
-    frames(1, k60);
-    EXPECT_THAT(scheduler->take(), ElementsAre(Sent(55)));
-    EXPECT_THAT(log.take(), testing::Contains("I/KVTService: GameFpsDetect: fps 20 AI 55"));
-    frames(50, k60);
-    EXPECT_THAT(scheduler->take(), ElementsAre(Sent(60)));
-    EXPECT_THAT(log.take(), testing::Contains("I/KVTService: GameFpsDetect: fps 60 AI 60"));
+TEST_F(GameFpsDetectModes, AnnounceTheDetectorsRateInMode0) {
+    play("0", 50, 55, "fps 20 AI 55");
 }
 
-TEST_F(GameFpsDetectTest, ReadsTheModeAsANumber) {
-    property_set("persist.fps.mode", "no number");
-    frames(50, k60);
-    EXPECT_THAT(scheduler->take(), testing::SizeIs(1)) << "reads as 0";
+TEST_F(GameFpsDetectModes, AnnounceTheDetectorsRateForWhatIsNoNumber) {
+    play("off", 50, 55, "fps 20 AI 55");
 }
 
 TEST_F(GameFpsDetectTest, ChoosesTheTarget) {
@@ -215,14 +216,11 @@ TEST_F(GameFpsDetectTest, ReportsTheHighestRateAfter121SecondsThenEveryChange) {
     announce(30);
     EXPECT_THAT(service->take(), ElementsAre(Reported(61)))
         << "the rates of the game before are forgotten";
-}
 
-TEST_F(GameFpsDetectTest, ReportsAtLeast60) {
-    detect().AttachService(service);
     detect().Clear();
     SleepFor(121 * kNsPerS);
     announce(30);
-    EXPECT_THAT(service->take(), ElementsAre(Reported(60))) << "the changed rate is reported once";
+    EXPECT_THAT(service->take(), ElementsAre(Reported(60))) << "at least 60";
 }
 
 TEST_F(GameFpsDetectTest, WaitsForAServiceToReportTo) {
@@ -242,12 +240,14 @@ TEST_F(GameFpsDetectTest, WaitsForAServiceToReportTo) {
     EXPECT_THAT(other->take(), ElementsAre(Reported(61)));
 }
 
-TEST_F(GameFpsDetectTest, TellsTheRateListenerOfEveryResult) {
-    announce(60);
-    announce(60);
+TEST_F(GameFpsDetectTest, TellsTheRateListenerOfEveryResultAndLogsChanges) {
+    frames(200, k60);
     announce(80);
     announce(55, kRacingLayer);
-    EXPECT_THAT(listener.told, ElementsAre("60", "60", "90", "55"));
+    EXPECT_THAT(listener.told, ElementsAre(60, 60, 90, 55));
+    EXPECT_THAT(log.take(), ElementsAre("I/KVTService: GameFpsDetect: fps changed to 60fps",
+                                        "I/KVTService: GameFpsDetect: fps changed to 90fps",
+                                        "I/KVTService: GameFpsDetect: fps changed to 55fps"));
 }
 
 /** Lets things happen while listeners are told. */
@@ -295,34 +295,17 @@ TEST_F(GameFpsDetectTest, LetsNoResultActOnTheNextGame) {
         frames(100, k60);
         SleepFor(121 * kNsPerS);
         frames(100, k60);
-        EXPECT_THAT(listener.told, ElementsAre("60", "60"));
+        EXPECT_THAT(listener.told, ElementsAre(60, 60));
         EXPECT_THAT(listeners->take(), ElementsAre(Reported(60))) << "not the old game's maximum";
     }
 }
 
-TEST_F(GameFpsDetectTest, StartsNoGameWhileTheOneBeforeIsActedOn) {
-    std::optional<VirtualThread> nextGame;
-    listener.whileTold = [&] {
-        nextGame.emplace("next game", [this] {
-            detect().Clear();
-            listener.told.push_back("next game");
-        });
-        VirtualTime::Settle();
-    };
-    announce(90);
-    nextGame->Join();
-    EXPECT_THAT(listener.told, ElementsAre("90", "next game"));
-}
-
 TEST_F(GameFpsDetectTest, LooksForTheSchedulerUntilItIsThere) {
-    const std::string missing =
-        "E/KVTService: GameFpsDetect: SendTargetFpsToAiSched could not find AISched service";
     publish(nullptr);
-    detect().SendTargetFpsToAiSched(90);
-    EXPECT_THAT(log.take(), ElementsAre(missing));
     announce(60);
+    EXPECT_THAT(log.take(), Contains("E/KVTService: GameFpsDetect: SendTargetFpsToAiSched could "
+                                     "not find AISched service"));
     EXPECT_EQ(detect().GetCurrentFps(), 60) << "announced to everyone else all the same";
-    log.take();
 
     publish(scheduler);
     detect().SendTargetFpsToAiSched(90);
@@ -353,28 +336,7 @@ TEST_F(GameFpsDetectTest, LooksTheSchedulerUpAgainAfterAFailedSend) {
     detect().SendTargetFpsToAiSched(64);
     EXPECT_THAT(log.take(), ElementsAre(failed)) << "the lookup after it stays quiet";
     detect().SendTargetFpsToAiSched(65);
-    EXPECT_THAT(log.take(), ElementsAre(testing::HasSubstr("could not find AISched service")));
-}
-
-TEST_F(GameFpsDetectTest, ClearsTheMonitor) {
-    frames(150, k90);
-    scheduler->take();
-    detect().Clear();
-    frames(99, k60);
-    EXPECT_THAT(scheduler->take(), IsEmpty());
-    frames(1, k60);
-    EXPECT_THAT(scheduler->take(), ElementsAre(Sent(60)));
-}
-
-TEST_F(GameFpsDetectTest, ClearsTheDetectorAndKeepsTheLastTimestamp) {
-    property_set("persist.fps.mode", "0");
-    frames(120, k90);
-    scheduler->take();
-    detect().Clear();
-    frames(49, k60);
-    EXPECT_THAT(scheduler->take(), IsEmpty());
-    frames(1, k60);
-    EXPECT_THAT(scheduler->take(), ElementsAre(Sent(60))) << "no long first frame among them";
+    EXPECT_THAT(log.take(), ElementsAre(HasSubstr("could not find AISched service")));
 }
 
 TEST_F(GameFpsDetectTest, SurvivesAbsurdTimestamps) {
@@ -391,25 +353,29 @@ TEST_F(GameFpsDetectTest, SurvivesAbsurdTimestamps) {
 /** Meant for ThreadSanitizer: everything that may happen while frames arrive, on real threads. */
 TEST_F(GameFpsDetectTest, StandsConcurrentUse) {
     std::atomic<bool> done{false};
-    std::thread others[] = {std::thread([&] {
-                                while (!done) {
-                                    detect().Clear();
-                                    detect().AttachService(service);
-                                }
-                            }),
-                            std::thread([&] {
-                                while (!done) {
-                                    detect().SendTargetFpsToAiSched(detect().GetCurrentFps());
-                                    scheduler->broken = !scheduler->broken;
-                                }
-                            }),
-                            std::thread([&] {
-                                while (!done) {
-                                    publish(nullptr);
-                                    publish(scheduler);
-                                    log.take();
-                                }
-                            })};
+    const std::function<void()> meanwhile[] = {
+        [&] {
+            detect().Clear();
+            detect().AttachService(service);
+        },
+        [&] {
+            detect().SendTargetFpsToAiSched(detect().GetCurrentFps());
+            scheduler->broken = !scheduler->broken;
+        },
+        [&] {
+            publish(nullptr);
+            publish(scheduler);
+            log.take();
+        },
+    };
+    std::vector<std::thread> others;
+    for (const auto& action : meanwhile) {
+        others.emplace_back([&] {
+            while (!done) {
+                action();
+            }
+        });
+    }
     frames(20'000, k60);
     done = true;
     for (std::thread& thread : others) {
