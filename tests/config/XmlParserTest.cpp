@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "config/XmlParser.h"
 
+#include <android-base/stringprintf.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
+#include <array>
 #include <functional>
 
 #include "display/LcdFpsControl.h"
@@ -15,8 +17,6 @@ namespace {
 
 using testing::Contains;
 using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::UnorderedElementsAre;
 
 class Config : public Phone {
   public:
@@ -36,7 +36,7 @@ class Config : public Phone {
 };
 
 TEST_F(Config, HasBuiltInCodesForEverySetting) {
-    const std::map<std::string, std::array<int32_t, 3>> expected = {
+    const std::pair<const char*, std::array<int32_t, 3>> rows[] = {
         {"app_default", {2, 3, 3}},
         {"game_default", {2, 9, 3}},
         {"app_perceptible_switch", {2, 9, 3}},
@@ -44,14 +44,13 @@ TEST_F(Config, HasBuiltInCodesForEverySetting) {
         {"game_perceptible_switch", {2, 3, 3}},
         {"game_imperceptible_switch", {2, 2, 3}},
     };
-    ASSERT_EQ(tables.settingSwitchMap.size(), 3u);
-    for (const auto& [name, codes] : expected) {
+    auto expected = decltype(builtIn)();
+    for (const auto& [name, codes] : rows) {
         for (int32_t setting = 0; setting < 3; ++setting) {
-            EXPECT_EQ(tables.settingSwitchMap.at(setting).find(name)->second,
-                      codes[static_cast<size_t>(setting)])
-                << name << " " << setting;
+            expected[setting][name] = codes[static_cast<size_t>(setting)];
         }
     }
+    EXPECT_EQ(builtIn, expected);
     FpsCommon::tables.settingSwitchMap[1]["app_default"] = 6;
     XmlParser::Init();
     EXPECT_EQ(tables.settingSwitchMap.at(1).find("app_default")->second, 6)
@@ -59,30 +58,28 @@ TEST_F(Config, HasBuiltInCodesForEverySetting) {
 }
 
 TEST_F(Config, KeepsBuiltInValuesWithoutAUsableFile) {
-    const std::string failed =
-        "E/KVTService: fpscommon: xml: failed to load file: " + path("kvt_config.xml");
-    const std::string noConfig = "E/KVTService: fpscommon: xml: could not find element 'Config'";
-    const struct {
-        const char* name;
-        const char* text;
-        std::vector<std::string> logs;
-    } cases[] = {
-        {"empty", "", {failed}},
-        {"not closed", "<Config><Params name=\"dynamic_fps_config\">", {failed}},
-        {"no XML", "setting_switch=1", {failed}},
-        {"other root", "<config/>", {noConfig}},
-        {"no group", "<Config/>", {}},
-        {"other group",
-         "<Config><Params name=\"other\"><Param name=\"force_multi_app_lcd_fps\" "
-         "value=\"1\"/></Params></Config>",
-         {}},
+    std::string bottomless = "<Config>";
+    for (int i = 0; i < 100000; ++i) {
+        bottomless += "<a>";
+    }
+    const std::string failed = "failed to load file: " + path("kvt_config.xml");
+    const std::string noConfig = "could not find element 'Config'";
+    const std::pair<std::string, std::string> cases[] = {
+        {"", failed},
+        {"<Config><Params name=\"dynamic_fps_config\">", failed},
+        {"setting_switch=1", failed},
+        {bottomless, failed},
+        {"<config/>", noConfig},
+        {"<Config/>", ""},
+        {"<Config><Params name=\"other\"><Param name=\"force_multi_app_lcd_fps\" value=\"1\"/>"
+         "</Params></Config>",
+         ""},
     };
-    XmlParser::ParseXmlConfigFile();
-    EXPECT_THAT(logs.take(), ElementsAre(failed)) << "missing";
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        parse(c.text);
-        EXPECT_EQ(logs.take(), c.logs);
+    for (const auto& [text, line] : cases) {
+        SCOPED_TRACE(text.substr(0, 100));
+        parse(text);
+        EXPECT_EQ(logs.take(), line.empty() ? std::vector<std::string>()
+                                            : std::vector{"E/KVTService: fpscommon: xml: " + line});
         EXPECT_EQ(tables.settingSwitchMap, builtIn);
         EXPECT_FALSE(tables.multiAppLcdFpsSwitch);
     }
@@ -97,15 +94,6 @@ TEST_F(Config, LoadsPlainFilesOnly) {
         EXPECT_THAT(logs.take(), ElementsAre("E/KVTService: fpscommon: xml: failed to load file: " +
                                              path(name)));
     }
-}
-
-TEST_F(Config, RefusesBottomlessNesting) {
-    std::string text;
-    for (int i = 0; i < 100000; ++i) {
-        text += "<a>";
-    }
-    parse("<Config>" + text);
-    EXPECT_EQ(logs.take().size(), 1u);
 }
 
 TEST_F(Config, ReadsSettingSwitches) {
@@ -132,59 +120,68 @@ TEST_F(Config, ReadsSettingSwitches) {
 }
 
 TEST_F(Config, ReadsScalars) {
+    const std::map<std::string, std::function<int32_t()>> read = {
+        {"setting_switch_id_default", [this] { return tables.defaultSettingId; }},
+        {"force_multi_app_lcd_fps", [this] { return tables.multiAppLcdFpsSwitch; }},
+        {"TP_pointer_position_switch", [this] { return tables.tpPointerSwitch; }},
+    };
     const struct {
-        const char* section;
-        std::function<bool(const ConfigTables&)> holds;
+        const char* name;
+        const char* value;
+        int32_t expected;
     } cases[] = {
-        {R"(<Param name="setting_switch_id_default" value="1"/>)",
-         [](const ConfigTables& t) { return t.defaultSettingId == 1; }},
-        {R"(<Param name="setting_switch_id_default" value="3"/>)",
-         [](const ConfigTables& t) { return t.defaultSettingId == 0; }},
-        {R"(<Param name="force_multi_app_lcd_fps" value="1"/>)",
-         [](const ConfigTables& t) { return t.multiAppLcdFpsSwitch; }},
-        {R"(<Param name="force_multi_app_lcd_fps" value="2"/>)",
-         [](const ConfigTables& t) { return !t.multiAppLcdFpsSwitch; }},
-        {R"(<Param name="TP_pointer_position_switch" value="0"/>)",
-         [](const ConfigTables& t) { return !t.tpPointerSwitch; }},
-        {R"(<Param name="TP_pointer_position_switch" value="2"/>)",
-         [](const ConfigTables& t) { return t.tpPointerSwitch; }},
-        {R"(<Param name="TP_pointer_position_switch"/>)",
-         [](const ConfigTables& t) { return !t.tpPointerSwitch; }},
-        {R"(<Param name="force_multi_app_lcd_fps" value=" 0X1"/>)",
-         [](const ConfigTables& t) { return t.multiAppLcdFpsSwitch; }},
-        {R"(<Param name="setting_switch_id_default" value="4294967298"/>)",
-         [](const ConfigTables& t) { return t.defaultSettingId == 2; }},
-        {R"(<Param name="TP_pointer_position_switch" value="1"/>
-            <Param name="TP_pointer_position_switch" value="0"/>)",
-         [](const ConfigTables& t) { return !t.tpPointerSwitch; }},
+        {"setting_switch_id_default", "value='1'", 1},
+        {"setting_switch_id_default", "value='3'", 0},
+        {"setting_switch_id_default", "value='4294967298'", 2},
+        {"force_multi_app_lcd_fps", "value='1'", 1},
+        {"force_multi_app_lcd_fps", "value='2'", 0},
+        {"force_multi_app_lcd_fps", "value=' 0X1'", 1},
+        {"TP_pointer_position_switch", "value='0'", 0},
+        {"TP_pointer_position_switch", "value='2'", 1},
+        {"TP_pointer_position_switch", "", 0},
     };
     for (const auto& c : cases) {
-        sections(c.section);
-        EXPECT_TRUE(c.holds(tables)) << c.section;
+        sections("<Param name='" + std::string(c.name) + "' " + c.value + "/>");
+        EXPECT_EQ(read.at(c.name)(), c.expected) << c.name << " " << c.value;
     }
+    sections(
+        "<Param name='setting_switch_id_default' value='1'/>"
+        "<Param name='setting_switch_id_default' value='2'/>");
+    EXPECT_EQ(tables.defaultSettingId, 2) << "the last one";
 }
 
-TEST_F(Config, ReadsApplicationLists) {
+TEST_F(Config, ReadsApplicationListsAndPrintsItsTables) {
+    FpsCommon::tables.settingSwitchMap = {{1, {{"b", 2}, {"a", 1}}}};
     sections(R"(<Param name="application_list">
-          <list name="app_type_perceptible_list"><type>1</type><type> 2x</type>
-              <type>99999999999</type></list>
+          <list name="app_type_perceptible_list"><type>1</type><type> 2x</type></list>
           <list name="app_pkg_perceptible_list"><pkg><!-- no text --><!-- nor this -->com.first</pkg>
           </list>
         </Param>
         <Param name="application_list">
-          <list name="app_type_imperceptible_list"><type><!-- -->3</type></list>
+          <list name="app_type_imperceptible_list"><type><!-- --> 3x</type></list>
           <list name="app_pkg_perceptible_list"><pkg>com.example.*.more</pkg><pkg>*</pkg></list>
           <list name="app_pkg_imperceptible_list"><type>5</type></list>
           <list name="game_pkg_perceptible_list"><pkg>com.game</pkg></list>
           <list name="other_list"><pkg>com.other</pkg></list>
         </Param>)");
-    ASSERT_EQ(tables.appTypeFilterMap.size(), 1u) << "the second section starts types anew";
-    EXPECT_THAT(tables.appTypeFilterMap.at("app_type_imperceptible_list"), UnorderedElementsAre(3));
-    ASSERT_EQ(tables.appPkgFilterMap.size(), 1u) << "a list without packages makes no entry";
-    EXPECT_THAT(tables.appPkgFilterMap.at("app_pkg_perceptible_list"),
-                UnorderedElementsAre("com.first", "com.example.", ""));
-    EXPECT_THAT(tables.gameFilterMap.at("game_pkg_perceptible_list"),
-                UnorderedElementsAre("com.game"));
+    const std::string p = "I/KVTService: fpscommon: xml: ";
+    EXPECT_THAT(
+        logs.take(),
+        ElementsAre(p + "setting default value: 0", p + "setting id 1", p + "setting: a, 1",
+                    p + "setting: b, 2",
+                    p + "appTypeFilterMap size 1",  // the second section starts types anew
+                    p + "app type list app_type_imperceptible_list", p + "app type list: value 3",
+                    p + "appPkgFilterMap size 1",  // a list without packages makes no entry
+                    p + "app pkg list app_pkg_perceptible_list",
+                    p + "app pkg list: value com.first", p + "app pkg list: value com.example.",
+                    p + "app pkg list: value ", p + "gameFilterMap size 1",
+                    p + "game pkg list game_pkg_perceptible_list",
+                    p + "game pkg list: value com.game", p + "TP pointer switch value: 1",
+                    p + "force multi-app lcd fps switch value: 0",
+                    p + "high freq smart slide model config: "
+                        "0 0.6 0.8 5000.0 0.6 0.8 15000.0 0.6 0.8"));
+    sections(List("app_type_perceptible_list", "<type>99999999999</type>"));
+    EXPECT_EQ(tables.appTypeFilterMap.at("app_type_perceptible_list").count(2147483647), 1u);
 }
 
 TEST_F(Config, ReadsTheFirstGroupOfItsNameOnly) {
@@ -197,105 +194,42 @@ TEST_F(Config, ReadsTheFirstGroupOfItsNameOnly) {
         << "an empty group is printed, too";
 }
 
-TEST_F(Config, PrintsItsTables) {
-    FpsCommon::tables.settingSwitchMap = {{1, {{"b", 2}, {"a", 1}}}};
-    sections(R"(<Param name="application_list">
-        <list name="app_type_perceptible_list"><type>7</type></list>
-        <list name="app_pkg_perceptible_list"><pkg>com.app</pkg></list>
-        <list name="game_pkg_perceptible_list"><pkg>com.game</pkg></list></Param>)");
-    const std::string p = "I/KVTService: fpscommon: xml: ";
-    EXPECT_THAT(
-        logs.take(),
-        ElementsAre(p + "setting default value: 0", p + "setting id 1", p + "setting: a, 1",
-                    p + "setting: b, 2", p + "appTypeFilterMap size 1",
-                    p + "app type list app_type_perceptible_list", p + "app type list: value 7",
-                    p + "appPkgFilterMap size 1", p + "app pkg list app_pkg_perceptible_list",
-                    p + "app pkg list: value com.app", p + "gameFilterMap size 1",
-                    p + "game pkg list game_pkg_perceptible_list",
-                    p + "game pkg list: value com.game", p + "TP pointer switch value: 1",
-                    p + "force multi-app lcd fps switch value: 0",
-                    p + "high freq smart slide model config: "
-                        "0 0.6 0.8 5000.0 0.6 0.8 15000.0 0.6 0.8"));
-}
-
-TEST_F(Config, DiesOfABrokenStructureWithOneClearLine) {
-    const struct {
-        const char* section;
-        const char* fault;
-    } cases[] = {
-        {"<Param value=\"1\"/>", ":2: element 'Param' without attribute 'name'"},
-        {"<Param name=\"setting_switch\"><setting>\n<switch value=\"1\"/></setting></Param>",
-         ":3: element 'switch' without attribute 'name'"},
-        {"<Param name=\"application_list\">\n<list/></Param>",
-         ":3: element 'list' without attribute 'name'"},
-        {"<Param name=\"application_list\"><list name=\"app_pkg_perceptible_list\">\n\n<pkg/>"
-         "</list></Param>",
-         ":4: element 'pkg' without text"},
-        {"<Param name=\"application_list\"><list name=\"app_type_perceptible_list\"><type/>"
-         "</list></Param>",
-         ":2: element 'type' without text"},
-        {"<Param name=\"application_list\"><list name=\"app_type_perceptible_list\"><type>game"
-         "</type></list></Param>",
-         ":2: element 'type': text 'game' does not begin with a number"},
-        {"<Param name=\"SF_composition_config\"><sf_param/></Param>",
-         ":2: element 'sf_param' without attribute 'name'"},
-        {"<Param name=\"high_freq_smart_slide_model_config\"><slide_param/></Param>",
-         ":2: element 'slide_param' without attribute 'name'"},
-        {"<Param name=\"partical_compose_threshold_config\"><cfg_param/></Param>",
-         ":2: element 'cfg_param' without attribute 'name'"},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EXIT(
-            {
-                __android_log_set_logger(__android_log_stderr_logger);
-                sections("\n" + std::string(c.section));
-            },
-            testing::KilledBySignal(SIGABRT), "fatal: .*kvt_config.xml" + std::string(c.fault));
-    }
-    EXPECT_EXIT(
-        {
-            __android_log_set_logger(__android_log_stderr_logger);
-            parse("<Config>\n<Params/></Config>");
-        },
-        testing::KilledBySignal(SIGABRT), ":2: element 'Params' without attribute 'name'");
-}
-
 TEST_F(Config, HandsCompositionParametersToTheCompositor) {
-    const std::string token = "00000080 ffffffff 1b000000 ~'android.ui.ISurfaceComposer' 0000";
     const struct {
         const char* params;
-        std::string bytes;
-        const char* log;
         bool on;
-        int32_t limit;
+        std::array<uint8_t, 5> values;  // switch, accumulation, penalty time, limit
     } cases[] = {
-        {"", "00000000 05000000 14000000 3c000000",
-         "switch 1, sfAccumTime 5, sfAccumCount 20, appPenaltyTime 60, appPenaltyCount 1", false,
-         1},
-        {R"(<sf_param name="sf_accum_time" value="8"/>)", "00000000 08000000 14000000 3c000000",
-         "switch 1, sfAccumTime 8, sfAccumCount 20, appPenaltyTime 60, appPenaltyCount 1", false,
-         1},
-        {R"(<sf_param name="switch" value="1"/><sf_param name="app_penalty_count" value="3"/>)",
-         "01000000 05000000 14000000 3c000000",
-         "switch 1, sfAccumTime 5, sfAccumCount 20, appPenaltyTime 60, appPenaltyCount 3", true, 3},
-        {"", "01000000 05000000 14000000 3c000000",
-         "switch 1, sfAccumTime 5, sfAccumCount 20, appPenaltyTime 60, appPenaltyCount 3", true, 3},
-        {R"(<sf_param name="switch" value="2"/><sf_param name="other" value="1"/>
-            <sf_param name="sf_accum_count" value="7"/><sf_param name="app_penalty_time"/>)",
-         "00000000 05000000 07000000 00000000",
-         "switch 2, sfAccumTime 5, sfAccumCount 7, appPenaltyTime 0, appPenaltyCount 3", false, 3},
+        {"", false, {1, 5, 20, 60, 1}},
+        {"<sf_param name='sf_accum_time' value='8'/>", false, {1, 8, 20, 60, 1}},
+        {"<sf_param name='switch' value='1'/><sf_param name='app_penalty_count' value='3'/>",
+         true,
+         {1, 5, 20, 60, 3}},
+        {"", true, {1, 5, 20, 60, 3}},
+        {"<sf_param name='switch' value='2'/><sf_param name='other' value='1'/>"
+         "<sf_param name='sf_accum_count' value='7'/><sf_param name='app_penalty_time'/>",
+         false,
+         {2, 5, 7, 0, 3}},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.log);
-        sections("<Param name=\"SF_composition_config\">" + std::string(c.params) + "</Param>");
+        SCOPED_TRACE(c.params);
+        sections(Section("SF_composition_config", c.params));
+        const auto& [switchValue, time, count, penalty, limit] = c.values;
+        Bytes bytes = FromHex("00000080 ffffffff 1b000000 ~'android.ui.ISurfaceComposer' 0000");
+        for (const uint8_t value : {uint8_t{c.on}, time, count, penalty}) {
+            bytes.insert(bytes.end(), {value, 0, 0, 0});
+        }
         const auto calls = fakes.compositor->takeCalls();
         ASSERT_EQ(calls.size(), 1u);
         EXPECT_EQ(calls[0].code, 7014u);
         EXPECT_EQ(calls[0].flags, 1u);
-        EXPECT_EQ(calls[0].bytes, FromHex(token + c.bytes));
-        EXPECT_THAT(logs.take(), Contains("I/KVTService: fpscommon: xml: " + std::string(c.log)));
+        EXPECT_EQ(calls[0].bytes, bytes);
+        EXPECT_THAT(logs.take(), Contains(android::base::StringPrintf(
+                                     "I/KVTService: fpscommon: xml: switch %d, sfAccumTime %d, "
+                                     "sfAccumCount %d, appPenaltyTime %d, appPenaltyCount %d",
+                                     switchValue, time, count, penalty, limit)));
         EXPECT_EQ(tables.gpuCompositionSwitch, c.on);
-        EXPECT_EQ(tables.gpuCompositionCountLimit, c.limit);
+        EXPECT_EQ(tables.gpuCompositionCountLimit, limit);
     }
 }
 
@@ -318,8 +252,7 @@ TEST_F(Config, WritesTheSlideModel) {
          "-3 0.600000 1.999000 5000.000000 0.600000 0.800000 20000.000000 0.600000 1.000000"},
     };
     for (const auto& c : cases) {
-        sections("<Param name=\"high_freq_smart_slide_model_config\">" + std::string(c.params) +
-                 "</Param>");
+        sections(Section("high_freq_smart_slide_model_config", c.params));
         EXPECT_EQ(tables.slideModelParams, c.text);
         char value[PROPERTY_VALUE_MAX];
         property_get("persist.kvt.slide_model_parms", value, "");
@@ -328,29 +261,23 @@ TEST_F(Config, WritesTheSlideModel) {
 }
 
 TEST_F(Config, ReadsThePartialCompositionThreshold) {
-    sections(R"(<Param name="partical_compose_threshold_config">
-        <cfg_param name="high_freq_compose_threshold" value="20"/></Param>)");
-    EXPECT_EQ(tables.partialComposeThreshold, 20);
-    EXPECT_FALSE(LcdFpsControl::particalComposeEnabled);
-    EXPECT_EQ(logs.take().front(),
-              "I/KVTService: fpscommon: xml: switch 0, particalComposeThreshold 20");
-    sections(R"(<Param name="partical_compose_threshold_config">
-        <cfg_param name="switch" value="1"/></Param>)");
-    EXPECT_TRUE(LcdFpsControl::particalComposeEnabled);
-    EXPECT_EQ(logs.take().front(),
-              "I/KVTService: fpscommon: xml: switch 1, particalComposeThreshold 20");
-    sections(R"(<Param name="partical_compose_threshold_config">
-        <cfg_param name="switch" value="2"/></Param>)");
-    EXPECT_FALSE(LcdFpsControl::particalComposeEnabled);
-}
-
-TEST_F(Config, LoadsAHundredThousandEntries) {
-    std::string list = "<Param name=\"application_list\"><list name=\"app_pkg_perceptible_list\">";
-    for (int i = 0; i < 100000; ++i) {
-        list += "<pkg>com.vendor" + std::to_string(i) + ".app</pkg>";
+    const struct {
+        const char* params;
+        const char* log;
+        bool on;
+    } cases[] = {
+        {"<cfg_param name='high_freq_compose_threshold' value='20'/>", "switch 0", false},
+        {"<cfg_param name='switch' value='1'/>", "switch 1", true},
+        {"", "switch 0", true},
+        {"<cfg_param name='switch' value='2'/>", "switch 2", false},
+    };
+    for (const auto& c : cases) {
+        sections(Section("partical_compose_threshold_config", c.params));
+        EXPECT_EQ(logs.take().front(), "I/KVTService: fpscommon: xml: " + std::string(c.log) +
+                                           ", particalComposeThreshold 20");
+        EXPECT_EQ(tables.partialComposeThreshold, 20);
+        EXPECT_EQ(LcdFpsControl::particalComposeEnabled, c.on);
     }
-    sections(list + "</list></Param>");
-    EXPECT_EQ(tables.appPkgFilterMap.at("app_pkg_perceptible_list").size(), 100000u);
 }
 
 }  // namespace

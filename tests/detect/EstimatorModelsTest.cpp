@@ -17,81 +17,57 @@ namespace {
 constexpr int64_t kLevelBoundaries[] = {45499999, 36999999, 31190474, 26964285, 23749999, 21222221,
                                         19181817, 17499999, 15357142, 13303571, 11736111};
 constexpr int64_t kAbsurd[] = {0, -5, 1'999'999, 66'666'667, 1'000'000'000, int64_t{1} << 61};
+constexpr int64_t kJitters[] = {1, 1, 2, 200'000, 1'500'000, 4'000'000, 12'000'000};
 
-/** Frames of one pattern, their lengths in steps of `grain` from `offset`; or another game. */
+/** Frames of one pattern, their lengths in steps of `grain` from `offset`. */
 struct Stretch {
-    bool clear;
     int frames;
     FramePattern pattern;
     int64_t grain = 1;
     int64_t offset = 0;
 };
 
-class Streams {
-  public:
-    explicit Streams(uint64_t seed) : mRandom(seed) {}
-
-    Stretch next() {
-        Stretch stretch = {upTo(9) == 0,
-                           static_cast<int>(upTo(upTo(3) == 0 ? 1000 : 120)),
-                           {period(), jitter(), 0, 0}};
-        const int64_t kind = upTo(5);
-        if (kind == 0) {
-            stretch.pattern.swingNs = upTo(9'000'000);
-        } else if (kind == 1) {
-            stretch.pattern.dropPerMille = static_cast<int32_t>(upTo(400));
-        } else if (kind == 2) {
-            // Few different lengths, so that bounds fall on lengths that occur; and close to 65
-            // fps, where one frame more or less in the mean makes a difference.
-            stretch.grain = upTo(2) == 0 ? 1 : 2'000'000;
-            stretch.offset = 15'384'615 - 7 * stretch.grain;
-            stretch.pattern = {7 * stretch.grain, upTo(3) * stretch.grain, 0,
-                               static_cast<int32_t>(upTo(99))};
-        }
-        return stretch;
+Stretch AnyStretch(std::mt19937_64& random) {
+    const auto below = [&random](int64_t end) {
+        return static_cast<int64_t>(random() % static_cast<uint64_t>(end));
+    };
+    const auto oneOf = [&](const auto& values) {
+        return values[below(static_cast<int64_t>(std::size(values)))];
+    };
+    const int64_t periods[] = {oneOf(kAbsurd),
+                               8'000'000 + below(50'000'000),
+                               1'000'000'000 / (14 + below(87)),
+                               1'000'000'000 / (14 + below(87)),
+                               oneOf(kLevelBoundaries),
+                               oneOf(kLevelBoundaries) + 1};
+    const auto frames = static_cast<int>(below(below(4) == 0 ? 1000 : 120));
+    Stretch stretch = {frames, {oneOf(periods), below(oneOf(kJitters)), 0, 0}};
+    const int64_t kind = below(6);
+    if (kind == 0) {
+        stretch.pattern.swingNs = below(9'000'000);
+    } else if (kind == 1) {
+        stretch.pattern.dropPerMille = static_cast<int32_t>(below(400));
+    } else if (kind == 2) {
+        // Few different lengths, so that bounds fall on lengths that occur; and close to 65 fps,
+        // where one frame more or less in the mean makes a difference.
+        stretch.grain = below(3) == 0 ? 1 : 2'000'000;
+        stretch.offset = 15'384'615 - 7 * stretch.grain;
+        stretch.pattern = {7 * stretch.grain, below(4) * stretch.grain, 0,
+                           static_cast<int32_t>(below(100))};
     }
-
-  private:
-    int64_t upTo(int64_t greatest) {
-        return static_cast<int64_t>(mRandom() % static_cast<uint64_t>(greatest + 1));
-    }
-    template <size_t N>
-    int64_t oneOf(const int64_t (&values)[N]) {
-        return values[upTo(N - 1)];
-    }
-
-    int64_t period() {
-        switch (upTo(7)) {
-            case 0:
-                return oneOf(kAbsurd);
-            case 1:
-                return 8'000'000 + upTo(50'000'000);
-            case 2:
-            case 3:
-                return 1'000'000'000 / (14 + upTo(86));
-            default:
-                return oneOf(kLevelBoundaries) + upTo(1);
-        }
-    }
-
-    int64_t jitter() {
-        const int64_t most[] = {0, 0, 1, 200'000, 1'500'000, 4'000'000, 12'000'000};
-        return upTo(oneOf(most));
-    }
-
-    std::mt19937_64 mRandom;
-};
+    return stretch;
+}
 
 void ExpectTheModelsAnswers(uint64_t seed) {
-    Streams streams(seed);
+    std::mt19937_64 random(seed);
     FrameStream lengths(seed);
     FpsDetector detector;
     FpsMonitor monitor;
     LevelModel levelModel;
     StatisticalModel statisticalModel;
     for (int frame = 0; frame < 5000;) {
-        const Stretch stretch = streams.next();
-        if (stretch.clear) {
+        const Stretch stretch = AnyStretch(random);
+        if (random() % 10 == 0) {  // another game
             detector.Clear();
             monitor.Clear();
             levelModel.Clear();

@@ -72,16 +72,13 @@ TEST(FpsDetector, JudgesStreams) {
 }
 
 TEST(FpsDetector, TakesAbsurdLengthsForTheNearestSaneOne) {
-    const int64_t extremes[][2] = {{0, 2'000'000},
-                                   {1'999'999, 2'000'000},
-                                   {66'666'666, 66'666'666},
-                                   {66'666'667, 66'666'666},
-                                   {std::numeric_limits<int64_t>::min(), 2'000'000},
-                                   {std::numeric_limits<int64_t>::max(), 66'666'666}};
-    for (const auto& [given, taken] : extremes) {
-        int64_t length = given;
+    using Limits = std::numeric_limits<int64_t>;
+    const Lengths given = {Limits::min(), 1'999'999, 2'000'001, 66'666'667, Limits::max()};
+    const Lengths taken = {2'000'000, 2'000'000, 2'000'001, 66'666'666, 66'666'666};
+    for (size_t i = 0; i < given.size(); ++i) {
+        int64_t length = given[i];
         FpsDetector().ValidFrameLen(length);
-        EXPECT_EQ(length, taken);
+        EXPECT_EQ(length, taken[i]);
     }
 }
 

@@ -175,4 +175,12 @@ inline std::string ConfigWith(const std::string& sections) {
     return "<Config><Params name=\"dynamic_fps_config\">" + sections + "</Params></Config>";
 }
 
+inline std::string Section(const std::string& name, const std::string& content) {
+    return "<Param name=\"" + name + "\">" + content + "</Param>";
+}
+
+inline std::string List(const std::string& name, const std::string& entries) {
+    return Section("application_list", "<list name=\"" + name + "\">" + entries + "</list>");
+}
+
 }  // namespace KVT

@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
-#include <sstream>
+#include <fstream>
 
 #include "config/SlideModel.h"
 #include "config/XmlParser.h"
@@ -18,29 +18,29 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::SizeIs;
 using testing::StartsWith;
 
-const std::filesystem::path kFolder = KVT_CONFIG_DIR;
-
-std::vector<std::filesystem::path> FilesIn(const char* folder, const char* extension) {
-    std::vector<std::filesystem::path> files;
-    for (const auto& entry : std::filesystem::directory_iterator(kFolder / folder)) {
-        if (entry.path().extension() == extension) {
-            files.push_back(entry.path());
+/**
+ * The findings that are noted in a file's comments, as "COLUMN: TEXT": at the end of the line that
+ * they are about, or alone on the lines below it.
+ */
+std::vector<std::string> NotedIn(const std::filesystem::path& file) {
+    std::ifstream stream(file);
+    std::vector<std::string> notes;
+    int about = 0;
+    std::string line;
+    for (int number = 1; std::getline(stream, line); ++number) {
+        size_t note = line.find("<!-- ");
+        about = line.find_first_not_of(' ') == note ? about : number;
+        for (; note != std::string::npos; note = line.find("<!-- ", note + 1)) {
+            if (isdigit(line[note + 5]) != 0) {
+                notes.push_back(std::to_string(about) + ":" +
+                                line.substr(note + 5, line.find(" -->", note) - note - 5));
+            }
         }
     }
-    return files;
-}
-
-std::vector<std::string> LinesOf(const std::filesystem::path& file) {
-    std::string text;
-    EXPECT_TRUE(android::base::ReadFileToString(file, &text)) << file;
-    std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(line);
-    }
-    return lines;
+    return notes;
 }
 
 class Checker : public Phone {
@@ -55,68 +55,109 @@ class Checker : public Phone {
         return texts;
     }
 
-    std::vector<std::string> checkText(const std::string& text) {
+    std::string write(const std::string& text) {
         EXPECT_TRUE(android::base::WriteStringToFile(text, path("checked.xml")));
-        return check(path("checked.xml"));
+        return path("checked.xml");
     }
+
+    std::vector<std::string> checkText(const std::string& text) { return check(write(text)); }
 };
 
-TEST_F(Checker, FindsInBrokenFilesWhatIsWrittenBesideThem) {
-    const auto files = FilesIn("broken", ".xml");
-    ASSERT_GE(files.size(), 15u);
-    for (std::filesystem::path file : files) {
-        SCOPED_TRACE(file);
-        const std::vector<std::string> findings = check(file);
-        EXPECT_EQ(findings, LinesOf(file.replace_extension(".expected")));
+std::string SwitchTo(const std::string& name, int32_t code) {
+    return Section("setting_switch", "<setting id='1'><switch name='" + name + "' value='" +
+                                         std::to_string(code) + "'/></setting>");
+}
+
+TEST_F(Checker, FindsInBrokenFilesWhatIsNotedInThem) {
+    size_t files = 0;
+    for (const auto& file : std::filesystem::directory_iterator(KVT_CONFIG_DIR "/broken")) {
+        const std::vector<std::string> findings = check(file.path());
+        EXPECT_EQ(findings, NotedIn(file.path())) << file;
         EXPECT_FALSE(findings.empty());
+        ++files;
+    }
+    EXPECT_EQ(files, 7u);
+}
+
+TEST_F(Checker, FindsWhatStandsAroundTheSections) {
+    const struct {
+        const char* text;
+        std::vector<std::string> findings;
+    } cases[] = {
+        {"<config>\n<Params name='dynamic_fps_config'/></config>",
+         {"no element 'Config': the built-in values hold; should be a <Config>",
+          "1:1: element 'config' beside the root is ignored; should be one <Config> in the file"}},
+        {"<Config>\n    <Params name='dynamic_fps'/></Config>",
+         {"1:1: no parameter group 'dynamic_fps_config': the built-in values hold; should be one "
+          "<Params name=\"dynamic_fps_config\">",
+          "2:13: parameter group 'dynamic_fps' is ignored; should be 'dynamic_fps_config'"}},
+        {"<?xml version='1.0'>\n<Config/>\n<?xml version='1.0'?>\n<!DOCTYPE Config SYSTEM 'c.dtd'>"
+         "<Config>\n<Params name='dynamic_fps_config'/></Config>",
+         {"1:20: the declaration goes on to the '?>' on line 3, and what stands before that is "
+          "ignored; should be no '<' or '>' in it",
+          "4:1: '<!DOCTYPE Config SYSTEM 'c.dtd'>' is ignored; should be an element or a comment",
+          "5:1: parameter group without sections is ignored; should be at least one <Param>"}},
+        {"<?xml version='1.0'?>\n<!-- <Config a='> -->\r\n"
+         "<Config><Params note='a > \"b\"'\n name='dynamic_fps_config'>"
+         "<![CDATA[<x>]]><Param name='TP_pointer_position_switch'\n\tvalue = "
+         "'7'/></Params></Config>",
+         {"3:17: unknown attribute 'note' of <Params> is ignored; should be 'name'",
+          "4:28: text '<x>' is ignored; should be <Param>",
+          "5:2: switch value 7 counts as on; should be 0 or 1"}},
+        {"\xef\xbb\xbf<Config><Params name='dynamic_fps_config'><Param/></Params></Config>",
+         {"1:43: fatal: <Param> without attribute 'name'; should be a name"}},
+    };
+    for (const auto& row : cases) {
+        EXPECT_EQ(checkText(row.text), row.findings) << row.text;
     }
 }
 
 // Each fatal fault alone in a file: the service ends on it exactly when the checker says so.
 TEST_F(Checker, CallsFatalWhatEndsTheService) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const char* const types = "app_type_perceptible_list";
+    const char* const packages = "app_pkg_perceptible_list";
     const struct {
-        const char* config;
-        bool fatal;
+        std::string config;
+        const char* fault;  // line and text; null: none
     } cases[] = {
-        {"<Params/>", true},
-        {"<Params name='dynamic_fps_config'/><Params/>", false},
-        {"<Params name='dynamic_fps_config'><Param/></Params>", true},
-        {"<Params name='other'><Param/></Params>", false},
-        {"<Params name='dynamic_fps_config'><Param name='unknown'><list/></Param></Params>", false},
-        {"<Params name='dynamic_fps_config'><Param name='application_list'><list "
-         "name='app_type_perceptible_list'><type>x1</type></list></Param></Params>",
-         true},
-        {"<Params name='dynamic_fps_config'><Param name='application_list'><list "
-         "name='app_type_perceptible_list'><type>1x</type></list></Param></Params>",
-         false},
-        {"<Params name='dynamic_fps_config'><Param name='application_list'><list "
-         "name='app_type_perceptible_list'><pkg/></list></Param></Params>",
-         false},
-        {"<Params name='dynamic_fps_config'><Param name='application_list'><list "
-         "name='app_pkg_perceptible_list'><pkg> </pkg></list></Param></Params>",
-         true},
-        {"<Params name='dynamic_fps_config'><Param name='application_list'><list "
-         "name='unknown'><pkg/></list></Param></Params>",
-         false},
+        {"<Config>\n<Params/></Config>", "2: element 'Params' without attribute 'name'"},
+        {"<Config><Params name='dynamic_fps_config'/><Params/></Config>", nullptr},
+        {"<Config><Params name='other'><Param/></Params></Config>", nullptr},
+        {ConfigWith("\n<Param/>"), "2: element 'Param' without attribute 'name'"},
+        {ConfigWith(Section("unknown", "<list/>")), nullptr},
+        {ConfigWith(Section("setting_switch", "<setting>\n<switch value='1'/></setting>")),
+         "2: element 'switch' without attribute 'name'"},
+        {ConfigWith(Section("application_list", "\n<list/>")),
+         "2: element 'list' without attribute 'name'"},
+        {ConfigWith(List(packages, "\n\n<pkg/>")), "3: element 'pkg' without text"},
+        {ConfigWith(List(packages, "<pkg> </pkg>")), "1: element 'pkg' without text"},
+        {ConfigWith(List(types, "<type/>")), "1: element 'type' without text"},
+        {ConfigWith(List(types, "<type>x1</type>")),
+         "1: element 'type': text 'x1' does not begin with a number"},
+        {ConfigWith(List(types, "<type>1x</type>")), nullptr},
+        {ConfigWith(List(types, "<pkg/>")), nullptr},
+        {ConfigWith(List("unknown", "<pkg/>")), nullptr},
+        {ConfigWith(Section("SF_composition_config", "<sf_param/>")),
+         "1: element 'sf_param' without attribute 'name'"},
+        {ConfigWith(Section("high_freq_smart_slide_model_config", "<slide_param/>")),
+         "1: element 'slide_param' without attribute 'name'"},
+        {ConfigWith(Section("partical_compose_threshold_config", "<cfg_param/>")),
+         "1: element 'cfg_param' without attribute 'name'"},
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.config);
-        const std::string text = "<Config>" + std::string(row.config) + "</Config>";
-        const std::vector<std::string> findings = checkText(text);
+        const std::vector<std::string> findings = checkText(row.config);
         EXPECT_FALSE(findings.empty());
-        bool fatal = false;
-        for (const std::string& finding : findings) {
-            fatal = fatal || finding.find("fatal: ") != std::string::npos;
-        }
-        EXPECT_EQ(fatal, row.fatal);
-        ASSERT_TRUE(android::base::WriteStringToFile(text, path("kvt_config.xml")));
-        const auto parse = [] {
+        EXPECT_EQ(testing::Value(findings, Contains(HasSubstr(": fatal: "))), row.fault != nullptr);
+        const auto parse = [this] {
+            __android_log_set_logger(__android_log_stderr_logger);
+            SetPaths({path("checked.xml"), path("cpus")});
             XmlParser::ParseXmlConfigFile();
-            exit(0);
+            _exit(0);
         };
-        if (row.fatal) {
-            EXPECT_DEATH(parse(), "");
+        if (row.fault != nullptr) {
+            EXPECT_EXIT(parse(), testing::KilledBySignal(SIGABRT),
+                        "fatal: " + path("checked.xml") + ":" + row.fault + "\n");
         } else {
             EXPECT_EXIT(parse(), testing::ExitedWithCode(0), "");
         }
@@ -124,29 +165,27 @@ TEST_F(Checker, CallsFatalWhatEndsTheService) {
 }
 
 TEST_F(Checker, RefusesWhatIsNoConfiguration) {
-    ASSERT_GE(FilesIn("unreadable", ".xml").size(), 4u);
-    for (const auto& file : FilesIn("unreadable", ".xml")) {
-        ConfigDocument document;
-        EXPECT_FALSE(document.load(file)) << file;
-        EXPECT_THAT(document.error(),
-                    AllOf(StartsWith(file.string()), HasSubstr("no well-formed XML")));
-    }
-    ConfigDocument folder;
-    EXPECT_FALSE(folder.load(kFolder));
-    EXPECT_THAT(folder.error(), HasSubstr("not a plain file"));
-    ConfigDocument missing;
-    EXPECT_FALSE(missing.load(path("nowhere.xml")));
-    EXPECT_THAT(missing.error(), HasSubstr("No such file"));
-    ConfigDocument failing;
-    EXPECT_FALSE(failing.load("/proc/self/mem"));
-    EXPECT_EQ(failing.error(), "/proc/self/mem: Input/output error");
     std::string deep;
     for (int i = 0; i < 100'000; ++i) {
         deep += "<Config>";
     }
-    ASSERT_TRUE(android::base::WriteStringToFile(deep, path("deep.xml")));
-    ConfigDocument nested;
-    EXPECT_FALSE(nested.load(path("deep.xml")));
+    for (const std::string& text :
+         {std::string(), std::string("no xml at all"), std::string("<Config>\n<Params></Config>"),
+          std::string("<Config a='1' a='2'/>"), deep}) {
+        const std::string file = write(text);
+        ConfigDocument document;
+        EXPECT_FALSE(document.load(file));
+        EXPECT_THAT(document.error(), AllOf(StartsWith(file), HasSubstr("no well-formed XML")));
+    }
+    const std::pair<std::string, std::string> others[] = {
+        {"/proc/self", "not a plain file"},
+        {path("nowhere.xml"), "No such file or directory"},
+        {"/proc/self/mem", "Input/output error"}};
+    for (const auto& [file, error] : others) {
+        ConfigDocument document;
+        EXPECT_FALSE(document.load(file));
+        EXPECT_EQ(document.error(), file + ": " + error);
+    }
 }
 
 TEST_F(Checker, KnowsEverySectionSwitchListAndParameterOfTheLibrary) {
@@ -156,45 +195,22 @@ TEST_F(Checker, KnowsEverySectionSwitchListAndParameterOfTheLibrary) {
                     Contains(HasSubstr("unknown attribute 'strange'")))
             << section.name;
     }
-    std::string switches;
     for (const std::string& name : settingSwitchNames) {
-        for (const int32_t code : validFpsCodes) {
-            const bool found = code == 5 || code == 6 ||  // no panel shows their rates
-                               (code == 0 && name.find("default") != std::string::npos);
-            EXPECT_THAT(checkText(ConfigWith("<Param name='setting_switch'><setting id='1'><switch "
-                                             "name='" +
-                                             name + "' value='" + std::to_string(code) +
-                                             "'/></setting></Param>")),
-                        testing::SizeIs(found ? 1 : 0))
-                << name << " " << code;
-        }
+        EXPECT_THAT(checkText(ConfigWith(SwitchTo(name, 3))), IsEmpty()) << name;
     }
     for (const std::string& name : applicationListNames) {
         const bool types = name.find("type") != std::string::npos;
-        EXPECT_THAT(checkText(ConfigWith("<Param name='application_list'><list name='" + name +
-                                         "'>" + (types ? "<type>1</type>" : "<pkg>a.b</pkg>") +
-                                         "</list></Param>")),
+        EXPECT_THAT(checkText(ConfigWith(List(name, types ? "<type>1</type>" : "<pkg>a.b</pkg>"))),
                     IsEmpty())
             << name;
     }
     for (const SlideParam& row : kSlideParams) {
-        EXPECT_THAT(checkText(ConfigWith("<Param name='high_freq_smart_slide_model_config'>"
-                                         "<slide_param name='" +
-                                         std::string(row.name) + "' value='1.5'/></Param>")),
+        EXPECT_THAT(checkText(ConfigWith(Section(
+                        "high_freq_smart_slide_model_config",
+                        "<slide_param name='" + std::string(row.name) + "' value='1.5'/>"))),
                     IsEmpty())
             << row.name;
     }
-}
-
-TEST_F(Checker, FindsColumnsThroughCommentsAndQuotes) {
-    EXPECT_THAT(checkText("<?xml version='1.0'?>\n<!-- <Config a='> -->\r\n"
-                          "<Config><Params note='a > \"b\"'\n name='dynamic_fps_config'>"
-                          "<![CDATA[<x>]]><Param name='TP_pointer_position_switch'\n"
-                          "\tvalue = '7'/></Params></Config>"),
-                ElementsAre(HasSubstr("3:17: unknown attribute"), HasSubstr("4:28: text '<x>'"),
-                            HasSubstr("5:2: switch value 7 counts as on")));
-    EXPECT_THAT(checkText("\xef\xbb\xbf<config/><Config><Params/></Config>"),
-                Contains(StartsWith("1:18: fatal: <Params> without")));
 }
 
 TEST_F(Checker, KnowsWhichCodesAPanelCanFollow) {
@@ -208,15 +224,11 @@ TEST_F(Checker, KnowsWhichCodesAPanelCanFollow) {
         {{"30", "60", "144"}, {3, 4, 5, 6, 9}},
     };
     for (const auto& row : cases) {
-        const PanelRates rates(row.rates);
         for (const int32_t code : validFpsCodes) {
-            ASSERT_TRUE(android::base::WriteStringToFile(
-                ConfigWith("<Param name='setting_switch'><setting id='1'><switch name="
-                           "'app_perceptible_switch' value='" +
-                           std::to_string(code) + "'/></setting></Param>"),
-                path("checked.xml")));
             const bool without = testing::Value(row.without, Contains(code));
-            EXPECT_THAT(check(path("checked.xml"), rates), testing::SizeIs(without ? 1 : 0))
+            EXPECT_THAT(check(write(ConfigWith(SwitchTo("app_perceptible_switch", code))),
+                              PanelRates(row.rates)),
+                        SizeIs(without ? 1 : 0))
                 << testing::PrintToString(row.rates) << " " << code;
         }
     }
@@ -252,14 +264,8 @@ TEST_F(Checker, AnswersSoonForAHundredThousandEntries) {
         text += "<pkg>com.example.app" + std::to_string(100'000 + i) + "</pkg>\n";
     }
     text += "<pkg>com.example.app1234567</pkg>\n";
-    EXPECT_THAT(checkText(ConfigWith("<Param name='application_list'>"
-                                     "<list name='app_pkg_perceptible_list'>" +
-                                     text + "</list></Param>")),
+    EXPECT_THAT(checkText(ConfigWith(List("app_pkg_perceptible_list", text))),
                 ElementsAre(HasSubstr("'com.example.app123456' of list")));
-}
-
-TEST_F(Checker, HasNothingToSayAboutTheSample) {
-    EXPECT_THAT(check(KVT_SAMPLE_CONFIG), IsEmpty());
 }
 
 }  // namespace
