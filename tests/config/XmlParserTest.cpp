@@ -133,6 +133,7 @@ TEST_F(Config, ReadsScalars) {
         {"setting_switch_id_default", "value='1'", 1},
         {"setting_switch_id_default", "value='3'", 0},
         {"setting_switch_id_default", "value='4294967298'", 2},
+        {"setting_switch_id_default", "value='2'/><Param name='setting_switch_id_default'", 0},
         {"force_multi_app_lcd_fps", "value='1'", 1},
         {"force_multi_app_lcd_fps", "value='2'", 0},
         {"force_multi_app_lcd_fps", "value=' 0X1'", 1},
@@ -144,10 +145,6 @@ TEST_F(Config, ReadsScalars) {
         sections("<Param name='" + std::string(c.name) + "' " + c.value + "/>");
         EXPECT_EQ(read.at(c.name)(), c.expected) << c.name << " " << c.value;
     }
-    sections(
-        "<Param name='setting_switch_id_default' value='1'/>"
-        "<Param name='setting_switch_id_default' value='2'/>");
-    EXPECT_EQ(tables.defaultSettingId, 2) << "the last one";
 }
 
 TEST_F(Config, ReadsApplicationListsAndPrintsItsTables) {
@@ -239,8 +236,7 @@ TEST_F(Config, WritesTheSlideModel) {
         const char* text;
     } cases[] = {
         {"", "0 0.600000 0.800000 5000.000000 0.600000 0.800000 15000.000000 0.600000 0.800000"},
-        {R"(<slide_param name="switch" value="-3"/>
-            <slide_param name="low_velocity_friction_gain" value="2.0"/>
+        {R"(<slide_param name="low_velocity_friction_gain" value="2.0"/>
             <slide_param name="low_velocity_init_velocity_gain" value="1.999"/>
             <slide_param name="medium_velocity_level" value="-1"/>
             <slide_param name="medium_velocity_friction_gain"/>
@@ -248,7 +244,7 @@ TEST_F(Config, WritesTheSlideModel) {
             <slide_param name="high_velocity_friction_gain" value="nan"/>
             <slide_param name="high_velocity_init_velocity_gain" value="1"/>
             <slide_param name="high_velocity_init_velocity_gain" value="3"/>
-            <slide_param name="unknown" value="1"/>)",
+            <slide_param name="unknown" value="1"/><slide_param name="switch" value="-3"/>)",
          "-3 0.600000 1.999000 5000.000000 0.600000 0.800000 20000.000000 0.600000 1.000000"},
     };
     for (const auto& c : cases) {

@@ -30,6 +30,11 @@ inline Lengths Joined(const std::deque<Lengths>& windows) {
 
 class LevelModel {
   public:
+    /** The longest frames of each level but the lowest; ns. */
+    static constexpr int64_t kBoundaries[] = {45499999, 36999999, 31190474, 26964285,
+                                              23749999, 21222221, 19181817, 17499999,
+                                              15357142, 13303571, 11736111};
+
     void Clear() { *this = {}; }
 
     bool UpdateFps(int64_t length) {
@@ -41,10 +46,6 @@ class LevelModel {
 
   private:
     static constexpr int32_t kFps[] = {20, 25, 30, 35, 40, 45, 50, 55, 60, 70, 80, 90};
-    static constexpr int64_t kBoundaries[] = {45499999, 36999999, 31190474, 26964285,
-                                              23749999, 21222221, 19181817, 17499999,
-                                              15357142, 13303571, 11736111};
-
     static int levelOf(int64_t period) {
         int level = 0;
         while (level < 11 && kBoundaries[level] >= period) {

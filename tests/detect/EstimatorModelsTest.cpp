@@ -14,8 +14,6 @@
 namespace KVT {
 namespace {
 
-constexpr int64_t kLevelBoundaries[] = {45499999, 36999999, 31190474, 26964285, 23749999, 21222221,
-                                        19181817, 17499999, 15357142, 13303571, 11736111};
 constexpr int64_t kAbsurd[] = {0, -5, 1'999'999, 66'666'667, 1'000'000'000, int64_t{1} << 61};
 constexpr int64_t kJitters[] = {1, 1, 2, 200'000, 1'500'000, 4'000'000, 12'000'000};
 
@@ -38,8 +36,8 @@ Stretch AnyStretch(std::mt19937_64& random) {
                                8'000'000 + below(50'000'000),
                                1'000'000'000 / (14 + below(87)),
                                1'000'000'000 / (14 + below(87)),
-                               oneOf(kLevelBoundaries),
-                               oneOf(kLevelBoundaries) + 1};
+                               oneOf(LevelModel::kBoundaries),
+                               oneOf(LevelModel::kBoundaries) + 1};
     const auto frames = static_cast<int>(below(below(4) == 0 ? 1000 : 120));
     Stretch stretch = {frames, {oneOf(periods), below(oneOf(kJitters)), 0, 0}};
     const int64_t kind = below(6);

@@ -8,7 +8,6 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
-#include <cstring>
 #include <functional>
 #include <limits>
 #include <mutex>
@@ -43,9 +42,6 @@ class Listener : public GameRateListener {
     std::vector<int32_t> told;
 };
 
-/** What else happens at the points of an announcement at which other threads may go on. */
-std::function<void(const std::string& point)> gMeanwhile = [](const std::string&) {};
-
 /** Notes every message as "type text length". */
 class Scheduler : public android::BBinder {
   public:
@@ -61,7 +57,6 @@ class Scheduler : public android::BBinder {
         const std::string type = std::to_string(data.readInt32());
         const std::string text = data.readString8().string();
         const std::string length = std::to_string(data.readInt32());
-        gMeanwhile("scheduler");
         MutexLock lock(mMutex);
         mMessages.push_back(type + " " + text + " " + length);
         return broken ? android::DEAD_OBJECT : android::OK;
@@ -248,56 +243,6 @@ TEST_F(GameFpsDetectTest, TellsTheRateListenerOfEveryResultAndLogsChanges) {
     EXPECT_THAT(log.take(), ElementsAre("I/KVTService: GameFpsDetect: fps changed to 60fps",
                                         "I/KVTService: GameFpsDetect: fps changed to 90fps",
                                         "I/KVTService: GameFpsDetect: fps changed to 55fps"));
-}
-
-/** Lets things happen while listeners are told. */
-class InterruptedService : public RecordingService {
-  public:
-    void ReportGameFps(int32_t fps) override {
-        RecordingService::ReportGameFps(fps);
-        gMeanwhile("listeners");
-    }
-};
-
-TEST_F(GameFpsDetectTest, LetsNoResultActOnTheNextGame) {
-    property_set("persist.dynamicfps.logswitch", "1");
-    __android_log_set_logger([](const __android_logger_data*, const char* message) {
-        gMeanwhile(strstr(message, " AI ") != nullptr ? "log" : "other log");
-    });
-    const android::sp<RecordingService> listeners = new InterruptedService;
-    detect().AttachService(listeners);
-    std::string overtakenAt;
-    bool overtaken = true;
-    gMeanwhile = [&](const std::string& point) {
-        if (point == overtakenAt && !std::exchange(overtaken, true)) {
-            // On a thread of its own, as a package event is; this one may be in the middle of a log.
-            VirtualThread nextGame("next game", [this] { detect().Clear(); });
-        }
-    };
-    for (const char* point : {"log", "scheduler", "listeners"}) {
-        SCOPED_TRACE(point);
-        overtakenAt = point;
-        detect().Clear();
-        frames(100, k60);
-        SleepFor(121 * kNsPerS);
-        frames(100, k60);  // listeners hear of every change now
-        listeners->take();
-        listener.told.clear();
-
-        overtaken = false;
-        while (!overtaken) {
-            frames(1, k90);
-        }
-        EXPECT_EQ(detect().GetCurrentFps(), 0);
-        EXPECT_THAT(listener.told, IsEmpty());
-        EXPECT_EQ(listeners->take().size(), overtakenAt == "listeners" ? 1u : 0u);
-
-        frames(100, k60);
-        SleepFor(121 * kNsPerS);
-        frames(100, k60);
-        EXPECT_THAT(listener.told, ElementsAre(60, 60));
-        EXPECT_THAT(listeners->take(), ElementsAre(Reported(60))) << "not the old game's maximum";
-    }
 }
 
 TEST_F(GameFpsDetectTest, LooksForTheSchedulerUntilItIsThere) {

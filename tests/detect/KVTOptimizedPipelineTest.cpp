@@ -63,8 +63,10 @@ TEST(KVTOptimizedPipeline, CopiesAnIllegalRing) {
     Ring expected = ring;
     expected.at(0) = 0;
     EXPECT_EQ(Pipeline::GetOptimizedFrameStats(ring.slots, ring.index), expected.slots);
-    std::vector<int64_t> wrongSize(40, 1);
-    EXPECT_EQ(Pipeline::GetOptimizedFrameStats(wrongSize, 3), std::vector<int64_t>(128, 0));
+    std::vector<int64_t> empty;
+    int64_t period = 0;
+    EXPECT_TRUE(Pipeline::IsFrameStatsIllegal(empty, 3, period));
+    EXPECT_EQ(Pipeline::GetOptimizedFrameStats(empty, 3), std::vector<int64_t>(128, 0));
 }
 
 TEST(KVTOptimizedPipeline, EvensOutALegalRing) {

@@ -61,6 +61,9 @@ class Checker : public Phone {
     }
 
     std::vector<std::string> checkText(const std::string& text) { return check(write(text)); }
+    std::vector<std::string> checkSections(const std::string& sections) {
+        return checkText(ConfigWith(sections));
+    }
 };
 
 std::string SwitchTo(const std::string& name, int32_t code) {
@@ -169,9 +172,9 @@ TEST_F(Checker, RefusesWhatIsNoConfiguration) {
     for (int i = 0; i < 100'000; ++i) {
         deep += "<Config>";
     }
-    for (const std::string& text :
-         {std::string(), std::string("no xml at all"), std::string("<Config>\n<Params></Config>"),
-          std::string("<Config a='1' a='2'/>"), deep}) {
+    const std::string texts[] = {"", "no xml at all", "<Config>\n<Params></Config>",
+                                 "<Config a='1' a='2'/>", deep};
+    for (const std::string& text : texts) {
         const std::string file = write(text);
         ConfigDocument document;
         EXPECT_FALSE(document.load(file));
@@ -190,25 +193,23 @@ TEST_F(Checker, RefusesWhatIsNoConfiguration) {
 
 TEST_F(Checker, KnowsEverySectionSwitchListAndParameterOfTheLibrary) {
     for (const XmlParser::Section& section : XmlParser::kSections) {
-        EXPECT_THAT(checkText(ConfigWith("<Param name='" + std::string(section.name) +
-                                         "' value='0' strange='1'><strange/></Param>")),
+        EXPECT_THAT(checkSections("<Param name='" + std::string(section.name) +
+                                  "' value='0' strange='1'><strange/></Param>"),
                     Contains(HasSubstr("unknown attribute 'strange'")))
             << section.name;
     }
     for (const std::string& name : settingSwitchNames) {
-        EXPECT_THAT(checkText(ConfigWith(SwitchTo(name, 3))), IsEmpty()) << name;
+        EXPECT_THAT(checkSections(SwitchTo(name, 3)), IsEmpty()) << name;
     }
     for (const std::string& name : applicationListNames) {
         const bool types = name.find("type") != std::string::npos;
-        EXPECT_THAT(checkText(ConfigWith(List(name, types ? "<type>1</type>" : "<pkg>a.b</pkg>"))),
+        EXPECT_THAT(checkSections(List(name, types ? "<type>1</type>" : "<pkg>a.b</pkg>")),
                     IsEmpty())
             << name;
     }
     for (const SlideParam& row : kSlideParams) {
-        EXPECT_THAT(checkText(ConfigWith(Section(
-                        "high_freq_smart_slide_model_config",
-                        "<slide_param name='" + std::string(row.name) + "' value='1.5'/>"))),
-                    IsEmpty())
+        const std::string param = "<slide_param name='" + std::string(row.name) + "' value='1.5'/>";
+        EXPECT_THAT(checkSections(Section("high_freq_smart_slide_model_config", param)), IsEmpty())
             << row.name;
     }
 }
@@ -253,7 +254,7 @@ TEST_F(Checker, ShowsTextOfTheFileWithoutItsControlCharacters) {
         {x79 + "\xc3\xa9y", x79 + "\xc3\xa9..."},
     };
     for (const auto& row : cases) {
-        EXPECT_THAT(checkText(ConfigWith("<Param name='" + row.text + "'/>")),
+        EXPECT_THAT(checkSections("<Param name='" + row.text + "'/>"),
                     ElementsAre(HasSubstr("unknown section '" + row.shown + "' is ignored")));
     }
 }
@@ -264,7 +265,7 @@ TEST_F(Checker, AnswersSoonForAHundredThousandEntries) {
         text += "<pkg>com.example.app" + std::to_string(100'000 + i) + "</pkg>\n";
     }
     text += "<pkg>com.example.app1234567</pkg>\n";
-    EXPECT_THAT(checkText(ConfigWith(List("app_pkg_perceptible_list", text))),
+    EXPECT_THAT(checkSections(List("app_pkg_perceptible_list", text)),
                 ElementsAre(HasSubstr("'com.example.app123456' of list")));
 }
 
