@@ -26,7 +26,7 @@ TEST(FpsDetector, JudgesStreams) {
     const Lengths at60(50, k60);
     // 15 ms beats 60 fps with its margin (15.38 ms), while the mean stays within 60's level.
     const auto fast = [](size_t frames) { return Window(frames, 15'000'000, 17'000'000); };
-    // 18.5 ms is slower than 60 fps with its margin (17.54 ms); more than 44 change the mean.
+    // 18.5 ms is slower than 60 fps with its margin (17.54 ms).
     const auto slow = [](size_t frames) { return Window(frames, 18'500'000, 16'000'000); };
     // 60 slow frames in two windows, and a mean of 17.8 ms: 55 is proposed but not taken at once.
     const Lengths partlySlow = Window(30, 19'000'000, 16'000'000);

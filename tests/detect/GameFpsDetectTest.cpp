@@ -19,6 +19,7 @@
 #include "linux/vendor/Protocol.h"
 #include "state/PolicyState.h"
 #include "sync/virtual/VirtualTime.h"
+#include "tests/detect/Play.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/RecordingService.h"
 
@@ -30,8 +31,6 @@ using testing::IsEmpty;
 namespace KVT {
 namespace {
 
-constexpr int64_t k60 = 16'666'666;
-constexpr int64_t k90 = 11'111'111;
 const char kLayer[] = "SurfaceView - com.example.game#0";
 const char kRacingLayer[] = "SurfaceView - com.racergame.cityracing3d/.Main#0";
 
@@ -108,18 +107,8 @@ class GameFpsDetectTest : public testing::Test {
         return scheduler->take();
     }
 
-    android::sp<Scheduler> scheduler = new Scheduler;
-    android::sp<RecordingService> service = new RecordingService;
-    Listener listener;
-    std::once_flag connected;
-    LogCapture log;
-    int64_t timestamp = 5 * kNsPerS;
-};
-
-class GameFpsDetectModes : public GameFpsDetectTest {
-  protected:
     /** @param window frames per result; `first`, the first one, is logged as `rates` */
-    void play(const char* mode, int window, int32_t first, const std::string& rates) {
+    void playInMode(const char* mode, int window, int32_t first, const std::string& rates) {
         property_set("persist.fps.mode", mode);
         property_set("persist.dynamicfps.logswitch", "1");
         frames(1, k60);  // its length is its time stamp: clamped
@@ -142,18 +131,25 @@ class GameFpsDetectModes : public GameFpsDetectTest {
         frames(1, k60);
         EXPECT_THAT(scheduler->take(), ElementsAre(Sent(60))) << "no long first frame this time";
     }
+
+    android::sp<Scheduler> scheduler = new Scheduler;
+    android::sp<RecordingService> service = new RecordingService;
+    Listener listener;
+    std::once_flag connected;
+    LogCapture log;
+    int64_t timestamp = 5 * kNsPerS;
 };
 
-TEST_F(GameFpsDetectModes, AnnounceTheMonitorsRateByDefault) {
-    play("", 100, 60, "fps 60 AI 60");
+TEST_F(GameFpsDetectTest, AnnouncesTheMonitorsRateByDefault) {
+    playInMode("", 100, 60, "fps 60 AI 60");
 }
 
-TEST_F(GameFpsDetectModes, AnnounceTheDetectorsRateInMode0) {
-    play("0", 50, 55, "fps 20 AI 55");
+TEST_F(GameFpsDetectTest, AnnouncesTheDetectorsRateInMode0) {
+    playInMode("0", 50, 55, "fps 20 AI 55");
 }
 
-TEST_F(GameFpsDetectModes, AnnounceTheDetectorsRateForWhatIsNoNumber) {
-    play("off", 50, 55, "fps 20 AI 55");
+TEST_F(GameFpsDetectTest, AnnouncesTheDetectorsRateForWhatIsNoNumber) {
+    playInMode("off", 50, 55, "fps 20 AI 55");
 }
 
 TEST_F(GameFpsDetectTest, ChoosesTheTarget) {

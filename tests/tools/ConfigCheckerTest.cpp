@@ -84,7 +84,7 @@ TEST_F(Checker, FindsInBrokenFilesWhatIsNotedInThem) {
 
 TEST_F(Checker, FindsWhatStandsAroundTheSections) {
     const struct {
-        const char* text;
+        std::string text;
         std::vector<std::string> findings;
     } cases[] = {
         {"<config>\n<Params name='dynamic_fps_config'/></config>",
@@ -109,6 +109,9 @@ TEST_F(Checker, FindsWhatStandsAroundTheSections) {
           "5:2: switch value 7 counts as on; should be 0 or 1"}},
         {"\xef\xbb\xbf<Config><Params name='dynamic_fps_config'><Param/></Params></Config>",
          {"1:43: fatal: <Param> without attribute 'name'; should be a name"}},
+        {ConfigWith(Section("TP_pointer_position_switch", "")) + '\0' + "<Config/>",
+         {"what follows the first zero byte is ignored; should be a text file",
+          "1:43: <Param> without attribute 'value', which reads as 0; should be an integer"}},
     };
     for (const auto& row : cases) {
         EXPECT_EQ(checkText(row.text), row.findings) << row.text;

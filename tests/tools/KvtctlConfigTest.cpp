@@ -16,6 +16,7 @@ namespace KVT {
 namespace {
 
 using testing::AllOf;
+using testing::ContainsRegex;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -71,9 +72,7 @@ TEST_F(Kvtctl, TellsByItsStatusHowChecksWent) {
 
 TEST_F(Kvtctl, RefusesACommandLineThatItCanNotRead) {
     const std::vector<std::vector<std::string>> cases = {
-        {},
         {"config"},
-        {"configure"},
         {"config", "check"},
         {"config", "check", "--rates", "60,x", KVT_SAMPLE_CONFIG},
         {"config", "explain", KVT_SAMPLE_CONFIG},
@@ -163,9 +162,8 @@ TEST_F(Kvtctl, ExplainsByEntryOrDefault) {
         EXPECT_THAT(err, HasSubstr("the file has findings"));
     }
     EXPECT_EQ(run({"config", "explain", config, "com.example.a"}), 0);
-    EXPECT_THAT(out, AllOf(HasSubstr("\nsetting 0: code 2, 60 Hz\n"),
-                           HasSubstr("\nsetting 1 (default): code 9, "),
-                           HasSubstr("\nsetting 2: code 3, 90 Hz\n")));
+    EXPECT_THAT(out, ContainsRegex("\nsetting 0: code 2, 60 Hz\n.*\nsetting 1 .default.: code 9, "
+                                   ".*\n.*\nsetting 2: code 3, 90 Hz\n"));
 }
 
 TEST_F(Kvtctl, ExplainsALimitThatHoldsEverything) {
@@ -187,6 +185,7 @@ TEST_F(Kvtctl, ExplainsNoFileThatWouldEndTheService) {
     EXPECT_EQ(out, "");
     EXPECT_THAT(err, HasSubstr(fatal + ":1:43: fatal: <Param> without attribute 'name'"));
     EXPECT_EQ(run({"config", "explain", path("nowhere.xml"), "a.b"}), 2);
+    EXPECT_THAT(err, HasSubstr("nowhere.xml: No such file"));
 
     EXPECT_EQ(run({"config", "explain", file("<Config/>"), "a.b", "--setting", "1"}), 0);
     EXPECT_THAT(out, HasSubstr("code 3, 90 Hz\n    because of app_default, built in"));
