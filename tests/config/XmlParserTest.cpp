@@ -151,8 +151,8 @@ TEST_F(Config, ReadsApplicationListsAndPrintsItsTables) {
     FpsCommon::tables.settingSwitchMap = {{1, {{"b", 2}, {"a", 1}}}};
     sections(R"(<Param name="application_list">
           <list name="app_type_perceptible_list"><type>1</type><type> 2x</type></list>
-          <list name="app_pkg_perceptible_list"><pkg><!-- no text --><!-- nor this -->com.first</pkg>
-          </list>
+          <list name="app_pkg_perceptible_list">
+            <pkg><!-- no text --><!-- nor this -->com.first</pkg></list>
         </Param>
         <Param name="application_list">
           <list name="app_type_imperceptible_list"><type><!-- --> 3x</type></list>

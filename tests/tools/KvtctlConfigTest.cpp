@@ -89,8 +89,7 @@ TEST_F(Kvtctl, RefusesACommandLineThatItCanNotRead) {
     EXPECT_THAT(out, AllOf(HasSubstr("check"), HasSubstr("explain")));
 }
 
-TEST_F(Kvtctl, ExplainsByEntryOrDefault) {
-    const std::string config = file(ConfigWith(R"(
+const char kExplained[] = R"(
 <Param name="setting_switch"><setting id="1">
   <switch name="app_default" value="4"/>
   <switch name="app_perceptible_switch" value="9"/>
@@ -105,7 +104,10 @@ TEST_F(Kvtctl, ExplainsByEntryOrDefault) {
   </list>
   <list name="app_pkg_imperceptible_list"><pkg>org.example</pkg></list>
   <list name="game_pkg_perceptible_list"><pkg>com.example.game</pkg></list>
-</Param>)"));
+</Param>)";
+
+TEST_F(Kvtctl, ExplainsByEntryOrDefault) {
+    const std::string config = file(ConfigWith(kExplained));
     const struct {
         std::vector<std::string> args;  // the package first
         const char* kind;
