@@ -17,7 +17,6 @@
 #include <cstdlib>
 #include <iterator>
 
-#include "fuzz/FuzzInput.h"
 #include "tests/platform/linux/binder/FakeDriver.h"
 
 namespace KVT::fuzz {
@@ -26,6 +25,42 @@ namespace {
 using namespace android;
 using test::Answer;
 using test::FakeDriver;
+using test::NameOf;
+
+/** A fuzzer's bytes, taken from the front; zeros once they are used up. */
+class FuzzInput {
+  public:
+    FuzzInput(const uint8_t* data, size_t size) : mLeft(data, data + size) {}
+
+    bool empty() const { return mNext == mLeft.size(); }
+
+    std::vector<uint8_t> bytes(size_t wanted) {
+        const auto begin = mLeft.begin() + static_cast<ptrdiff_t>(mNext);
+        const size_t size = std::min(wanted, mLeft.size() - mNext);
+        mNext += size;
+        return {begin, begin + static_cast<ptrdiff_t>(size)};
+    }
+
+    template <typename T>
+    T take() {
+        T value{};
+        const std::vector<uint8_t> taken = bytes(sizeof(value));
+        std::copy(taken.begin(), taken.end(), reinterpret_cast<uint8_t*>(&value));
+        return value;
+    }
+
+    /** A number below `limit`, from one byte. */
+    size_t pick(size_t limit) { return take<uint8_t>() % limit; }
+
+    template <typename T, size_t N>
+    T& pickFrom(T (&choices)[N]) {
+        return choices[pick(N)];
+    }
+
+  private:
+    std::vector<uint8_t> mLeft;
+    size_t mNext = 0;
+};
 
 constexpr size_t kObjects = 3;
 constexpr int32_t kProxies = 3;
@@ -63,9 +98,10 @@ class Session {
   private:
     std::optional<Answer> nextAnswer();
     bool addCommand(Answer* answer);
-    void addReference(Answer* answer, uint32_t command);
+    void addReference(Answer* answer, bool taken);
     void addDeath(Answer* answer);
-    bool addGarbage(Answer* answer);
+    void addGarbage(Answer* answer);
+    void addCall(Answer* answer);
     binder_transaction_data body();
     flat_binder_object object();
     void balance();
@@ -73,8 +109,6 @@ class Session {
     FuzzInput mInput;
     FakeDriver& mDriver = FakeDriver::Get();
     sp<Object> mObjects[kObjects] = {new Object, new Object, new Object};
-    int mStrong[kObjects] = {};  // as the driver counts: confirmed, less released
-    int mWeak[kObjects] = {};
     sp<IBinder> mProxies[kProxies];
     std::vector<int> mDescriptors;
     const sp<Watcher> mWatcher = new Watcher;
@@ -95,6 +129,8 @@ status_t Object::onTransact(uint32_t code, const Parcel& data, Parcel* reply, ui
 
 void Session::run() {
     gSession = this;
+    // Answered before it was sent, as no real driver does, a call is sent without its data.
+    mDriver.keepsData = false;
     mDriver.onRead = [this] { return nextAnswer(); };
     while (!mInput.empty()) {
         act();
@@ -117,34 +153,22 @@ void Session::act() {
     const sp<IBinder> used = proxy;
     Parcel data;
     Parcel reply;
-    data.writeStrongBinder(mObjects[mInput.pick(kObjects)]);
-    switch (mInput.pick(8)) {
-        case 0:
-            thread->joinThreadPool(false);
-            break;
-        case 1:
-            thread->handlePolledCommands();
-            break;
-        case 2:
-            used->transact(1, data, nullptr, IBinder::FLAG_ONEWAY);
-            break;
-        case 3:
-            used->linkToDeath(mWatcher);
-            break;
-        case 4:
-            used->unlinkToDeath(mWatcher);
-            break;
-        case 5:
-            proxy.clear();
-            break;
-        case 6:
-            used->getInterfaceDescriptor();
-            break;
-        default:
+    data.writeStrongBinder(mInput.pickFrom(mObjects));
+    const std::function<void()> deeds[] = {
+        [&] { thread->joinThreadPool(false); },
+        [&] { thread->handlePolledCommands(); },
+        [&] { used->transact(1, data, nullptr, IBinder::FLAG_ONEWAY); },
+        [&] { used->linkToDeath(mWatcher); },
+        [&] { used->unlinkToDeath(mWatcher); },
+        [&] { proxy.clear(); },
+        [&] { used->getInterfaceDescriptor(); },
+        [&] {
             used->transact(1, data, &reply);
             reply.readStrongBinder();
             reply.readInt32();
-    }
+        },
+    };
+    mInput.pickFrom(deeds)();
 }
 
 std::optional<Answer> Session::nextAnswer() {
@@ -167,88 +191,71 @@ bool Session::addCommand(Answer* answer) {
         BR_DEAD_REPLY, BR_FAILED_REPLY, BR_FROZEN_REPLY,
         BR_FINISHED,   BR_SPAWN_LOOPER, BR_ONEWAY_SPAM_SUSPECT,
     };
-    switch (mInput.pick(10)) {
-        case 0:
-            answer->add(kPlain[mInput.pick(std::size(kPlain))]);
-            return true;
-        case 1:
-            answer->add(BR_ERROR, mInput.take<int32_t>());
-            return true;
-        case 2:
-            addReference(answer, mInput.pick(2) == 0 ? BR_INCREFS : BR_ACQUIRE);
-            return true;
-        case 3:
-            addReference(answer, mInput.pick(2) == 0 ? BR_DECREFS : BR_RELEASE);
-            return true;
-        case 4:
-            addDeath(answer);
-            return true;
-        case 5:
-            return addGarbage(answer);
-        case 6:
-            mDriver.fail(-EINTR, mInput.pick(64));
-            return true;
-        case 7:
-            answer->add(BR_REPLY, body());
-            return true;
-        default: {
-            binder_transaction_data call = body();
-            if (const size_t target = mInput.pick(kObjects + 1); target < kObjects) {
-                call = FakeDriver::CallOf(mObjects[target].get(), call.code, call);
-            }
-            answer->add(BR_TRANSACTION, call);
-            return true;
-        }
-    }
+    constexpr size_t kGarbage = 5;
+    const std::function<void()> additions[] = {
+        [&] { answer->add(mInput.pickFrom(kPlain)); },
+        [&] { answer->add(BR_ERROR, mInput.take<int32_t>()); },
+        [&] { addReference(answer, true); },
+        [&] { addReference(answer, false); },
+        [&] { addDeath(answer); },
+        [&] { addGarbage(answer); },
+        [&] { mDriver.fail(-EINTR, mInput.pick(64)); },
+        [&] { answer->add(BR_REPLY, body()); },
+        [&] { addCall(answer); },
+        [&] { addCall(answer); },
+    };
+    const size_t kind = mInput.pick(std::size(additions));
+    additions[kind]();
+    return kind != kGarbage;
 }
 
-void Session::addReference(Answer* answer, uint32_t command) {
-    const size_t i = mInput.pick(kObjects);
-    binder_ptr_cookie name{};
-    name.ptr = reinterpret_cast<uintptr_t>(mObjects[i]->getWeakRefs());
-    name.cookie = reinterpret_cast<uintptr_t>(mObjects[i].get());
-    if (command == BR_RELEASE && mDriver.confirmed(name.cookie) + mStrong[i]-- <= 0) {
-        ++mStrong[i];
-        return;
+/** The driver takes a reference to a local object, or gives back one that has been confirmed. */
+void Session::addReference(Answer* answer, bool taken) {
+    const bool weak = mInput.pick(2) == 0;
+    const binder_ptr_cookie name = NameOf(mInput.pickFrom(mObjects).get());
+    if (taken) {
+        answer->add(weak ? BR_INCREFS : BR_ACQUIRE, name);
+    } else if (mDriver.settle(weak ? FakeDriver::kConfirmedWeak : FakeDriver::kConfirmedStrong,
+                              name.cookie)) {
+        answer->add(weak ? BR_DECREFS : BR_RELEASE, name);
     }
-    if (command == BR_DECREFS && mDriver.confirmedWeak(name.ptr) + mWeak[i]-- <= 0) {
-        ++mWeak[i];
-        return;
-    }
-    answer->add(command, name);
 }
 
 void Session::addDeath(Answer* answer) {
     const bool withdrawn = mInput.pick(2) == 0;
-    const auto requests = mDriver.deathRequests(withdrawn);
+    const auto requests =
+        mDriver.owed(withdrawn ? FakeDriver::kWithdrawnRequests : FakeDriver::kDeathRequests);
     if (requests.empty()) {
         return;
     }
     const binder_uintptr_t cookie = requests[mInput.pick(requests.size())];
     answer->add(withdrawn ? BR_CLEAR_DEATH_NOTIFICATION_DONE : BR_DEAD_BINDER, cookie);
     if (withdrawn) {
-        mDriver.forgetDeathRequest(cookie);
+        mDriver.settle(FakeDriver::kWithdrawnRequests, cookie);
     }
 }
 
 /** A command that is unknown, or known and cut off. */
-bool Session::addGarbage(Answer* answer) {
+void Session::addGarbage(Answer* answer) {
     static constexpr uint32_t kWithArgument[] = {
         BR_ERROR,   BR_TRANSACTION, BR_TRANSACTION_SEC_CTX, BR_REPLY, BR_INCREFS, BR_ACQUIRE,
         BR_RELEASE, BR_DECREFS,     BR_DEAD_BINDER,
     };
-    if (mInput.pick(2) == 0) {
-        const uint32_t command = kWithArgument[mInput.pick(std::size(kWithArgument))];
-        const std::vector<uint8_t> argument = mInput.bytes(mInput.pick(_IOC_SIZE(command)));
-        answer->add(command).bytes(argument.data(), argument.size());
-        return false;
-    }
     constexpr uint32_t kNoKnownNumber = 0x80;
-    const uint32_t command = mInput.take<uint32_t>() | kNoKnownNumber;
-    const std::vector<uint8_t> argument =
-        mInput.bytes(std::min<size_t>(_IOC_SIZE(command), kRoom - 4 - answer->get().size()));
+    const bool known = mInput.pick(2) == 0;
+    const uint32_t command =
+        known ? mInput.pickFrom(kWithArgument) : mInput.take<uint32_t>() | kNoKnownNumber;
+    const size_t size = known ? mInput.pick(_IOC_SIZE(command)) : _IOC_SIZE(command);
+    const auto argument = mInput.bytes(std::min(size, kRoom - 4 - answer->get().size()));
     answer->add(command).bytes(argument.data(), argument.size());
-    return false;
+}
+
+void Session::addCall(Answer* answer) {
+    binder_transaction_data call = body();
+    if (const size_t target = mInput.pick(kObjects + 1); target < kObjects) {
+        call = FakeDriver::CallOf(mObjects[target].get(), call.code, call);
+    }
+    answer->add(BR_TRANSACTION, call);
 }
 
 flat_binder_object Session::object() {
@@ -256,10 +263,10 @@ flat_binder_object Session::object() {
     object.flags = mInput.take<uint8_t>();
     switch (mInput.pick(4)) {
         case 0: {
-            const sp<Object>& local = mObjects[mInput.pick(kObjects)];
+            const binder_ptr_cookie name = NameOf(mInput.pickFrom(mObjects).get());
             object.hdr.type = BINDER_TYPE_BINDER;
-            object.binder = reinterpret_cast<uintptr_t>(local->getWeakRefs());
-            object.cookie = reinterpret_cast<uintptr_t>(local.get());
+            object.binder = name.ptr;
+            object.cookie = name.cookie;
             break;
         }
         case 1:
@@ -321,8 +328,9 @@ void Session::settle() {
     balance();
     IPCThreadState::self()->joinThreadPool();
     IPCThreadState::self()->flushCommands();
-    Require(mDriver.buffersOut() == 0, "a receive buffer was not given back");
-    Require(mDriver.references() == 0, "a reference to a remote object is left, or one too few");
+    Require(mDriver.owed(FakeDriver::kBuffers).empty(), "a receive buffer was not given back");
+    Require(mDriver.owed(FakeDriver::kStrong).empty() && mDriver.owed(FakeDriver::kWeak).empty(),
+            "a reference to a remote object is left");
     Require(mDriver.faults() == 0, "something was given back that was not held");
     for (const sp<Object>& object : mObjects) {
         Require(object->getStrongCount() == 1, "a local object is held for nobody");
@@ -334,25 +342,23 @@ void Session::settle() {
 }
 
 void Session::balance() {
-    for (size_t i = 0; i < kObjects; ++i) {
-        binder_ptr_cookie name{};
-        name.ptr = reinterpret_cast<uintptr_t>(mObjects[i]->getWeakRefs());
-        name.cookie = reinterpret_cast<uintptr_t>(mObjects[i].get());
-        for (; mDriver.confirmed(name.cookie) + mStrong[i] > 0; --mStrong[i]) {
+    for (const sp<Object>& object : mObjects) {
+        const binder_ptr_cookie name = NameOf(object.get());
+        while (mDriver.settle(FakeDriver::kConfirmedStrong, name.cookie)) {
             mDriver.answer(Answer().add(BR_RELEASE, name));
         }
-        for (; mDriver.confirmedWeak(name.ptr) + mWeak[i] > 0; --mWeak[i]) {
+        while (mDriver.settle(FakeDriver::kConfirmedWeak, name.cookie)) {
             mDriver.answer(Answer().add(BR_DECREFS, name));
         }
     }
     // Whoever is still watched dies, so that the proxies that nobody else holds come to their end.
-    for (const binder_uintptr_t cookie : mDriver.deathRequests(false)) {
+    for (const binder_uintptr_t cookie : mDriver.owed(FakeDriver::kDeathRequests)) {
         mDriver.answer(Answer().add(BR_DEAD_BINDER, cookie));
     }
     IPCThreadState::self()->joinThreadPool();
-    for (const binder_uintptr_t cookie : mDriver.deathRequests(true)) {
+    for (const binder_uintptr_t cookie : mDriver.owed(FakeDriver::kWithdrawnRequests)) {
         mDriver.answer(Answer().add(BR_CLEAR_DEATH_NOTIFICATION_DONE, cookie));
-        mDriver.forgetDeathRequest(cookie);
+        mDriver.settle(FakeDriver::kWithdrawnRequests, cookie);
     }
 }
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/platform/linux/binder/FakeDriver.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <utility>
 
@@ -10,37 +9,49 @@
 namespace KVT::test {
 namespace {
 
+/** What a command does to a book: it enters a thing, or strikes one off. */
+struct Posting {
+    uint32_t command;
+    FakeDriver::Book book;
+    bool enters;
+};
+
+constexpr Posting kPostings[] = {
+    {BC_FREE_BUFFER, FakeDriver::kBuffers, false},
+    {BC_ACQUIRE, FakeDriver::kStrong, true},
+    {BC_RELEASE, FakeDriver::kStrong, false},
+    {BC_INCREFS, FakeDriver::kWeak, true},
+    {BC_DECREFS, FakeDriver::kWeak, false},
+    {BC_ACQUIRE_DONE, FakeDriver::kConfirmedStrong, true},
+    {BC_INCREFS_DONE, FakeDriver::kConfirmedWeak, true},
+    {BC_REQUEST_DEATH_NOTIFICATION, FakeDriver::kDeathRequests, true},
+    {BC_CLEAR_DEATH_NOTIFICATION, FakeDriver::kDeathRequests, false},
+    {BC_CLEAR_DEATH_NOTIFICATION, FakeDriver::kWithdrawnRequests, true},
+};
+
+/** A handle, or the last address among the arguments, which is the object's. */
+uint64_t NameIn(const std::vector<uint8_t>& argument) {
+    uint64_t name = 0;
+    const size_t size = std::min(sizeof(name), argument.size());
+    std::copy(argument.end() - static_cast<ptrdiff_t>(size), argument.end(),
+              reinterpret_cast<uint8_t*>(&name));
+    return name;
+}
+
 size_t Aligned(size_t size) {
     return (size + 7) & ~size_t{7};
 }
 
 }  // namespace
 
+binder_ptr_cookie NameOf(android::BBinder* object) {
+    return {reinterpret_cast<uintptr_t>(object->getWeakRefs()),
+            reinterpret_cast<uintptr_t>(object)};
+}
+
 FakeDriver& FakeDriver::Get() {
     static auto& driver = *new FakeDriver;  // outlives every thread of the pool
     return driver;
-}
-
-int FakeDriver::openDevice(const char* path) {
-    device = path;
-    open = openResult >= 0;
-    return openResult;
-}
-
-void FakeDriver::closeDevice() {
-    open = false;
-}
-
-void* FakeDriver::map(size_t size) {
-    if (mapFails) {
-        return nullptr;
-    }
-    mapped = size <= mArena.size();
-    return mapped ? mArena.data() : nullptr;
-}
-
-void FakeDriver::unmap() {
-    mapped = false;
 }
 
 void FakeDriver::answer(const Answer& answer) {
@@ -58,23 +69,23 @@ binder_transaction_data FakeDriver::receive(const void* data, size_t size,
     const size_t offsetsSize = offsets.size() * sizeof(binder_size_t);
     const size_t needed = Aligned(std::max<size_t>(size, 1)) + offsetsSize;
     MutexLock lock(mMutex);
-    if (mBuffers.empty() || mArenaUsed + needed > mArena.size()) {
+    if (mBooks[kBuffers].empty() || mArenaUsed + needed > mArena.size()) {
         mArenaUsed = 0;
     }
     uint8_t* buffer = mArena.data() + mArenaUsed;
     mArenaUsed += needed;
-    mBuffers.insert(reinterpret_cast<uintptr_t>(buffer));
+    binder_transaction_data received{};
+    received.data_size = size;
+    received.offsets_size = offsetsSize;
+    received.data.ptr.buffer = reinterpret_cast<uintptr_t>(buffer);
+    received.data.ptr.offsets = received.data.ptr.buffer + Aligned(size);
+    mBooks[kBuffers].push_back(received.data.ptr.buffer);
     if (size > 0) {
         memcpy(buffer, data, size);
     }
     if (offsetsSize > 0) {
         memcpy(buffer + Aligned(size), offsets.data(), offsetsSize);
     }
-    binder_transaction_data received{};
-    received.data_size = size;
-    received.offsets_size = offsetsSize;
-    received.data.ptr.buffer = reinterpret_cast<uintptr_t>(buffer);
-    received.data.ptr.offsets = reinterpret_cast<uintptr_t>(buffer + Aligned(size));
     return received;
 }
 
@@ -87,22 +98,18 @@ binder_transaction_data FakeDriver::receiveWords(const std::vector<int32_t>& wor
 
 binder_transaction_data FakeDriver::CallOf(android::BBinder* target, uint32_t code,
                                            binder_transaction_data received) {
-    received.target.ptr = reinterpret_cast<uintptr_t>(target->getWeakRefs());
-    received.cookie = reinterpret_cast<uintptr_t>(target);
+    received.target.ptr = NameOf(target).ptr;
+    received.cookie = NameOf(target).cookie;
     received.code = code;
     return received;
 }
 
-std::vector<FakeDriver::Command> FakeDriver::commands() {
+std::vector<FakeDriver::Command> FakeDriver::commands(uint32_t code) {
     MutexLock lock(mMutex);
-    return mCommands;
-}
-
-int FakeDriver::count(uint32_t code) {
-    MutexLock lock(mMutex);
-    return static_cast<int>(
-        std::count_if(mCommands.begin(), mCommands.end(),
-                      [code](const Command& command) { return command.code == code; }));
+    std::vector<Command> found;
+    std::copy_if(mCommands.begin(), mCommands.end(), std::back_inserter(found),
+                 [code](const Command& command) { return command.code == code; });
+    return found;
 }
 
 void FakeDriver::await(uint32_t code, int times) {
@@ -112,9 +119,29 @@ void FakeDriver::await(uint32_t code, int times) {
     }
 }
 
-size_t FakeDriver::buffersOut() {
+void FakeDriver::forgetCommands() {
     MutexLock lock(mMutex);
-    return mBuffers.size();
+    mCommands.clear();
+}
+
+std::vector<uint64_t> FakeDriver::owed(Book book) {
+    MutexLock lock(mMutex);
+    return mBooks[book];
+}
+
+bool FakeDriver::settle(Book book, uint64_t name) {
+    MutexLock lock(mMutex);
+    return strikeOff(book, name);
+}
+
+bool FakeDriver::strikeOff(Book book, uint64_t name) {
+    std::vector<uint64_t>& entries = mBooks[book];
+    const auto found = std::find(entries.begin(), entries.end(), name);
+    if (found == entries.end()) {
+        return false;
+    }
+    entries.erase(found);
+    return true;
 }
 
 int FakeDriver::faults() {
@@ -122,78 +149,27 @@ int FakeDriver::faults() {
     return mFaults;
 }
 
-int FakeDriver::references() {
-    MutexLock lock(mMutex);
-    int sum = 0;
-    for (const auto* references : {&mStrong, &mWeak}) {
-        for (const auto& [handle, count] : *references) {
-            sum += count;
-        }
-    }
-    return sum;
-}
-
-int FakeDriver::confirmed(uint64_t cookie) {
-    MutexLock lock(mMutex);
-    return mConfirmed[cookie];
-}
-
-int FakeDriver::confirmedWeak(uint64_t counts) {
-    MutexLock lock(mMutex);
-    return mConfirmedWeak[counts];
-}
-
-std::vector<binder_uintptr_t> FakeDriver::deathRequests(bool withdrawn) {
-    MutexLock lock(mMutex);
-    std::vector<binder_uintptr_t> cookies;
-    for (const DeathRequest& request : mDeathRequests) {
-        if (request.withdrawn == withdrawn) {
-            cookies.push_back(request.cookie);
-        }
-    }
-    return cookies;
-}
-
-void FakeDriver::forgetDeathRequest(binder_uintptr_t cookie) {
-    MutexLock lock(mMutex);
-    const auto found = std::find_if(mDeathRequests.begin(), mDeathRequests.end(),
-                                    [cookie](const DeathRequest& request) {
-                                        return request.cookie == cookie && request.withdrawn;
-                                    });
-    mDeathRequests.erase(found);
-}
-
-void FakeDriver::forgetCommands() {
-    MutexLock lock(mMutex);
-    mCommands.clear();
-    mConfirmed.clear();
-    mConfirmedWeak.clear();
+void* FakeDriver::map(size_t size) {
+    mapped = !mapFails && size <= mArena.size();
+    return mapped ? mArena.data() : nullptr;
 }
 
 int FakeDriver::control(unsigned long request, void* argument) {
-    switch (request) {
-        case BINDER_VERSION:
-            static_cast<binder_version*>(argument)->protocol_version = version;
-            return versionResult;
-        case BINDER_SET_MAX_THREADS:
-            maxThreads = *static_cast<uint32_t*>(argument);
-            return maxThreadsResult;
-        case BINDER_SET_CONTEXT_MGR:
-            return contextResult;
-        case BINDER_THREAD_EXIT: {
-            MutexLock lock(mMutex);
-            ++threadExits;
-            return 0;
-        }
-        case BINDER_WRITE_READ:
-            return exchange(*static_cast<binder_write_read*>(argument));
-        default:
-            return -EINVAL;
+    if (request == BINDER_WRITE_READ) {
+        return exchange(*static_cast<binder_write_read*>(argument));
     }
+    MutexLock lock(mMutex);
+    if (request == BINDER_VERSION) {
+        static_cast<binder_version*>(argument)->protocol_version = version;
+    } else if (request == BINDER_SET_MAX_THREADS) {
+        maxThreads = *static_cast<uint32_t*>(argument);
+    } else if (request == BINDER_THREAD_EXIT) {
+        ++threadExits;
+    }
+    return results[request];
 }
 
 int FakeDriver::exchange(binder_write_read& request) {
-    const auto* data = reinterpret_cast<const uint8_t*>(request.write_buffer);
     size_t size = request.write_size - request.write_consumed;
     int error = 0;
     {
@@ -204,11 +180,9 @@ int FakeDriver::exchange(binder_write_read& request) {
             mSteps.pop_front();
         }
     }
+    const auto* data = reinterpret_cast<const uint8_t*>(request.write_buffer);
     request.write_consumed += write(data + request.write_consumed, size);
-    if (error != 0) {
-        return error;
-    }
-    return request.read_size > 0 ? read(request) : 0;
+    return error == 0 && request.read_size > 0 ? read(request) : error;
 }
 
 size_t FakeDriver::write(const uint8_t* data, size_t size) {
@@ -222,83 +196,40 @@ size_t FakeDriver::write(const uint8_t* data, size_t size) {
         }
         command.argument.assign(data + taken + sizeof(command.code), data + taken + length);
         taken += length;
-        take(command);
+        take(std::move(command));
     }
     return taken;
 }
 
-void FakeDriver::take(const Command& command) {
+void FakeDriver::take(Command command) {
+    if (keepsData && (command.code == BC_TRANSACTION || command.code == BC_REPLY)) {
+        const auto sent = command.as<binder_transaction_data>();
+        const auto* data = reinterpret_cast<const uint8_t*>(sent.data.ptr.buffer);
+        command.data.assign(data, data + sent.data_size);
+    }
     {
         MutexLock lock(mMutex);
         mCommands.push_back(command);
         mWritten.signal();
-        switch (command.code) {
-            case BC_FREE_BUFFER: {
-                const auto buffer = command.as<binder_uintptr_t>();
-                if (mBuffers.erase(buffer) == 0) {
-                    ++mFaults;
-                } else {
-                    *reinterpret_cast<uint8_t*>(buffer) = 0xdd;  // a later reader gets a surprise
-                }
-                break;
+        const uint64_t name = NameIn(command.argument);
+        for (const Posting& posting : kPostings) {
+            if (posting.command != command.code) {
+                continue;
             }
-            case BC_ACQUIRE:
-                countReference(mStrong, command, 1);
-                break;
-            case BC_RELEASE:
-                countReference(mStrong, command, -1);
-                break;
-            case BC_INCREFS:
-                countReference(mWeak, command, 1);
-                break;
-            case BC_DECREFS:
-                countReference(mWeak, command, -1);
-                break;
-            case BC_ACQUIRE_DONE:
-                ++mConfirmed[command.as<binder_ptr_cookie>().cookie];
-                break;
-            case BC_INCREFS_DONE:
-                ++mConfirmedWeak[command.as<binder_ptr_cookie>().ptr];
-                break;
-            case BC_REQUEST_DEATH_NOTIFICATION:
-                mDeathRequests.push_back({command.as<binder_handle_cookie>().cookie, false});
-                break;
-            case BC_CLEAR_DEATH_NOTIFICATION:
-                withdrawDeathRequest(command.as<binder_handle_cookie>().cookie);
-                break;
-            default:
-                break;
+            if (posting.enters) {
+                mBooks[posting.book].push_back(name);
+            } else if (!strikeOff(posting.book, name)) {
+                ++mFaults;
+            } else if (posting.book == kBuffers) {
+                *reinterpret_cast<uint8_t*>(name) = 0xdd;  // a later reader gets a surprise
+            }
         }
     }
-    if (command.code != BC_TRANSACTION && command.code != BC_REPLY) {
-        if (onCommand) {
-            onCommand(command);
+    if (onCommand) {
+        if (const std::optional<Answer> next = onCommand(command); next.has_value()) {
+            MutexLock lock(mMutex);
+            mSteps.push_front({0, SIZE_MAX, next->get()});
         }
-    } else if (onCall) {
-        const Answer next = onCall(command);
-        MutexLock lock(mMutex);
-        mSteps.push_front({0, SIZE_MAX, next.get()});
-    }
-}
-
-void FakeDriver::withdrawDeathRequest(binder_uintptr_t cookie) {
-    const auto found = std::find_if(mDeathRequests.begin(), mDeathRequests.end(),
-                                    [cookie](const DeathRequest& request) {
-                                        return request.cookie == cookie && !request.withdrawn;
-                                    });
-    if (found == mDeathRequests.end()) {
-        ++mFaults;
-    } else {
-        found->withdrawn = true;
-    }
-}
-
-void FakeDriver::countReference(std::map<uint32_t, int>& references, const Command& command,
-                                int change) {
-    int& count = references[command.as<uint32_t>()];
-    count += change;
-    if (count < 0) {
-        ++mFaults;
     }
 }
 
@@ -311,12 +242,8 @@ std::optional<FakeDriver::Step> FakeDriver::nextStep() {
             return step;
         }
     }
-    if (onRead) {
-        if (const std::optional<Answer> answer = onRead(); answer.has_value()) {
-            return Step{0, SIZE_MAX, answer->get()};
-        }
-    }
-    return std::nullopt;
+    const std::optional<Answer> answer = onRead ? onRead() : std::nullopt;
+    return answer.has_value() ? std::optional(Step{0, SIZE_MAX, answer->get()}) : std::nullopt;
 }
 
 int FakeDriver::read(binder_write_read& request) {
@@ -325,9 +252,7 @@ int FakeDriver::read(binder_write_read& request) {
         return -ECONNREFUSED;
     }
     const size_t size = std::min<size_t>(step->bytes.size(), request.read_size);
-    if (size > 0) {
-        memcpy(reinterpret_cast<void*>(request.read_buffer), step->bytes.data(), size);
-    }
+    std::copy_n(step->bytes.begin(), size, reinterpret_cast<uint8_t*>(request.read_buffer));
     request.read_consumed = size;
     if (size < step->bytes.size()) {
         step->bytes.erase(step->bytes.begin(), step->bytes.begin() + static_cast<ptrdiff_t>(size));
@@ -344,11 +269,14 @@ namespace android::driver {
 using KVT::test::FakeDriver;
 
 int Open(const char* device) {
-    return FakeDriver::Get().openDevice(device);
+    FakeDriver& driver = FakeDriver::Get();
+    driver.device = device;
+    driver.open = driver.openResult >= 0;
+    return driver.openResult;
 }
 
 void Close(int) {
-    FakeDriver::Get().closeDevice();
+    FakeDriver::Get().open = false;
 }
 
 void* Map(int, size_t size) {
@@ -356,7 +284,7 @@ void* Map(int, size_t size) {
 }
 
 void Unmap(void*, size_t) {
-    FakeDriver::Get().unmap();
+    FakeDriver::Get().mapped = false;
 }
 
 int Ioctl(int, unsigned long request, void* argument) {

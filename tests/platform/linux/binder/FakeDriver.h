@@ -4,13 +4,13 @@
 #include <binder/Binder.h>
 #include <linux/android/binder.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <deque>
 #include <functional>
 #include <map>
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -38,10 +38,13 @@ class Answer {
     std::vector<uint8_t> mBytes;
 };
 
+/** A local object as the driver names it. */
+binder_ptr_cookie NameOf(android::BBinder* object);
+
 /**
  * The binder driver as one process sees it, with everybody else played by the test: it hands out
- * what the test has prepared, and keeps the books of what the process owes it: receive buffers,
- * references, death notices. Linked in place of the kernel's. Thread-safe.
+ * what the test has prepared, and keeps the books of what the process owes it. Linked in place of
+ * the kernel's. Thread-safe.
  */
 class FakeDriver {
   public:
@@ -50,6 +53,7 @@ class FakeDriver {
     struct Command {
         uint32_t code;
         std::vector<uint8_t> argument;
+        std::vector<uint8_t> data;  // of a call or reply, if it is kept
 
         template <typename T>
         T as() const {
@@ -59,14 +63,26 @@ class FakeDriver {
         }
     };
 
+    /** One entry for each thing owed: a handle, or an address in the process. */
+    enum Book {
+        kBuffers,  // receive buffers that are out
+        kStrong,   // references to remote objects
+        kWeak,
+        kConfirmedStrong,  // references to local objects that the process has confirmed
+        kConfirmedWeak,
+        kDeathRequests,      // proxies that wait for news of a death
+        kWithdrawnRequests,  // ... that do so no more, but have not been told "done"
+        kBooks,
+    };
+
     // Preparation.
 
     int openResult = 3;
-    int versionResult = 0;
-    int32_t version = BINDER_CURRENT_PROTOCOL_VERSION;
     bool mapFails = false;
-    int maxThreadsResult = 0;
-    int contextResult = 0;
+    int32_t version = BINDER_CURRENT_PROTOCOL_VERSION;
+    bool keepsData = true;
+    /** Of the simple requests, by their numbers. */
+    std::map<unsigned long, int> results;
 
     /** What a later read returns, in order; what a read has no room for is left for the next. */
     void answer(const Answer& answer);
@@ -74,10 +90,8 @@ class FakeDriver {
     void fail(int error, size_t taken = SIZE_MAX);
     /** Asked for an answer when none is prepared; nothing ends the conversation. */
     std::function<std::optional<Answer>()> onRead;
-    /** Told of each call and reply while its data is there; what it returns is answered next. */
-    std::function<Answer(const Command&)> onCall;
-    /** Told of each other command once it is in the books. */
-    std::function<void(const Command&)> onCommand;
+    /** Told of each command once it is in the books; what it returns is answered next. */
+    std::function<std::optional<Answer>(const Command&)> onCommand;
 
     /** Puts bytes, and where objects stand among them, into a receive buffer. */
     binder_transaction_data receive(const void* data, size_t size,
@@ -89,25 +103,17 @@ class FakeDriver {
 
     // What has become of it.
 
-    std::vector<Command> commands();
-    int count(uint32_t code);
+    std::vector<Command> commands(uint32_t code);
+    int count(uint32_t code) { return static_cast<int>(commands(code).size()); }
     /** Waits until the process has sent so many of such commands. */
     void await(uint32_t code, int times = 1);
-    size_t buffersOut();
-    /** Buffers given back that were not out, references released that were not held. */
-    int faults();
-    /** Strong and weak references to remote objects. */
-    int references();
-    /** How often the process has confirmed a strong reference to the local object at `cookie`. */
-    int confirmed(uint64_t cookie);
-    /** The same for weak references, by the address of its counts. */
-    int confirmedWeak(uint64_t counts);
-    /** The proxies that wait for news of a death: still, or no more but not yet told so. */
-    std::vector<binder_uintptr_t> deathRequests(bool withdrawn);
-    /** The driver's "done" to the withdrawal of this one is on its way. */
-    void forgetDeathRequest(binder_uintptr_t cookie);
-    /** Of all that was sent, nothing is remembered any more. */
+    /** Of all that was sent, nothing is remembered any more, but for the books. */
     void forgetCommands();
+    std::vector<uint64_t> owed(Book book);
+    /** Strikes an entry off. @return false when there is none */
+    bool settle(Book book, uint64_t name);
+    /** How often something was given back that was not held. */
+    int faults();
     std::string device;
     uint32_t maxThreads = 0;
     bool open = false;
@@ -116,10 +122,7 @@ class FakeDriver {
 
     // The driver's side.
 
-    int openDevice(const char* path);
-    void closeDevice();
     void* map(size_t size);
-    void unmap();
     int control(unsigned long request, void* argument);
 
   private:
@@ -129,17 +132,10 @@ class FakeDriver {
         std::vector<uint8_t> bytes;
     };
 
-    struct DeathRequest {
-        binder_uintptr_t cookie;
-        bool withdrawn;
-    };
-
     int exchange(binder_write_read& request);
     size_t write(const uint8_t* data, size_t size);
-    void take(const Command& command);
-    void countReference(std::map<uint32_t, int>& references, const Command& command, int change)
-        REQUIRES(mMutex);
-    void withdrawDeathRequest(binder_uintptr_t cookie) REQUIRES(mMutex);
+    void take(Command command);
+    bool strikeOff(Book book, uint64_t name) REQUIRES(mMutex);
     int read(binder_write_read& request);
     std::optional<Step> nextStep();
 
@@ -150,12 +146,7 @@ class FakeDriver {
     // As large as the runtime may map, and there before it does.
     std::vector<uint8_t> mArena = std::vector<uint8_t>(1 << 20);
     size_t mArenaUsed GUARDED_BY(mMutex) = 0;
-    std::set<binder_uintptr_t> mBuffers GUARDED_BY(mMutex);
-    std::map<uint32_t, int> mStrong GUARDED_BY(mMutex);
-    std::map<uint32_t, int> mWeak GUARDED_BY(mMutex);
-    std::map<binder_uintptr_t, int> mConfirmed GUARDED_BY(mMutex);
-    std::map<binder_uintptr_t, int> mConfirmedWeak GUARDED_BY(mMutex);
-    std::vector<DeathRequest> mDeathRequests GUARDED_BY(mMutex);
+    std::vector<uint64_t> mBooks[kBooks] GUARDED_BY(mMutex);
     int mFaults GUARDED_BY(mMutex) = 0;
 };
 
