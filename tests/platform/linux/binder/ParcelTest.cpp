@@ -4,7 +4,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <cstring>
+#include <functional>
+#include <string>
 
 #include "tests/support/Bytes.h"
 
@@ -21,101 +22,67 @@ using android::wp;
 
 class Object : public BBinder {};
 
-/** Keeps the bytes of its last call. */
-class Receiver : public BBinder {
-  public:
-    Bytes received;
-
-  protected:
-    android::status_t onTransact(uint32_t code, const Parcel& data, Parcel*,
-                                 uint32_t flags) override {
-        EXPECT_EQ(code, 1u);
-        EXPECT_EQ(flags, static_cast<uint32_t>(FLAG_ONEWAY));
-        received = BytesOf(data);
-        return android::OK;
-    }
-};
-
-TEST(Parcel, WritesAndroidTensBytes) {
+/** Expects a value to be written as these bytes, and to be read back from them. */
+template <typename Value, typename Argument, typename Result>
+void ExpectField(const char* bytes, const Value& value,
+                 android::status_t (Parcel::*write)(Argument), Result (Parcel::*read)() const) {
+    SCOPED_TRACE(bytes);
     Parcel parcel;
-    parcel.writeInt32(-2);
-    parcel.writeInt64(0x0102030405060708);
-    parcel.writeBool(true);
-    parcel.writeByte(-1);
-    parcel.writeCString("abcd");
-    parcel.writeString16(String16("ab"));
-    parcel.writeString16(String16(""));
-    parcel.writeString16(nullptr, 0);
-    parcel.writeString8(String8("abc"));
-    parcel.writeString8(String8(""));
-    parcel.writeFloat(1.0f);
-    parcel.writeNoException();
-    EXPECT_EQ(BytesOf(parcel), FromHex("feffffff 0807060504030201 01000000 ffffffff"
-                                       "'abcd' 00 000000"
-                                       "02000000 ~'ab' 0000 0000"
-                                       "00000000 0000 0000"
-                                       "ffffffff"
-                                       "03000000 'abc' 00"
-                                       "00000000"
-                                       "0000803f 00000000"));
+    (parcel.*write)(value);
+    EXPECT_EQ(BytesOf(parcel), FromHex(bytes));
     parcel.setDataPosition(0);
-    EXPECT_EQ(parcel.readInt32(), -2);
-    EXPECT_EQ(parcel.readInt64(), 0x0102030405060708);
-    EXPECT_TRUE(parcel.readBool());
-    EXPECT_EQ(parcel.readByte(), -1);
-    EXPECT_STREQ(parcel.readCString(), "abcd");
-    EXPECT_EQ(parcel.readString16(), String16("ab"));
-    EXPECT_EQ(parcel.readString16(), String16(""));
-    EXPECT_EQ(parcel.readString16(), String16(""));
-    EXPECT_EQ(parcel.readString8(), String8("abc"));
-    EXPECT_EQ(parcel.readString8(), String8(""));
-    EXPECT_EQ(parcel.readFloat(), 1.0f);
-    EXPECT_EQ(parcel.readExceptionCode(), 0);
+    EXPECT_EQ((parcel.*read)(), value);
     EXPECT_EQ(parcel.dataAvail(), 0u);
 }
 
-TEST(Parcel, WritesInterfaceTokensAndTellsThemApart) {
+TEST(Parcel, WritesAndReadsAndroidTensBytes) {
+    ExpectField("feffffff", -2, &Parcel::writeInt32, &Parcel::readInt32);
+    ExpectField("0807060504030201", 0x0102030405060708, &Parcel::writeInt64, &Parcel::readInt64);
+    ExpectField("01000000", true, &Parcel::writeBool, &Parcel::readBool);
+    ExpectField("ffffffff", int8_t{-1}, &Parcel::writeByte, &Parcel::readByte);
+    ExpectField("0000803f", 1.0f, &Parcel::writeFloat, &Parcel::readFloat);
+    ExpectField("02000000 ~'ab' 0000 0000", String16("ab"), &Parcel::writeString16,
+                &Parcel::readString16);
+    ExpectField("00000000 0000 0000", String16(""), &Parcel::writeString16, &Parcel::readString16);
+    ExpectField("03000000 'abc' 00", String8("abc"), &Parcel::writeString8, &Parcel::readString8);
+    ExpectField("00000000", String8(""), &Parcel::writeString8, &Parcel::readString8);
     Parcel parcel;
+    parcel.writeCString("abcd");
+    parcel.writeNoException();
+    parcel.writeString16(nullptr, 0);
     parcel.writeInterfaceToken(String16("KVTService"));
-    EXPECT_EQ(BytesOf(parcel), FromHex(kServiceToken));
-    for (const auto& [name, right] : {std::pair("KVTService", true),
-                                      {"KVTServic", false},
-                                      {"KVTServices", false},
-                                      {"", false}}) {
-        parcel.setDataPosition(0);
-        EXPECT_EQ(parcel.enforceInterface(String16(name)), right) << name;
+    EXPECT_EQ(BytesOf(parcel),
+              FromHex("'abcd' 00 000000  00000000  ffffffff" + std::string(kServiceToken)));
+    parcel.setDataPosition(0);
+    EXPECT_STREQ(parcel.readCString(), "abcd");
+    EXPECT_EQ(parcel.readExceptionCode(), 0);
+    EXPECT_EQ(parcel.readString16(), String16(""));
+    EXPECT_TRUE(parcel.enforceInterface(String16("KVTService")));
+}
+
+TEST(Parcel, TellsInterfaceTokensApart) {
+    for (const char* other : {"KVTServic", "KVTServices", ""}) {
+        Parcel parcel;
+        Fill(&parcel, FromHex(kServiceToken));
+        EXPECT_FALSE(parcel.enforceInterface(String16(other))) << other;
     }
 }
 
 TEST(Parcel, ReadsNothingPastTheEnd) {
+    const std::function<bool(const Parcel&)> findsNothing[] = {
+        [](auto& parcel) { return parcel.readString16().size() == 0; },
+        [](auto& parcel) { return parcel.readString8().size() == 0; },
+        [](auto& parcel) { return (parcel.readInt64() == 0) == (parcel.dataSize() < 8); },
+        [](auto& parcel) { return parcel.readStrongBinder() == nullptr; },
+        [](auto& parcel) { return parcel.readFileDescriptor() < 0; },
+        [](auto& parcel) { return parcel.readInplace(64) == nullptr; },
+        [](auto& parcel) { return !parcel.enforceInterface(String16("x")); },
+    };
     for (const char* hex : {"", "ff", "ffffff7f", "ffffffff", "10000000 ~'ab'", "feffff3f"}) {
-        SCOPED_TRACE(hex);
-        Parcel parcel;
-        const Bytes bytes = FromHex(hex);
-        for (int reader = 0; reader < 7; ++reader) {
-            Fill(&parcel, bytes);
-            switch (reader) {
-                case 0:
-                    EXPECT_EQ(parcel.readString16().size(), 0u);
-                    break;
-                case 1:
-                    EXPECT_EQ(parcel.readString8().size(), 0u);
-                    break;
-                case 2:
-                    EXPECT_EQ(parcel.readInt64() == 0, bytes.size() < 8);
-                    break;
-                case 3:
-                    EXPECT_EQ(parcel.readStrongBinder(), nullptr);
-                    break;
-                case 4:
-                    EXPECT_LT(parcel.readFileDescriptor(), 0);
-                    break;
-                case 5:
-                    EXPECT_EQ(parcel.readInplace(64), nullptr);
-                    break;
-                default:
-                    EXPECT_FALSE(parcel.enforceInterface(String16("x")));
-            }
+        for (const auto& read : findsNothing) {
+            Parcel parcel;
+            Fill(&parcel, FromHex(hex));
+            EXPECT_TRUE(read(parcel)) << hex << ", reader " << &read - findsNothing;
         }
     }
 }
@@ -161,16 +128,14 @@ TEST(Parcel, KeepsBindersAliveWhileItHoldsThem) {
 }
 
 TEST(Parcel, BelievesNoForgedObject) {
-    const sp<Object> object = new Object;
     Parcel real;
-    real.writeStrongBinder(object);
+    real.writeStrongBinder(new Object);
     Parcel forged;
     Fill(&forged, BytesOf(real));
     sp<IBinder> out;
     EXPECT_EQ(forged.readNullableStrongBinder(&out), android::BAD_TYPE);
-    Parcel forgedFd;
-    Fill(&forgedFd, FromHex("85 2a 64 66 7f010000 01000000 00000000 00000000 00000000"));
-    EXPECT_EQ(forgedFd.readFileDescriptor(), android::BAD_TYPE);
+    Fill(&forged, FromHex("852a6466 7f010000 01000000 00000000 00000000 00000000"));
+    EXPECT_EQ(forged.readFileDescriptor(), android::BAD_TYPE);
 }
 
 TEST(Parcel, ShowsNoPointersToPlainReads) {
@@ -197,15 +162,13 @@ TEST(Parcel, CarriesFileDescriptors) {
         EXPECT_EQ(parcel.objectsCount(), 2u);
         close(ends[1]);
         parcel.setDataPosition(0);
-        const int fd = parcel.readFileDescriptor();
-        EXPECT_EQ(write(fd, "x", 1), 1);
+        EXPECT_EQ(write(parcel.readFileDescriptor(), "x", 1), 1);
+        EXPECT_LT(parcel.writeDupFileDescriptor(-1), 0);
     }
     char c = 0;
     EXPECT_EQ(read(ends[0], &c, 1), 1);
     EXPECT_EQ(read(ends[0], &c, 1), 0) << "the parcel closed the copy that it owned";
     close(ends[0]);
-    Parcel parcel;
-    EXPECT_LT(parcel.writeDupFileDescriptor(-1), 0);
 }
 
 TEST(Parcel, FillsGapsWithZeroes) {
@@ -219,30 +182,53 @@ TEST(Parcel, FillsGapsWithZeroes) {
     EXPECT_NE(parcel.errorCheck(), android::OK);
 }
 
-TEST(LocalBinder, GivesAOneWayCallerNoReply) {
-    const sp<Object> object = new Object;
-    Parcel data;
-    Parcel reply;
-    EXPECT_EQ(object->transact(IBinder::PING_TRANSACTION, data, &reply), android::OK);
-    EXPECT_EQ(reply.dataSize(), 4u);
-    Parcel none;
-    object->transact(IBinder::PING_TRANSACTION, data, &none, IBinder::FLAG_ONEWAY);
-    EXPECT_EQ(none.dataSize(), 0u);
-    EXPECT_EQ(object->transact(IBinder::PING_TRANSACTION, data, nullptr), android::OK);
-    EXPECT_EQ(object->transact(IBinder::DUMP_TRANSACTION, data, &reply), android::BAD_TYPE);
-    Parcel hostile;
-    hostile.writeFileDescriptor(0);
-    hostile.writeInt32(INT32_MAX);
-    hostile.writeStrongBinder(object);
-    EXPECT_EQ(object->transact(IBinder::DUMP_TRANSACTION, hostile, &reply), android::OK);
-    EXPECT_EQ(object->linkToDeath(nullptr), android::INVALID_OPERATION);
+class LocalBinder : public testing::Test {
+  protected:
+    android::status_t call(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags = 0) {
+        return mObject->transact(code, data, reply, flags);
+    }
+
+    const sp<Object> mObject = new Object;
+    Parcel mEmpty;
+    Parcel mReply;
+};
+
+TEST_F(LocalBinder, GivesAOneWayCallerNoReply) {
+    EXPECT_EQ(call(IBinder::PING_TRANSACTION, mEmpty, nullptr), android::OK);
+    EXPECT_EQ(call(IBinder::PING_TRANSACTION, mEmpty, &mReply, IBinder::FLAG_ONEWAY), android::OK);
+    EXPECT_EQ(mReply.dataSize(), 0u);
+    EXPECT_EQ(call(IBinder::PING_TRANSACTION, mEmpty, &mReply), android::OK);
+    EXPECT_EQ(mReply.dataSize(), 4u);
+    EXPECT_EQ(mObject->linkToDeath(nullptr), android::INVALID_OPERATION);
 }
 
-TEST(LocalBinder, HasNoShellCommands) {
-    const sp<Object> object = new Object;
+TEST_F(LocalBinder, DumpsOnlyToADescriptor) {
+    EXPECT_EQ(call(IBinder::DUMP_TRANSACTION, mEmpty, &mReply), android::BAD_TYPE);
+    Parcel manyArguments;
+    manyArguments.writeFileDescriptor(0);
+    manyArguments.writeInt32(INT32_MAX);
+    manyArguments.writeStrongBinder(mObject);
+    EXPECT_EQ(call(IBinder::DUMP_TRANSACTION, manyArguments, &mReply), android::OK);
+}
+
+/** Keeps the bytes of its last call. */
+class Receiver : public BBinder {
+  public:
+    Bytes received;
+
+  protected:
+    android::status_t onTransact(uint32_t code, const Parcel& data, Parcel*,
+                                 uint32_t flags) override {
+        EXPECT_EQ(code, 1u);
+        EXPECT_EQ(flags, static_cast<uint32_t>(FLAG_ONEWAY));
+        received = BytesOf(data);
+        return android::OK;
+    }
+};
+
+TEST_F(LocalBinder, HasNoShellCommands) {
     const sp<Receiver> receiver = new Receiver;
     Parcel data;
-    Parcel reply;
     for (int fd = 0; fd < 3; ++fd) {
         data.writeFileDescriptor(fd);
     }
@@ -250,15 +236,14 @@ TEST(LocalBinder, HasNoShellCommands) {
     data.writeString16(String16("help"));
     data.writeStrongBinder(nullptr);
     data.writeStrongBinder(receiver);
-    EXPECT_EQ(object->transact(IBinder::SHELL_COMMAND_TRANSACTION, data, &reply), android::OK);
-    EXPECT_EQ(reply.dataSize(), 0u);
+    EXPECT_EQ(call(IBinder::SHELL_COMMAND_TRANSACTION, data, &mReply), android::OK);
+    EXPECT_EQ(mReply.dataSize(), 0u);
     EXPECT_EQ(receiver->received,
               FromHex("00000080 ffffffff 27000000 ~'com.android.internal.os.IResultReceiver' 0000"
                       "daffffff"));
-    Parcel empty;
     for (const uint32_t code :
          {IBinder::SHELL_COMMAND_TRANSACTION, IBinder::SYSPROPS_TRANSACTION}) {
-        EXPECT_EQ(object->transact(code, empty, &reply), android::OK) << code;
+        EXPECT_EQ(call(code, mEmpty, &mReply), android::OK) << code;
     }
 }
 
