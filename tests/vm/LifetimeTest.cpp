@@ -86,6 +86,10 @@ int32_t Ask(Question question, int32_t argument = 0) {
     return service == nullptr ? -1 : Call(service, question, &reply, argument).readInt32();
 }
 
+void ExpectListeners(int32_t count) {
+    EXPECT_TRUE(Eventually([&] { return Ask(kListeners) == count; })) << Ask(kListeners);
+}
+
 class Listener : public KVTListener {
   public:
     Listener() { ++sAlive; }
@@ -96,19 +100,24 @@ class Listener : public KVTListener {
     static int told() { return sTold; }
 
   private:
-    static std::atomic<int> sAlive;
-    static std::atomic<int> sTold;
+    inline static std::atomic<int> sAlive{0};
+    inline static std::atomic<int> sTold{0};
 };
 
-std::atomic<int> Listener::sAlive{0};
-std::atomic<int> Listener::sTold{0};
+void RegisterNewListeners() {
+    for (int i = 0; i < kRegistrationsPerDeath; ++i) {
+        EXPECT_EQ(KVTManager::RegisterListener(new Listener), 0);
+    }
+}
 
 /** What a process has, and the driver for it. */
-std::map<std::string, int> Holdings(pid_t pid) {
+using Holdings = std::map<std::string, int>;
+
+Holdings HoldingsOf(pid_t pid) {
     if (auto* thread = IPCThreadState::selfOrNull(); thread != nullptr) {
         thread->flushCommands();  // if it is this process, it may have a buffer to give back
     }
-    std::map<std::string, int> holdings{{"descriptors", ProcessCount(pid, "fd")}};
+    Holdings holdings{{"descriptors", ProcessCount(pid, "fd")}};
     const auto stats = DriverStats(pid);
     for (const char* kind : {"nodes", "refs", "buffers", "pending transactions"}) {
         const auto found = stats.find(kind);
@@ -118,19 +127,19 @@ std::map<std::string, int> Holdings(pid_t pid) {
 }
 
 /** As above, once what the process has just started has come to rest. */
-std::map<std::string, int> HoldingsAtRest(pid_t pid) {
-    auto holdings = Holdings(pid);
+Holdings HoldingsAtRest(pid_t pid) {
+    Holdings holdings = HoldingsOf(pid);
     int unchanged = 0;
     Eventually([&] {
-        unchanged = std::exchange(holdings, Holdings(pid)) == holdings ? unchanged + 1 : 0;
+        unchanged = std::exchange(holdings, HoldingsOf(pid)) == holdings ? unchanged + 1 : 0;
         return unchanged == 10;
     });
     return holdings;
 }
 
-void ExpectAgain(pid_t pid, const std::map<std::string, int>& before) {
-    Eventually([&] { return Holdings(pid) == before; });
-    EXPECT_EQ(Holdings(pid), before);
+void ExpectAgain(pid_t pid, const Holdings& before) {
+    Eventually([&] { return HoldingsOf(pid) == before; });
+    EXPECT_EQ(HoldingsOf(pid), before);
     // Threads of the pool come when they are needed, and stay. Two started it, and two
     // may be a sanitizer's.
     EXPECT_LE(ProcessCount(pid, "task"), kPoolThreads + 4);
@@ -158,14 +167,14 @@ class LifetimeVm : public testing::Test {
     }
 
     Signal mPublished;
+    Signal mRegistered;
     std::optional<Child> mManager;
     std::optional<Child> mService;
 };
 
 TEST_F(LifetimeVm, AManagerLivesAsLongAsTheServiceHoldsIt) {
     startService();
-    Signal registered;
-    Child client([&] {
+    Child client([this] {
         StartPool();
         {
             const sp<Listener> twice = new Listener;
@@ -173,38 +182,35 @@ TEST_F(LifetimeVm, AManagerLivesAsLongAsTheServiceHoldsIt) {
             EXPECT_EQ(KVTManager::RegisterListener(twice), 0);
             EXPECT_EQ(KVTManager::RegisterListener(new Listener), 0);
         }
-        EXPECT_TRUE(Eventually([] { return Ask(kListeners) == 3; }));
+        ExpectListeners(3);
         Ask(kReport, 45);
         EXPECT_TRUE(Eventually([] { return Listener::told() == 3 * 45; })) << Listener::told();
         EXPECT_EQ(Listener::alive(), 2);
-        registered.raise();
+        mRegistered.raise();
         EXPECT_TRUE(Eventually([] { return Listener::alive() == 0; }));
     });
-    registered.await();
+    mRegistered.await();
     mService->kill();
     EXPECT_EQ(client.wait(), 0);
 }
 
 TEST_F(LifetimeVm, DeadServicesLeaveNothingWithTheirClients) {
     Signal ready;
-    Signal registered;
     Child client([&] {
         StartPool();
         Manager();
         ready.raise();
-        const auto before = HoldingsAtRest(getpid());
+        const Holdings before = HoldingsAtRest(getpid());
         int32_t heap = 0;
         for (int death = 0; death < kDeaths; ++death) {
             mPublished.await();
-            for (int i = 0; i < kRegistrationsPerDeath; ++i) {
-                EXPECT_EQ(KVTManager::RegisterListener(new Listener), 0);
-            }
+            RegisterNewListeners();
             // Some die with everything registered, some with registrations on their way.
             if (death % 4 == 0) {
-                EXPECT_TRUE(Eventually([] { return Ask(kListeners) == kRegistrationsPerDeath; }));
+                ExpectListeners(kRegistrationsPerDeath);
                 EXPECT_EQ(Listener::alive(), kRegistrationsPerDeath);
             }
-            registered.raise();
+            mRegistered.raise();
             ASSERT_TRUE(Eventually([] { return Listener::alive() == 0; })) << Listener::alive();
             heap = death == 0 ? HeapBytes() : heap;
         }
@@ -212,10 +218,10 @@ TEST_F(LifetimeVm, DeadServicesLeaveNothingWithTheirClients) {
         ExpectHeap(HeapBytes(), heap, kDeaths * kRegistrationsPerDeath);
     });
     ready.await();
-    const auto managers = HoldingsAtRest(mManager->pid());
+    const Holdings managers = HoldingsAtRest(mManager->pid());
     for (int death = 0; death < kDeaths; ++death) {
         mService.emplace([this] { RunService(mPublished); });
-        registered.await();
+        mRegistered.await();
         mService->kill();
     }
     EXPECT_EQ(client.wait(), 0);
@@ -224,29 +230,26 @@ TEST_F(LifetimeVm, DeadServicesLeaveNothingWithTheirClients) {
 
 TEST_F(LifetimeVm, DeadClientsLeaveNothingWithTheService) {
     startService();
-    const auto before = HoldingsAtRest(mService->pid());
-    const auto managers = HoldingsAtRest(mManager->pid());
+    const Holdings service = HoldingsAtRest(mService->pid());
+    const Holdings managers = HoldingsAtRest(mManager->pid());
     Signal first;
     Signal last;
     Child observer([&] {
         const auto heapWithoutListeners = [](const Signal& when) {
             when.await();
-            EXPECT_TRUE(Eventually([] { return Ask(kListeners) == 0; })) << Ask(kListeners);
+            ExpectListeners(0);
             return Ask(kHeap);
         };
         const int32_t heap = heapWithoutListeners(first);
         ExpectHeap(heapWithoutListeners(last), heap, kDeaths * kRegistrationsPerDeath);
     });
-    Signal registered;
     for (int death = 0; death < kDeaths; ++death) {
-        Child client([&] {
-            for (int i = 0; i < kRegistrationsPerDeath; ++i) {
-                EXPECT_EQ(KVTManager::RegisterListener(new Listener), 0);
-            }
-            registered.raise();
+        Child client([this] {
+            RegisterNewListeners();
+            mRegistered.raise();
             pause();
         });
-        registered.await();
+        mRegistered.await();
         client.kill();
         if (death == 0) {
             first.raise();
@@ -254,18 +257,18 @@ TEST_F(LifetimeVm, DeadClientsLeaveNothingWithTheService) {
     }
     last.raise();
     EXPECT_EQ(observer.wait(), 0);
-    ExpectAgain(mService->pid(), before);
+    ExpectAgain(mService->pid(), service);
     ExpectAgain(mManager->pid(), managers);
 }
 
 TEST_F(LifetimeVm, UnregisteredManagersLeaveNothingAnywhere) {
     startService();
-    const auto service = HoldingsAtRest(mService->pid());
-    const auto managers = HoldingsAtRest(mManager->pid());
-    Child client([&] {
+    const Holdings service = HoldingsAtRest(mService->pid());
+    const Holdings managers = HoldingsAtRest(mManager->pid());
+    InProcess([&] {
         StartPool();
         Manager();
-        const auto own = HoldingsAtRest(getpid());
+        const Holdings own = HoldingsAtRest(getpid());
         const auto cycle = [](int times) {
             for (int i = 0; i < times; ++i) {
                 const sp<Listener> listener = new Listener;
@@ -273,7 +276,7 @@ TEST_F(LifetimeVm, UnregisteredManagersLeaveNothingAnywhere) {
                 EXPECT_EQ(manager->RegisterListener(listener), 0);
                 EXPECT_EQ(manager->UnRegisterListener(listener), 0);
             }
-            EXPECT_TRUE(Eventually([] { return Ask(kListeners) == 0; })) << Ask(kListeners);
+            ExpectListeners(0);
             EXPECT_EQ(Listener::alive(), 0);
         };
         cycle(100);
@@ -286,7 +289,6 @@ TEST_F(LifetimeVm, UnregisteredManagersLeaveNothingAnywhere) {
         ExpectHeap(HeapBytes(), ownHeap, kCycles);
         ExpectHeap(Ask(kHeap), serviceHeap, kCycles);
     });
-    EXPECT_EQ(client.wait(), 0);
 }
 
 }  // namespace

@@ -50,6 +50,10 @@ int Child::wait() {
     return mStatus;
 }
 
+void InProcess(const std::function<void()>& body) {
+    EXPECT_EQ(Child(body).wait(), 0) << "see the process's failures above";
+}
+
 Signal::Signal() {
     EXPECT_EQ(pipe(mEnds), 0);
 }
@@ -71,11 +75,7 @@ void Signal::await() const {
     EXPECT_EQ(read(mEnds[0], &byte, 1), 1);
 }
 
-namespace {
-
-constexpr const char* kDriverStats = "/sys/kernel/debug/binder/stats";
-
-}  // namespace
+static constexpr const char* kDriverStats = "/sys/kernel/debug/binder/stats";
 
 int DriverCount(const std::string& kind) {
     std::ifstream stats(kDriverStats);

@@ -31,6 +31,9 @@ class Child {
     int mStatus = -1;
 };
 
+/** Runs the body in a process of its own and expects it to succeed. */
+void InProcess(const std::function<void()>& body);
+
 /** What a process does once and another one waits for. Made before both are forked. */
 class Signal {
   public:

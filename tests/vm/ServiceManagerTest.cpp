@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <optional>
+#include <random>
 
 #include "tests/vm/Processes.h"
 #include "tests/vm/Workshop.h"
@@ -25,117 +26,130 @@ std::string Names(int dumpFlags) {
     return names;
 }
 
-TEST(ServiceManagerVm, KeepsTheDirectory) {
-    Child manager([] { RunServiceManager(); });
-    Child client([] {
-        const sp<IServiceManager> services = Manager();
-        const sp<IBinder> first = new Workshop;
-        const sp<IBinder> second = new Workshop;
-        const String16 name("zebra");
-        EXPECT_EQ(services->checkService(name), nullptr);
-        EXPECT_EQ(services->addService(name, first), OK);
-        EXPECT_EQ(services->checkService(name), first);
-        EXPECT_EQ(services->addService(name, second), OK);
-        EXPECT_EQ(services->getService(name), second);
-        EXPECT_EQ(services->addService(String16("ant"), first, false,
-                                       IServiceManager::DUMP_FLAG_PRIORITY_CRITICAL),
-                  OK);
-        EXPECT_EQ(Names(IServiceManager::DUMP_FLAG_PRIORITY_ALL), "ant zebra ");
-        EXPECT_EQ(Names(IServiceManager::DUMP_FLAG_PRIORITY_CRITICAL), "ant ");
-        EXPECT_EQ(Names(0), "");
-    });
-    EXPECT_EQ(client.wait(), 0);
+constexpr int kAll = IServiceManager::DUMP_FLAG_PRIORITY_ALL;
+constexpr int kCritical = IServiceManager::DUMP_FLAG_PRIORITY_CRITICAL;
+
+status_t Add(const std::string& name, const sp<IBinder>& service, bool allowIsolated = false,
+             int priority = IServiceManager::DUMP_FLAG_PRIORITY_DEFAULT) {
+    return Manager()->addService(String16(name.c_str()), service, allowIsolated, priority);
 }
 
-TEST(ServiceManagerVm, RefusesBadRegistrations) {
-    Child manager([] { RunServiceManager(); });
-    Child client([] {
-        const sp<IServiceManager> services = Manager();
+sp<IBinder> Check(const char* name) {
+    return Manager()->checkService(String16(name));
+}
+
+class ServiceManagerVm : public testing::Test {
+  protected:
+    std::optional<Child> mManager{[] { RunServiceManager(); }};
+};
+
+TEST_F(ServiceManagerVm, KeepsTheDirectory) {
+    InProcess([] {
+        const sp<IBinder> first = new Workshop;
+        const sp<IBinder> second = new Workshop;
+        EXPECT_EQ(Check("zebra"), nullptr);
+        EXPECT_EQ(Add("zebra", first), OK);
+        EXPECT_EQ(Check("zebra"), first);
+        EXPECT_EQ(Add("zebra", second), OK);
+        EXPECT_EQ(Manager()->getService(String16("zebra")), second);
+        EXPECT_EQ(Add("ant", first, true, kCritical), OK);
+        EXPECT_EQ(Names(kAll), "ant zebra ");
+        EXPECT_EQ(Names(kCritical), "ant ");
+        EXPECT_EQ(Names(0), "");
+
+        constexpr uid_t kIsolated = 199'001;
+        ASSERT_EQ(setuid(kIsolated), 0);
+        EXPECT_EQ(Check("zebra"), nullptr) << "not for isolated processes";
+        EXPECT_EQ(Check("ant"), first);
+    });
+}
+
+TEST_F(ServiceManagerVm, RefusesBadRegistrations) {
+    InProcess([] {
         const std::string longest(127, 'n');
-        EXPECT_EQ(services->addService(String16(), new Workshop), -1);
-        EXPECT_EQ(services->addService(String16((longest + "n").c_str()), new Workshop), -1);
-        EXPECT_EQ(services->addService(String16("none"), nullptr), -1);
-        EXPECT_EQ(Names(IServiceManager::DUMP_FLAG_PRIORITY_ALL), "");
-        EXPECT_EQ(services->addService(String16(longest.c_str()), new Workshop), OK);
+        EXPECT_EQ(Add("", new Workshop), -1);
+        EXPECT_EQ(Add(longest + "n", new Workshop), -1);
+        EXPECT_EQ(Add("none", nullptr), -1);
+        EXPECT_EQ(Names(kAll), "");
+        EXPECT_EQ(Add(longest, new Workshop), OK);
 
         Parcel data;
         Parcel reply;
         data.writeInterfaceToken(String16("android.os.IServiceManage"));
         data.writeString16(String16(longest.c_str()));
-        EXPECT_EQ(IInterface::asBinder(services)->transact(
+        EXPECT_EQ(IInterface::asBinder(Manager())->transact(
                       IServiceManager::CHECK_SERVICE_TRANSACTION, data, &reply),
                   PERMISSION_DENIED);
     });
-    EXPECT_EQ(client.wait(), 0);
 }
 
-TEST(ServiceManagerVm, ForgetsTheDeadButNotTheirSuccessors) {
-    Child manager([] { RunServiceManager(); });
+TEST_F(ServiceManagerVm, SurvivesGarbage) {
+    InProcess([] {
+        const sp<IBinder> manager = IInterface::asBinder(Manager());
+        std::mt19937 random(1);
+        for (int i = 0; i < 500; ++i) {
+            Parcel data;
+            Parcel reply;
+            if (i % 4 != 0) {
+                data.writeInterfaceToken(IServiceManager::descriptor);
+            }
+            for (auto words = random() % 50; words > 0; --words) {
+                data.writeInt32(static_cast<int32_t>(random() % 2 == 0 ? random() : random() % 9));
+            }
+            manager->transact(static_cast<uint32_t>(random() % 6), data, &reply);
+        }
+        EXPECT_EQ(manager->pingBinder(), OK);
+    });
+}
+
+TEST_F(ServiceManagerVm, ForgetsTheDeadButNotTheirSuccessors) {
     Child first([] { RunWorkshop("shop"); });
-    Child([] { ASSERT_NE(Find("shop"), nullptr); }).wait();
+    InProcess([] { Find("shop"); });
     Child second([] {
-        ASSERT_EQ(Manager()->addService(String16("other"), new Workshop), OK);
+        ASSERT_EQ(Add("other", new Workshop), OK);
         RunWorkshop("shop");
     });
-    Child([] { ASSERT_NE(Find("other"), nullptr); }).wait();
-    Child replaced([] {
-        EXPECT_TRUE(Eventually([] {
-            Parcel reply;
-            const sp<IBinder> shop = Manager()->checkService(String16("shop"));
-            Parcel data;
-            return shop != nullptr && shop->pingBinder() == OK;
-        }));
-    });
-    EXPECT_EQ(replaced.wait(), 0);
+    const auto shopIsOf = [](pid_t pid) {
+        Parcel reply;
+        return Eventually([&] { return Call(Find("shop"), kPid, &reply).readInt32() == pid; });
+    };
+    InProcess([&] { EXPECT_TRUE(shopIsOf(second.pid())); });
     first.kill();
-    Child survivor([] {
-        for (int i = 0; i < 20; ++i) {
-            ASSERT_NE(Manager()->checkService(String16("shop")), nullptr);
-        }
-    });
-    EXPECT_EQ(survivor.wait(), 0);
+    InProcess([&] { EXPECT_TRUE(shopIsOf(second.pid())); });
     second.kill();
-    Child gone([] {
-        EXPECT_TRUE(
-            Eventually([] { return Names(IServiceManager::DUMP_FLAG_PRIORITY_ALL).empty(); }));
-    });
-    EXPECT_EQ(gone.wait(), 0);
+    InProcess([] { EXPECT_TRUE(Eventually([] { return Names(kAll).empty(); })); });
 }
 
-TEST(ServiceManagerVm, IsTheOnlyOneAndCanBeReplaced) {
-    std::optional<Child> manager;
-    manager.emplace([] { RunServiceManager(); });
-    Child([] { ASSERT_NE(Manager(), nullptr); }).wait();
-    Child rival([] { EXPECT_EQ(RunServiceManager(), 1); });
-    EXPECT_EQ(rival.wait(), 0);
-    int noticed[2];
-    ASSERT_EQ(pipe(noticed), 0);
+TEST_F(ServiceManagerVm, IsTheOnlyOneAndCanBeReplaced) {
+    InProcess([] { EXPECT_NE(Manager(), nullptr); });
+    InProcess([] { EXPECT_EQ(RunServiceManager(), 1); });
+    Signal added;
+    Signal noticed;
     Child client([&] {
-        const sp<IServiceManager> services = Manager();
-        const auto add = [&] { return services->addService(String16("a"), new Workshop); };
+        const auto add = [] { return Add("a", new Workshop); };
+        EXPECT_EQ(add(), OK);
+        added.raise();
         EXPECT_TRUE(Eventually([&] { return add() != OK; }));
-        EXPECT_EQ(write(noticed[1], "", 1), 1);
+        noticed.raise();
         EXPECT_TRUE(Eventually([&] { return add() == OK; }));
     });
-    Child([] { ASSERT_NE(Find("a"), nullptr); }).wait();
-    manager.reset();
-    char byte;
-    ASSERT_EQ(read(noticed[0], &byte, 1), 1);
-    manager.emplace([] { RunServiceManager(); });
+    added.await();
+    mManager.reset();
+    noticed.await();
+    mManager.emplace([] { RunServiceManager(); });
     EXPECT_EQ(client.wait(), 0);
 }
 
-TEST(ServiceManagerVm, IsNotThereUntilItIs) {
-    int asked[2];
-    ASSERT_EQ(pipe(asked), 0);
+TEST_F(ServiceManagerVm, IsNotThereUntilItIs) {
+    mManager.reset();
+    Signal asked;
     Child client([&] {
         EXPECT_EQ(defaultServiceManager(), nullptr);
-        ASSERT_EQ(write(asked[1], "", 1), 1);
+        asked.raise();
         EXPECT_NE(Manager(), nullptr);
     });
-    char done;
-    ASSERT_EQ(read(asked[0], &done, 1), 1);
-    Child manager([] { RunServiceManager(); });
+    asked.await();
+    mManager.emplace([] { RunServiceManager(); });
     EXPECT_EQ(client.wait(), 0);
 }
 

@@ -3,7 +3,6 @@
 
 #include <binder/IPCThreadState.h>
 #include <binder/ProcessState.h>
-#include <dirent.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -34,16 +33,6 @@ class Product : public BBinder {
     ~Product() override { --sAlive; }
 };
 
-int32_t OpenFiles() {
-    int32_t count = 0;
-    DIR* directory = opendir("/proc/self/fd");
-    while (readdir(directory) != nullptr) {
-        ++count;
-    }
-    closedir(directory);
-    return count;
-}
-
 }  // namespace
 
 const String16& Workshop::getInterfaceDescriptor() const {
@@ -65,14 +54,27 @@ status_t Workshop::onTransact(uint32_t code, const Parcel& data, Parcel* reply, 
         case kAppended: {
             MutexLock lock(mMutex);
             reply->writeInt32(static_cast<int32_t>(mAppended.size()));
-            for (const int32_t value : mAppended) {
-                reply->writeInt32(value);
-            }
-            return OK;
+            return reply->write(mAppended.data(), mAppended.size() * sizeof(mAppended[0]));
         }
         case kWho:
             reply->writeInt32(IPCThreadState::self()->getCallingPid());
             return reply->writeInt32(static_cast<int32_t>(IPCThreadState::self()->getCallingUid()));
+        case kWriteTo:
+            return write(data.readFileDescriptor(), "hello", 5) == 5 ? OK : android::BAD_VALUE;
+        case kMake:
+            return reply->writeStrongBinder(new Product);
+        case kAlive:
+            return reply->writeInt32(sAlive);
+        case kKeep: {
+            sp<IBinder> kept = data.readStrongBinder();
+            MutexLock lock(mMutex);
+            std::swap(mKept, kept);
+            return OK;
+        }
+        case kReturn:
+            return reply->writeStrongBinder(data.readStrongBinder());
+        case kPid:
+            return reply->writeInt32(getpid());
         case kFail:
             return data.readInt32();
         case kDie:
@@ -81,37 +83,10 @@ status_t Workshop::onTransact(uint32_t code, const Parcel& data, Parcel* reply, 
             meet(data.readInt32());
             return OK;
         case kBig:
-            return reply->writeInplace(static_cast<size_t>(data.readInt32())) != nullptr
-                       ? OK
-                       : android::NO_MEMORY;
-        case kAlive:
-            return reply->writeInt32(sAlive);
-        case kOpenFiles:
-            return reply->writeInt32(OpenFiles());
-        case kWriteTo:
-        case kMake:
-        case kKeep:
-        case kReturn:
-            return handleObjects(code, data, reply);
+            reply->writeInplace(static_cast<size_t>(data.readInt32()));
+            return OK;
         default:
             return BBinder::onTransact(code, data, reply, flags);
-    }
-}
-
-status_t Workshop::handleObjects(uint32_t code, const Parcel& data, Parcel* reply) {
-    switch (code) {
-        case kWriteTo:
-            return write(data.readFileDescriptor(), "hello", 5) == 5 ? OK : android::BAD_VALUE;
-        case kMake:
-            return reply->writeStrongBinder(new Product);
-        case kKeep: {
-            sp<IBinder> kept = data.readStrongBinder();
-            MutexLock lock(mMutex);
-            std::swap(mKept, kept);
-            return OK;
-        }
-        default:
-            return reply->writeStrongBinder(data.readStrongBinder());
     }
 }
 

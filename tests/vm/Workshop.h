@@ -15,21 +15,21 @@ namespace KVT::test {
 
 /** What the workshop does, and its requests and replies. */
 enum Work : uint32_t {
-    kEcho = 1,   // any fields -> the same bytes
-    kBounce,     // binder, int32 times -> int32: calls the binder back so many times, nested
-    kAppend,     // int32; keeps it
-    kAppended,   // -> int32 count, the values in the order of arrival
-    kWho,        // -> int32 pid, int32 uid of the caller
-    kWriteTo,    // descriptor; writes "hello" to it
-    kMake,       // -> binder of a new object
-    kAlive,      // -> int32: how many made objects live
-    kKeep,       // binder; holds it until the next one, null included
-    kReturn,     // binder -> binder, the same
-    kFail,       // int32 status: that is the status of the call
-    kDie,        // ends the process
-    kMeet,       // int32 n; waits until n calls wait together
-    kBig,        // int32 n -> n bytes
-    kOpenFiles,  // -> int32: open descriptors of the process
+    kEcho = 1,  // any fields -> the same bytes
+    kBounce,    // binder, int32 times -> int32: calls the binder back so many times, nested
+    kAppend,    // int32; keeps it
+    kAppended,  // -> int32 count, the values in the order of arrival
+    kWho,       // -> int32 pid, int32 uid of the caller
+    kWriteTo,   // descriptor; writes "hello" to it
+    kMake,      // -> binder of a new object
+    kAlive,     // -> int32: how many made objects live
+    kKeep,      // binder; holds it until the next one, null included
+    kReturn,    // binder -> binder, the same
+    kPid,       // -> int32 pid of the workshop
+    kFail,      // int32 status: that is the status of the call
+    kDie,       // ends the process
+    kMeet,      // int32 n; waits until n calls wait together
+    kBig,       // int32 n -> n bytes
 };
 
 /** A service to play with. */
@@ -42,8 +42,6 @@ class Workshop : public android::BBinder {
                                  uint32_t flags) override;
 
   private:
-    android::status_t handleObjects(uint32_t code, const android::Parcel& data,
-                                    android::Parcel* reply);
     android::status_t bounce(const android::Parcel& data, android::Parcel* reply);
     void meet(int32_t guests);
 

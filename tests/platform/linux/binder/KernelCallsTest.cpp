@@ -157,8 +157,14 @@ TEST_F(KernelCalls, AreNotMadeToTheDead) {
 
 TEST_F(KernelCalls, AreServedAndNameTheCaller) {
     mObject->onCall = [](const Parcel&, Parcel* reply) {
-        EXPECT_EQ(IPCThreadState::self()->clearCallingIdentity(), (int64_t{1000} << 32) | 99);
-        EXPECT_EQ(IPCThreadState::self()->getCallingPid(), getpid());
+        IPCThreadState* const thread = IPCThreadState::self();
+        const int64_t caller = thread->clearCallingIdentity();
+        EXPECT_EQ(caller, (int64_t{1000} << 32) | 99);
+        EXPECT_EQ(thread->getCallingPid(), getpid());
+        EXPECT_EQ(thread->getCallingUid(), getuid());
+        thread->restoreCallingIdentity(caller);
+        EXPECT_EQ(thread->getCallingPid(), 99);
+        EXPECT_EQ(thread->getCallingUid(), 1000u);
         return reply->writeInt32(4711);
     };
     mDriver.onCommand = [this](const FakeDriver::Command& command) -> std::optional<Answer> {
