@@ -4,12 +4,9 @@
 # The examples of a service host and of a client, as the installation test has built them, with the other programs:
 # the host moves the panel, and the client hears a game's rate from the next one. Wants a clock that costs no time
 # (scripts/vm --instruction-clock).
-set -euo pipefail
-
-KVT_BUILD=$1
-PATH=$2:$PATH
 # shellcheck source=tests/vm/system.sh
 . "$(dirname "${BASH_SOURCE[0]}")/system.sh"
+PATH=$2:$PATH
 phone_scenario=$source_dir/tests/vm/faults.jsonl
 service_config=$source_dir/tests/vm/faults.xml
 

@@ -4,9 +4,6 @@
 # The phone's services as processes of their own, which crash one after the other while clients go on; then as
 # many frames as a busy phone sends, and more than a frozen service can take.
 # shellcheck disable=SC2317 # some functions are called by "eventually" only
-set -euo pipefail
-
-KVT_BUILD=$1
 # shellcheck source=tests/vm/system.sh
 . "$(dirname "${BASH_SOURCE[0]}")/system.sh"
 phone_scenario=$source_dir/tests/vm/faults.jsonl
@@ -24,6 +21,12 @@ has_failed_changes() { (($(status_value failed_changes) > 0)); }
 is_told_of_no_service() {
     ctl self-test
     [[ "$status $err" == "1 kvtctl: KVTService is not running" ]]
+}
+# Of a client's frames: sets sent and failed.
+count_frames() { # FILE
+    sent=$(sed -n 's/ frames sent$//p' "$1")
+    failed=$(sed -n 's/^kvtctl: \([0-9]*\) frames .* refused$/\1/p' "$1")
+    failed=${failed:-0}
 }
 lines_with() { grep -c "$1" "$2" || true; }
 has_lines() { (($(lines_with "$2" "$3") >= $1)); }
@@ -101,17 +104,6 @@ check_lost_classification() {
     eventually "and the panel follows the decisions" status_is confirmed_hz 90
 }
 
-check_lost_listener() {
-    kvtctl watch >"$work/watch" 2>&1 &
-    watcher=$!
-    kvtctl watch >"$work/victim" 2>&1 &
-    local victim=$!
-    eventually "two listeners" status_is registered 2
-    crash "$victim"
-    eventually "a dead listener is dropped" status_is registered 1
-    expect "the other one goes on" "$(kill -0 "$watcher" && echo alive; cat "$work/watch")" alive
-}
-
 check_lost_service() {
     write_scenario packages 60 \
         '"event":"packages","focus":"com.example.mail"' '"event":"packages","focus":"com.example.reader"'
@@ -122,8 +114,6 @@ check_lost_service() {
     eventually "frames arrive" has_frames_of traffic#1
     eventually "package events arrive" has_lines 3 "focus pkgName - com.example.mail" "$work/kvtd"
     crash "$service"
-    await_end "$watcher"
-    expect "no service: a listener notices" "$status $(<"$work/watch")" "1 kvtctl: the service is gone"
     eventually "no service: a new client is told" is_told_of_no_service
     eventually "no service: events fail cleanly" has_lines 1 "not delivered: status -32" "$work/framework"
     # So that it still has frames to send when the service is back, however long that takes.
@@ -136,9 +126,7 @@ check_lost_service() {
         last_decision_is "com.example.shooter game-const-high rule game-code code 3 90 Hz"
     expect "which answers" "$(lines_with "$classify_error" "$work/kvtd")" 0
     wait "$frames" && status=0 || status=$?
-    local sent failed
-    sent=$(sed -n 's/ frames sent$//p' "$work/frames")
-    failed=$(sed -n 's/^kvtctl: \([0-9]*\) frames found no service, or were refused$/\1/p' "$work/frames")
+    count_frames "$work/frames"
     expect "the client counts the calls that failed" "$status $((failed > 0)) $((sent + failed))" "1 1 1200"
     kill -TERM "$framework"
     await_end "$framework"
@@ -162,7 +150,7 @@ check_lost_display() {
 
 # Each client's frames are delivered in order, or refused by the driver and counted.
 check_load() {
-    local i senders=() sent failed refused=0 driver begin=$SECONDS
+    local i senders=() refused=0 driver begin=$SECONDS
     driver=$(refused_by_driver)
     ctl packages com.example.racer
     for ((i = 1; i <= CLIENTS; ++i)); do
@@ -171,19 +159,17 @@ check_load() {
     done
     for ((i = 1; i <= CLIENTS; ++i)); do
         wait "${senders[i - 1]}" || true
-        sent=$(sed -n 's/ frames sent$//p' "$work/load$i")
-        failed=$(sed -n 's/^kvtctl: \([0-9]*\) frames .* refused$/\1/p' "$work/load$i")
-        expect "client $i: every frame was sent or refused (${failed:-0})" \
-            "$((sent + ${failed:-0}))" $((LOAD_FPS * LOAD_SECONDS))
+        count_frames "$work/load$i"
+        expect "client $i: every frame was sent or refused ($failed)" $((sent + failed)) $((LOAD_FPS * LOAD_SECONDS))
         eventually "client $i: every sent frame arrived, in order" are_frames_of "load#$i" "$sent"
-        refused=$((refused + ${failed:-0}))
+        refused=$((refused + failed))
     done
     expect "the driver refused as many" $(($(refused_by_driver) - driver)) "$refused"
     echo "load: $CLIENTS clients took $((SECONDS - begin)) s"
 }
 
 check_refusals() {
-    local name before sent failed driver
+    local name before driver
     name=$(printf 'x%.0s' {1..4000}) # so that few frames fill the space for one-way calls
     before=$(status_value received)
     driver=$(refused_by_driver)
@@ -191,24 +177,11 @@ check_refusals() {
     kvtctl frames "$name" --fps 200 --for 1 >"$work/frames" 2>&1 && status=0 || status=$?
     kill -CONT "$service"
     driver=$(($(refused_by_driver) - driver))
-    sent=$(sed -n 's/ frames sent$//p' "$work/frames")
-    failed=$(sed -n 's/^kvtctl: \([0-9]*\) frames .* refused$/\1/p' "$work/frames")
+    count_frames "$work/frames"
     expect "a frozen service: all that was not sent was refused" \
         "$status $((failed > 0)) $((sent > 0)) $((sent + failed))" "1 1 1 200"
     expect "the driver counts as many" "$driver" "$failed"
     eventually "all that was sent arrives later" status_is received $((before + sent))
-}
-
-check_end() {
-    local name
-    kill -TERM "$service"
-    await_end "$service"
-    expect "kvtd ends cleanly" "$status" 0
-    for name in "${!part[@]}"; do
-        kill -TERM "${part[$name]}"
-        await_end "${part[$name]}"
-        expect "$name ends cleanly" "$status" 0
-    done
 }
 
 check_command_line
@@ -217,11 +190,9 @@ start_phone_in_parts
 start_service
 check_lost_compositor
 check_lost_classification
-check_lost_listener
 check_lost_service
 check_lost_display
 check_load
 check_refusals
-check_end
-kill "$manager"
+kill "$service" "${part[@]}" "$manager"
 finish

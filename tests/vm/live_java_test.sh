@@ -5,18 +5,12 @@
 # and go on hearing it when another listener dies and yet another does not answer. The JVM is there before the
 # service, and outlives one.
 # Takes its time: the service reports no rate in the first 121 s of a game.
-set -euo pipefail
-
-KVT_BUILD=$1
-java=$2
-library_path=$3
-class_path=$4
 # shellcheck source=tests/vm/system.sh
 . "$(dirname "${BASH_SOURCE[0]}")/system.sh"
 
 start_manager
 start_phone
-"$java" -Xcheck:jni -Xshare:auto -Xint "-Djava.library.path=$library_path" -cp "$class_path" \
+"$2" -Xcheck:jni -Xshare:auto -Xint "-Djava.library.path=$3" -cp "$4" \
     GameFpsPrinter 2 270 >"$work/java" 2>&1 &
 printer=$!
 start_service
@@ -24,11 +18,6 @@ eventually "Java registers with a service that came later" status_is registered 
 crash "$service"
 start_service
 eventually "and with the next one" status_is registered 1
-declare -A watcher
-watch() { # NAME OPTION...
-    kvtctl watch "${@:2}" >"$work/$1" 2>&1 &
-    watcher[$1]=$!
-}
 watch once --count 1 --for 260
 watch twice --count 2 --for 260
 watch victim

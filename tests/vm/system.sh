@@ -1,10 +1,11 @@
 # shellcheck shell=bash disable=SC2034 # variables are for the tests
 # SPDX-License-Identifier: Apache-2.0
 # For tests of the programs together, inside the virtual machine: starts and ends the system's processes, and
-# counts what was not as expected. Sourced; wants KVT_BUILD, the build directory. Each process writes to a file
-# of its own in $work.
+# counts what was not as expected. Sourced, by scripts whose first argument is the build directory. Each process
+# writes to a file of its own in $work.
+set -euo pipefail
 
-PATH=$KVT_BUILD/tools:$KVT_BUILD/host:$KVT_BUILD/sim:$KVT_BUILD/platform:$KVT_BUILD/tests/vm:$PATH
+PATH=$1/tools:$1/host:$1/sim:$1/platform:$1/tests/vm:$PATH
 source_dir=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 work=$(mktemp -d)
 failures=0
@@ -89,6 +90,13 @@ start_service() {
     kvtd --config "$service_config" --cpuset "$work/cpus" >"$work/kvtd" 2>&1 &
     service=$!
     eventually "the service answers" kvtctl self-test
+}
+
+# A listener, whose id becomes the value of watcher[NAME].
+declare -A watcher
+watch() { # NAME OPTION...
+    kvtctl watch "${@:2}" >"$work/$1" 2>&1 &
+    watcher[$1]=$!
 }
 
 # As a process that crashes ends.

@@ -1,11 +1,10 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Usage: vm_selftest.sh PATH_OF_SCRIPTS_VM PATH_OF_BINDER_VERSION
+# Usage: vm_selftest.sh PATH_OF_SCRIPTS_VM
 # What a caller may rely on when a command runs in the virtual machine.
 set -euo pipefail
 
 vm=$1
-binder_version=$2
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work"
@@ -51,9 +50,9 @@ check_environment() {
 }
 
 check_binder() {
-    run sh -ec '"$1"; for i in binder hwbinder vndbinder; do test -w /dev/$i; done; head -n 1 /sys/kernel/debug/binder/stats
-        setpriv --reuid 65534 "$1"' sh "$binder_version"
-    expect "binder driver" "$status $(cat out err)" $'0 protocol version 8\nbinder stats:\nprotocol version 8'
+    run sh -ec 'for i in binder hwbinder vndbinder; do setpriv --reuid 65534 test -w /dev/$i; done
+        head -n 1 /sys/kernel/debug/binder/stats'
+    expect "binder driver" "$status $(cat out err)" "0 binder stats:"
 }
 
 check_flood() {
