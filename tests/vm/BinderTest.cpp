@@ -34,6 +34,14 @@ class BinderVm : public testing::Test {
     Child mServer{[] { RunWorkshop("shop"); }};
 };
 
+/** Has the shop do one work on an object. */
+Parcel& Give(const sp<IBinder>& shop, uint32_t code, const sp<IBinder>& object, Parcel* reply) {
+    Parcel data;
+    data.writeStrongBinder(object);
+    EXPECT_EQ(shop->transact(code, data, reply), OK);
+    return *reply;
+}
+
 class Watcher : public IBinder::DeathRecipient {
   public:
     void binderDied(const wp<IBinder>&) override { ++mDeaths; }
@@ -62,7 +70,7 @@ TEST_F(BinderVm, EchoesEveryByte) {
 TEST_F(BinderVm, NestsCallsButNotTooDeep) {
     client([](const sp<IBinder>& shop) {
         // No pool here: the thread that waits for the reply is the only one.
-        const sp<Workshop> own = new Workshop;
+        const sp<IBinder> own = NewWorkshop();
         for (const auto& [times, expected] : {std::pair(10, OK), {100'000, FAILED_TRANSACTION}}) {
             Parcel data;
             Parcel reply;
@@ -105,18 +113,13 @@ TEST_F(BinderVm, AQueueOfOneWayCallsKeepsItsOrderAndNobodyElseWaiting) {
 TEST_F(BinderVm, KeepsObjectsAsLongAsSomeoneElsewhereHoldsThem) {
     client([](const sp<IBinder>& shop) {
         ProcessState::self()->startThreadPool();
-        const auto keep = [&](const sp<IBinder>& object) {
-            Parcel data;
-            Parcel reply;
-            data.writeStrongBinder(object);
-            EXPECT_EQ(shop->transact(kKeep, data, &reply), OK);
-        };
-        sp<Workshop> given = new Workshop;
-        const wp<Workshop> own = given;
-        keep(given);
+        sp<IBinder> given = NewWorkshop();
+        const wp<IBinder> own = given;
+        Parcel reply;
+        Give(shop, kKeep, given, &reply);
         given.clear();
         EXPECT_NE(own.promote(), nullptr);
-        keep(nullptr);
+        Give(shop, kKeep, nullptr, &reply);
         EXPECT_TRUE(Eventually([&] { return own.promote() == nullptr; }));
     });
 }
@@ -124,13 +127,9 @@ TEST_F(BinderVm, KeepsObjectsAsLongAsSomeoneElsewhereHoldsThem) {
 TEST_F(BinderVm, KnowsAnObjectWhereverItComesFrom) {
     client([](const sp<IBinder>& shop) {
         EXPECT_EQ(shop, Find("shop"));
-        const sp<IBinder> own = new Workshop;
-        for (const sp<IBinder>& sent : {own, shop, sp<IBinder>()}) {
-            Parcel data;
+        for (const sp<IBinder>& sent : {NewWorkshop(), shop, sp<IBinder>()}) {
             Parcel reply;
-            data.writeStrongBinder(sent);
-            ASSERT_EQ(shop->transact(kReturn, data, &reply), OK);
-            EXPECT_EQ(reply.readStrongBinder(), sent);
+            EXPECT_EQ(Give(shop, kReturn, sent, &reply).readStrongBinder(), sent);
         }
     });
 }
@@ -286,10 +285,7 @@ TEST_F(BinderVm, LeavesNothingInTheDriver) {
             const sp<Watcher> watcher = new Watcher;
             ASSERT_EQ(product->linkToDeath(watcher), OK);
             ASSERT_EQ(product->unlinkToDeath(watcher), OK);
-            Parcel data;
-            data.writeStrongBinder(new Workshop);
-            ASSERT_EQ(shop->transact(kReturn, data, &reply), OK);
-            reply.freeData();
+            Give(shop, kReturn, NewWorkshop(), &reply).freeData();
         }
         EXPECT_TRUE(Eventually([&] {
             const std::vector<int> now = counts();
@@ -309,7 +305,7 @@ TEST_F(BinderVm, StopsServingWhenTold) {
         });
         IPCThreadState::self()->joinThreadPool();
         stopper.join();
-        EXPECT_NE(Manager()->addService(String16("late"), new Workshop), OK);
+        EXPECT_NE(Manager()->addService(String16("late"), NewWorkshop()), OK);
     });
 }
 

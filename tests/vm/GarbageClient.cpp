@@ -3,12 +3,14 @@
 // garbage_client SEED CALLS
 #include <binder/IServiceManager.h>
 #include <binder/Parcel.h>
+
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <random>
+#include <vector>
 
 #include "service/IKVTService.h"
 #include "service/Transactions.h"
@@ -18,21 +20,17 @@ namespace {
 using android::IBinder;
 using android::Parcel;
 
-constexpr uint32_t kUnknownCodes[] = {0,
-                                      20,
-                                      19999,
-                                      20001,
-                                      20002,
-                                      IBinder::DUMP_TRANSACTION,
-                                      IBinder::INTERFACE_TRANSACTION,
-                                      IBinder::SHELL_COMMAND_TRANSACTION,
-                                      IBinder::SYSPROPS_TRANSACTION};
-
-uint32_t PickCode(std::mt19937& random) {
-    const KVT::Rows<KVT::TransactionInfo> known = KVT::Transactions();
-    const auto count = static_cast<size_t>(known.end() - known.begin());
-    const size_t index = random() % (count + std::size(kUnknownCodes));
-    return index < count ? known.begin()[index].code : kUnknownCodes[index - count];
+std::vector<uint32_t> Codes() {
+    std::vector<uint32_t> codes = {0, 20, 19999, 20001, 20002};  // unknown ones
+    for (const uint32_t ofEveryObject :
+         {IBinder::DUMP_TRANSACTION, IBinder::INTERFACE_TRANSACTION,
+          IBinder::SHELL_COMMAND_TRANSACTION, IBinder::SYSPROPS_TRANSACTION}) {
+        codes.push_back(ofEveryObject);
+    }
+    for (const KVT::TransactionInfo& known : KVT::Transactions()) {
+        codes.push_back(known.code);
+    }
+    return codes;
 }
 
 void Fill(Parcel* data, std::mt19937& random) {
@@ -78,10 +76,11 @@ int main(int argc, char** argv) {
         fprintf(stderr, "garbage_client: a dump for nobody: status %d\n", status);
         return 1;
     }
+    const std::vector<uint32_t> codes = Codes();
     for (int call = atoi(argv[2]); call > 0; --call) {
         Parcel data;
         Parcel reply;
-        const uint32_t code = PickCode(random);
+        const uint32_t code = codes[random() % codes.size()];
         Fill(&data, random);
         const android::status_t status =
             service->transact(code, data, &reply, random() % 4 == 0 ? IBinder::FLAG_ONEWAY : 0);

@@ -45,8 +45,8 @@ class ServiceManagerVm : public testing::Test {
 
 TEST_F(ServiceManagerVm, KeepsTheDirectory) {
     InProcess([] {
-        const sp<IBinder> first = new Workshop;
-        const sp<IBinder> second = new Workshop;
+        const sp<IBinder> first = NewWorkshop();
+        const sp<IBinder> second = NewWorkshop();
         EXPECT_EQ(Check("zebra"), nullptr);
         EXPECT_EQ(Add("zebra", first), OK);
         EXPECT_EQ(Check("zebra"), first);
@@ -67,11 +67,11 @@ TEST_F(ServiceManagerVm, KeepsTheDirectory) {
 TEST_F(ServiceManagerVm, RefusesBadRegistrations) {
     InProcess([] {
         const std::string longest(127, 'n');
-        EXPECT_EQ(Add("", new Workshop), -1);
-        EXPECT_EQ(Add(longest + "n", new Workshop), -1);
+        EXPECT_EQ(Add("", NewWorkshop()), -1);
+        EXPECT_EQ(Add(longest + "n", NewWorkshop()), -1);
         EXPECT_EQ(Add("none", nullptr), -1);
         EXPECT_EQ(Names(kAll), "");
-        EXPECT_EQ(Add(longest, new Workshop), OK);
+        EXPECT_EQ(Add(longest, NewWorkshop()), OK);
 
         Parcel data;
         Parcel reply;
@@ -106,12 +106,15 @@ TEST_F(ServiceManagerVm, ForgetsTheDeadButNotTheirSuccessors) {
     Child first([] { RunWorkshop("shop"); });
     InProcess([] { Find("shop"); });
     Child second([] {
-        ASSERT_EQ(Add("other", new Workshop), OK);
+        ASSERT_EQ(Add("other", NewWorkshop()), OK);
         RunWorkshop("shop");
     });
     const auto shopIsOf = [](pid_t pid) {
-        Parcel reply;
-        return Eventually([&] { return Call(Find("shop"), kPid, &reply).readInt32() == pid; });
+        return Eventually([&] {
+            Parcel reply;
+            Call(Find("shop"), kWho, &reply).setDataPosition(2 * sizeof(int32_t));
+            return reply.readInt32() == pid;
+        });
     };
     InProcess([&] { EXPECT_TRUE(shopIsOf(second.pid())); });
     first.kill();
@@ -126,7 +129,7 @@ TEST_F(ServiceManagerVm, IsTheOnlyOneAndCanBeReplaced) {
     Signal added;
     Signal noticed;
     Child client([&] {
-        const auto add = [] { return Add("a", new Workshop); };
+        const auto add = [] { return Add("a", NewWorkshop()); };
         EXPECT_EQ(add(), OK);
         added.raise();
         EXPECT_TRUE(Eventually([&] { return add() != OK; }));

@@ -6,20 +6,15 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "sync/Clock.h"
+#include <atomic>
+#include <vector>
+
+#include "sync/Condition.h"
 #include "tests/vm/Processes.h"
 
 namespace KVT::test {
 
-using android::BBinder;
-using android::IBinder;
-using android::IPCThreadState;
-using android::OK;
-using android::Parcel;
-using android::ProcessState;
-using android::sp;
-using android::status_t;
-using android::String16;
+using namespace android;
 
 namespace {
 
@@ -33,12 +28,26 @@ class Product : public BBinder {
     ~Product() override { --sAlive; }
 };
 
-}  // namespace
+class Workshop : public BBinder {
+  public:
+    const String16& getInterfaceDescriptor() const override {
+        static const String16 descriptor("test.Workshop");
+        return descriptor;
+    }
 
-const String16& Workshop::getInterfaceDescriptor() const {
-    static const String16 descriptor("test.Workshop");
-    return descriptor;
-}
+  protected:
+    status_t onTransact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags) override;
+
+  private:
+    status_t bounce(const Parcel& data, Parcel* reply);
+    void meet(int32_t guests);
+
+    Mutex mMutex;
+    Condition mMet GUARDED_BY(mMutex);
+    int32_t mWaiting GUARDED_BY(mMutex) = 0;
+    std::vector<int32_t> mAppended GUARDED_BY(mMutex);
+    sp<IBinder> mKept GUARDED_BY(mMutex);
+};
 
 status_t Workshop::onTransact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags) {
     switch (code) {
@@ -58,9 +67,10 @@ status_t Workshop::onTransact(uint32_t code, const Parcel& data, Parcel* reply, 
         }
         case kWho:
             reply->writeInt32(IPCThreadState::self()->getCallingPid());
-            return reply->writeInt32(static_cast<int32_t>(IPCThreadState::self()->getCallingUid()));
+            reply->writeInt32(static_cast<int32_t>(IPCThreadState::self()->getCallingUid()));
+            return reply->writeInt32(getpid());
         case kWriteTo:
-            return write(data.readFileDescriptor(), "hello", 5) == 5 ? OK : android::BAD_VALUE;
+            return write(data.readFileDescriptor(), "hello", 5) == 5 ? OK : BAD_VALUE;
         case kMake:
             return reply->writeStrongBinder(new Product);
         case kAlive:
@@ -73,8 +83,6 @@ status_t Workshop::onTransact(uint32_t code, const Parcel& data, Parcel* reply, 
         }
         case kReturn:
             return reply->writeStrongBinder(data.readStrongBinder());
-        case kPid:
-            return reply->writeInt32(getpid());
         case kFail:
             return data.readInt32();
         case kDie:
@@ -95,9 +103,6 @@ status_t Workshop::bounce(const Parcel& data, Parcel* reply) {
     const int32_t times = data.readInt32();
     const pid_t caller = IPCThreadState::self()->getCallingPid();
     int32_t sum = 0;
-    if (other == nullptr) {
-        return android::BAD_VALUE;
-    }
     if (times > 0) {
         Parcel request;
         Parcel answer;
@@ -109,7 +114,7 @@ status_t Workshop::bounce(const Parcel& data, Parcel* reply) {
         sum = answer.readInt32();
     }
     if (IPCThreadState::self()->getCallingPid() != caller) {
-        return android::INVALID_OPERATION;  // the nested call left its caller behind
+        return INVALID_OPERATION;  // the nested call left its caller behind
     }
     return reply->writeInt32(sum + 1);
 }
@@ -122,16 +127,21 @@ void Workshop::meet(int32_t guests) {
     mMet.signal();  // each wakes the next
 }
 
+}  // namespace
+
+sp<IBinder> NewWorkshop() {
+    return new Workshop;
+}
+
 void RunWorkshop(const char* name) {
-    const sp<Workshop> workshop = new Workshop;
     ProcessState::self()->startThreadPool();
-    ASSERT_EQ(Manager()->addService(String16(name), workshop), OK);
+    ASSERT_EQ(Manager()->addService(String16(name), NewWorkshop()), OK);
     IPCThreadState::self()->joinThreadPool();
 }
 
-sp<android::IServiceManager> Manager() {
-    Eventually([] { return android::defaultServiceManager() != nullptr; });
-    return android::defaultServiceManager();
+sp<IServiceManager> Manager() {
+    Eventually([] { return defaultServiceManager() != nullptr; });
+    return defaultServiceManager();
 }
 
 sp<IBinder> Find(const char* name) {

@@ -5,27 +5,20 @@
 #include <binder/IServiceManager.h>
 #include <binder/Parcel.h>
 
-#include <atomic>
-#include <vector>
-
-#include "sync/Condition.h"
-#include "sync/Mutex.h"
-
 namespace KVT::test {
 
-/** What the workshop does, and its requests and replies. */
+/** What a workshop does, and its requests and replies. */
 enum Work : uint32_t {
     kEcho = 1,  // any fields -> the same bytes
     kBounce,    // binder, int32 times -> int32: calls the binder back so many times, nested
     kAppend,    // int32; keeps it
     kAppended,  // -> int32 count, the values in the order of arrival
-    kWho,       // -> int32 pid, int32 uid of the caller
+    kWho,       // -> int32 pid, int32 uid of the caller; int32 pid of the workshop
     kWriteTo,   // descriptor; writes "hello" to it
     kMake,      // -> binder of a new object
     kAlive,     // -> int32: how many made objects live
     kKeep,      // binder; holds it until the next one, null included
     kReturn,    // binder -> binder, the same
-    kPid,       // -> int32 pid of the workshop
     kFail,      // int32 status: that is the status of the call
     kDie,       // ends the process
     kMeet,      // int32 n; waits until n calls wait together
@@ -33,24 +26,7 @@ enum Work : uint32_t {
 };
 
 /** A service to play with. */
-class Workshop : public android::BBinder {
-  public:
-    const android::String16& getInterfaceDescriptor() const override;
-
-  protected:
-    android::status_t onTransact(uint32_t code, const android::Parcel& data, android::Parcel* reply,
-                                 uint32_t flags) override;
-
-  private:
-    android::status_t bounce(const android::Parcel& data, android::Parcel* reply);
-    void meet(int32_t guests);
-
-    Mutex mMutex;
-    Condition mMet GUARDED_BY(mMutex);
-    int32_t mWaiting GUARDED_BY(mMutex) = 0;
-    std::vector<int32_t> mAppended GUARDED_BY(mMutex);
-    android::sp<android::IBinder> mKept GUARDED_BY(mMutex);
-};
+android::sp<android::IBinder> NewWorkshop();
 
 /** Publishes a workshop under `name` and serves until killed. */
 void RunWorkshop(const char* name);

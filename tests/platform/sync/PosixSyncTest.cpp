@@ -9,52 +9,50 @@
 namespace KVT {
 namespace {
 
-TEST(PosixCondition, RemembersASignalUntilAWaitConsumesIt) {
-    Mutex mutex;
-    Condition condition;
-    MutexLock lock(mutex);
-    condition.signal();
-    condition.signal();
-    EXPECT_TRUE(condition.waitUntil(mutex, 0));
-    EXPECT_FALSE(condition.waitUntil(mutex, 0)) << "two signals before a wait count as one";
-    condition.signal();
-    condition.clear();
-    EXPECT_FALSE(condition.waitUntil(mutex, 0));
+class PosixCondition : public testing::Test {
+  protected:
+    Mutex mMutex;
+    Condition mCondition;
+};
+
+TEST_F(PosixCondition, RemembersASignalUntilAWaitConsumesIt) {
+    MutexLock lock(mMutex);
+    mCondition.signal();
+    mCondition.signal();
+    EXPECT_TRUE(mCondition.waitUntil(mMutex, 0));
+    EXPECT_FALSE(mCondition.waitUntil(mMutex, 0)) << "two signals before a wait count as one";
+    mCondition.signal();
+    mCondition.clear();
+    EXPECT_FALSE(mCondition.waitUntil(mMutex, 0));
 }
 
-TEST(PosixCondition, EndsEveryWaitOnceItIsClosed) {
-    Mutex mutex;
-    Condition condition;
-    MutexLock lock(mutex);
-    condition.close();
-    condition.clear();
-    condition.wait(mutex);
-    EXPECT_TRUE(condition.waitUntil(mutex, 0));
-    condition.wait(mutex);
+TEST_F(PosixCondition, EndsEveryWaitOnceItIsClosed) {
+    MutexLock lock(mMutex);
+    mCondition.close();
+    mCondition.clear();
+    mCondition.wait(mMutex);
+    EXPECT_TRUE(mCondition.waitUntil(mMutex, 0));
+    mCondition.wait(mMutex);
 }
 
-TEST(PosixCondition, TimesOutOnTheMonotonicClock) {
-    Mutex mutex;
-    Condition condition;
-    MutexLock lock(mutex);
+TEST_F(PosixCondition, TimesOutOnTheMonotonicClock) {
+    MutexLock lock(mMutex);
     const int64_t start = MonotonicNow();
-    EXPECT_FALSE(condition.waitUntil(mutex, start + 20 * kNsPerMs));
+    EXPECT_FALSE(mCondition.waitUntil(mMutex, start + 20 * kNsPerMs));
     EXPECT_GE(MonotonicNow() - start, 20 * kNsPerMs);
 }
 
-TEST(PosixCondition, WakesAWaiterOnAnotherThread) {
-    Mutex mutex;
-    Condition request;
+TEST_F(PosixCondition, WakesAWaiterOnAnotherThread) {
     Condition answer;
     std::thread worker([&] {
-        MutexLock lock(mutex);
-        request.wait(mutex);
+        MutexLock lock(mMutex);
+        mCondition.wait(mMutex);
         answer.signal();
     });
     {
-        MutexLock lock(mutex);
-        request.signal();
-        EXPECT_TRUE(answer.waitUntil(mutex, MonotonicNow() + 10 * kNsPerS));
+        MutexLock lock(mMutex);
+        mCondition.signal();
+        EXPECT_TRUE(answer.waitUntil(mMutex, MonotonicNow() + 10 * kNsPerS));
     }
     worker.join();
 }
