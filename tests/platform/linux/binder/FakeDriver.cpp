@@ -233,32 +233,29 @@ void FakeDriver::take(Command command) {
     }
 }
 
-std::optional<FakeDriver::Step> FakeDriver::nextStep() {
+std::optional<std::vector<uint8_t>> FakeDriver::nextAnswer() {
     {
         MutexLock lock(mMutex);
         if (!mSteps.empty()) {
-            Step step = std::move(mSteps.front());
+            const Step step = std::move(mSteps.front());
             mSteps.pop_front();
-            return step;
+            return step.bytes;
         }
     }
     const std::optional<Answer> answer = onRead ? onRead() : std::nullopt;
-    return answer.has_value() ? std::optional(Step{0, SIZE_MAX, answer->get()}) : std::nullopt;
+    return answer.has_value() ? std::optional(answer->get()) : std::nullopt;
 }
 
 int FakeDriver::read(binder_write_read& request) {
-    std::optional<Step> step = nextStep();
-    if (!step.has_value()) {
+    const auto answer = nextAnswer();
+    if (!answer.has_value()) {
         return -ECONNREFUSED;
     }
-    const size_t size = std::min<size_t>(step->bytes.size(), request.read_size);
-    std::copy_n(step->bytes.begin(), size, reinterpret_cast<uint8_t*>(request.read_buffer));
-    request.read_consumed = size;
-    if (size < step->bytes.size()) {
-        step->bytes.erase(step->bytes.begin(), step->bytes.begin() + static_cast<ptrdiff_t>(size));
-        MutexLock lock(mMutex);
-        mSteps.push_front(std::move(*step));
+    if (answer->size() > request.read_size) {
+        return -ENOSPC;
     }
+    std::copy(answer->begin(), answer->end(), reinterpret_cast<uint8_t*>(request.read_buffer));
+    request.read_consumed = answer->size();
     return 0;
 }
 

@@ -84,7 +84,7 @@ class FakeDriver {
     /** Of the simple requests, by their numbers. */
     std::map<unsigned long, int> results;
 
-    /** What a later read returns, in order; what a read has no room for is left for the next. */
+    /** What a later read returns, in order; it has room for 256 bytes. */
     void answer(const Answer& answer);
     /** A later exchange fails, having taken so many of the bytes written to it. */
     void fail(int error, size_t taken = SIZE_MAX);
@@ -137,7 +137,7 @@ class FakeDriver {
     void take(Command command);
     bool strikeOff(Book book, uint64_t name) REQUIRES(mMutex);
     int read(binder_write_read& request);
-    std::optional<Step> nextStep();
+    std::optional<std::vector<uint8_t>> nextAnswer();
 
     Mutex mMutex;
     Condition mWritten GUARDED_BY(mMutex);

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "tests/platform/linux/binder/DriverTest.h"
+#include "tests/support/Bytes.h"
 
 namespace KVT::test {
 namespace {
@@ -36,8 +37,9 @@ class KernelCalls : public DriverTest {
         ASSERT_EQ(mDriver.count(BC_REPLY), 1);
         const FakeDriver::Command reply = mDriver.commands(BC_REPLY)[0];
         EXPECT_EQ(reply.as<binder_transaction_data>().flags, flags);
-        ASSERT_EQ(reply.data.size(), sizeof(word));
-        EXPECT_EQ(memcmp(reply.data.data(), &word, sizeof(word)), 0);
+        Parcel expected;
+        expected.writeInt32(word);
+        EXPECT_EQ(reply.data, BytesOf(expected));
         mDriver.forgetCommands();
     }
 
@@ -256,6 +258,22 @@ TEST_F(KernelCalls, DoNotNestForEver) {
     };
     EXPECT_NE(call(nullptr), OK);
     EXPECT_LE(mObject->calls.size(), 100u);
+    const FakeDriver::Command refusal = mDriver.commands(BC_REPLY).at(0);
+    EXPECT_EQ(refusal.as<binder_transaction_data>().flags, uint32_t{TF_STATUS_CODE});
+    EXPECT_EQ(refusal.data, FromHex("02000080")) << "FAILED_TRANSACTION";
+}
+
+TEST_F(KernelCalls, CarryADumpsDescriptorAndArguments) {
+    Vector<String16> arguments;
+    arguments.add(String16("-a"));
+    mDriver.answer(replyOf({}));
+    EXPECT_EQ(mRemote->dump(1, arguments), OK);
+    const FakeDriver::Command request = mDriver.commands(BC_TRANSACTION).at(0);
+    const auto sent = request.as<binder_transaction_data>();
+    EXPECT_EQ(sent.code, uint32_t{IBinder::DUMP_TRANSACTION});
+    EXPECT_EQ(sent.offsets_size, sizeof(binder_size_t));
+    EXPECT_EQ(request.data, FromHex("852a6466 7f010000 0100000000000000 0000000000000000"
+                                    "01000000 02000000 ~'-a' 00000000"));
 }
 
 TEST_F(KernelCalls, CloseTheDescriptorsThatTheyBrought) {

@@ -246,20 +246,5 @@ TEST_F(KernelObjects, ServesInPolledMode) {
     EXPECT_EQ(object->calls.size(), 1u);
 }
 
-TEST_F(KernelObjects, AnswersLongerThanARoomfulComeInPieces) {
-    const sp<LocalObject> object = new LocalObject;
-    // Whole commands only, as the driver does: twelve of them fit.
-    constexpr int kFit = 12;
-    for (const uint32_t command : {BR_INCREFS, BR_INCREFS, BR_DECREFS, BR_DECREFS}) {
-        Answer answer;
-        for (int i = 0; i < kFit; ++i) {
-            answer.add(command, NameOf(object.get()));
-        }
-        mDriver.answer(answer);
-    }
-    serve();
-    EXPECT_EQ(mDriver.count(BC_INCREFS_DONE), 2 * kFit);
-}
-
 }  // namespace
 }  // namespace KVT::test

@@ -133,9 +133,13 @@ TEST_F(KernelProcess, SpeaksTheServiceManagersLanguage) {
         {IBinder::PING_TRANSACTION, "", ""},
         {2, token + "06000000 ~'Nobody' 00000000", "00000000"},
         {3,
-         token + "03000000 ~'a.b' 0000  852a6273 13010000 0000000000000000 0000000000000000"
+         token + "03000000 ~'a.b' 0000  852a6873 13010000 0100000000000000 0000000000000000"
                  "01000000 02000000",
          "00000000"},
+        {3,
+         token + "01000000 ~'n' 0000  852a6273 13010000 0000000000000000 0000000000000000"
+                 "00000000 08000000",
+         "ffffffff", TF_STATUS_CODE},
         {4, token + "00000000 0f000000", "02000000 ~'ab' 0000 f059"},  // padding means nothing
         {4, token + "01000000 0f000000", "ffffffff", TF_STATUS_CODE},
     };
@@ -145,7 +149,8 @@ TEST_F(KernelProcess, SpeaksTheServiceManagersLanguage) {
     const sp<IServiceManager> manager = defaultServiceManager();
     ASSERT_NE(manager, nullptr);
     EXPECT_EQ(manager->checkService(String16("Nobody")), nullptr);
-    EXPECT_EQ(manager->addService(String16("a.b"), nullptr, true, 2), OK);
+    EXPECT_EQ(manager->addService(String16("a.b"), proxy(), true, 2), OK);
+    EXPECT_EQ(manager->addService(String16("n"), nullptr), -1);
     const Vector<String16> names = manager->listServices(15);
     ASSERT_EQ(names.size(), 1u);
     EXPECT_EQ(names[0], String16("ab"));
@@ -157,6 +162,7 @@ TEST_F(KernelProcess, SpeaksTheServiceManagersLanguage) {
         EXPECT_EQ(sent.target.handle, 0u) << i;
         EXPECT_EQ(sent.code, exchanges[i].code) << i;
         EXPECT_EQ(sent.flags, static_cast<uint32_t>(TF_ACCEPT_FDS)) << i;
+        EXPECT_EQ(sent.offsets_size, i == 2 ? sizeof(binder_size_t) : 0) << i;
         EXPECT_EQ(requests[i].data, FromHex(exchanges[i].request)) << i;
     }
 }

@@ -178,6 +178,10 @@ TEST(Parcel, FillsGapsWithZeroes) {
     EXPECT_EQ(BytesOf(parcel), FromHex("0000000000000000 01000000"));
     EXPECT_EQ(parcel.setDataSize(4), android::OK);
     EXPECT_EQ(parcel.dataSize(), 4u);
+    EXPECT_EQ(parcel.setDataSize(12), android::OK);
+    EXPECT_EQ(BytesOf(parcel), Bytes(12));
+    EXPECT_EQ(parcel.setDataSize(size_t{INT32_MAX} + 1), android::BAD_VALUE);
+    EXPECT_EQ(parcel.errorCheck(), android::OK);
     EXPECT_EQ(parcel.writeInplace(SIZE_MAX), nullptr);
     EXPECT_NE(parcel.errorCheck(), android::OK);
 }
