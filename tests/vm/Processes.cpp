@@ -75,32 +75,25 @@ void Signal::await() const {
     EXPECT_EQ(read(mEnds[0], &byte, 1), 1);
 }
 
-static constexpr const char* kDriverStats = "/sys/kernel/debug/binder/stats";
-
-int DriverCount(const std::string& kind) {
-    std::ifstream stats(kDriverStats);
-    std::string word;
-    while (stats >> word) {
-        int active = 0;
-        if (word == kind + ":" && stats >> word && word == "active" && stats >> active) {
-            return active;
-        }
-    }
-    return -1;
-}
-
 std::map<std::string, std::string> DriverStats(pid_t pid) {
-    std::ifstream stats(kDriverStats);
+    std::ifstream stats("/sys/kernel/debug/binder/stats");
     std::map<std::string, std::string> found;
-    bool inside = false;
+    bool inside = pid == kAllProcesses;  // which come first
     for (std::string line; std::getline(stats, line);) {
-        if (line.compare(0, 2, "  ") != 0) {
-            inside = line == "proc " + std::to_string(pid) || (inside && line == "context binder");
+        if (line.compare(0, 5, "proc ") == 0) {
+            inside = line == "proc " + std::to_string(pid);
         } else if (const size_t colon = line.find(": "); inside && colon != std::string::npos) {
-            found[line.substr(2, colon - 2)] = line.substr(colon + 2);
+            const size_t begin = line.find_first_not_of(' ');
+            found[line.substr(begin, colon - begin)] = line.substr(colon + 2);
         }
     }
     return found;
+}
+
+int DriverCount(const std::string& kind) {
+    int active = -1;
+    sscanf(DriverStats(kAllProcesses)[kind].c_str(), "active %d", &active);
+    return active;
 }
 
 int ProcessCount(pid_t pid, const std::string& kind) {

@@ -50,11 +50,13 @@ class Signal {
     int mEnds[2];
 };
 
-/** What the driver counts of one kind of thing ("node", "ref", "death") over all processes. */
-int DriverCount(const std::string& kind);
+constexpr pid_t kAllProcesses = 0;
 
-/** What the driver says about one process ("threads", "nodes", ...); empty if it knows none. */
+/** What the driver says about a process ("threads", "nodes", ...); empty if it knows none. */
 std::map<std::string, std::string> DriverStats(pid_t pid);
+
+/** What it counts of one kind of thing ("node", "ref", "death") over all processes. */
+int DriverCount(const std::string& kind);
 
 /** How many threads or descriptors ("task", "fd") a process has. */
 int ProcessCount(pid_t pid, const std::string& kind);

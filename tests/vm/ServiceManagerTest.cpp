@@ -110,11 +110,8 @@ TEST_F(ServiceManagerVm, ForgetsTheDeadButNotTheirSuccessors) {
         RunWorkshop("shop");
     });
     const auto shopIsOf = [](pid_t pid) {
-        return Eventually([&] {
-            Parcel reply;
-            Call(Find("shop"), kWho, &reply).setDataPosition(2 * sizeof(int32_t));
-            return reply.readInt32() == pid;
-        });
+        Parcel reply;
+        return Eventually([&] { return Call(Find("shop"), kPid, &reply).readInt32() == pid; });
     };
     InProcess([&] { EXPECT_TRUE(shopIsOf(second.pid())); });
     first.kill();

@@ -65,9 +65,7 @@ status_t Workshop::onTransact(uint32_t code, const Parcel& data, Parcel* reply, 
             reply->writeInt32(static_cast<int32_t>(mAppended.size()));
             return reply->write(mAppended.data(), mAppended.size() * sizeof(mAppended[0]));
         }
-        case kWho:
-            reply->writeInt32(IPCThreadState::self()->getCallingPid());
-            reply->writeInt32(static_cast<int32_t>(IPCThreadState::self()->getCallingUid()));
+        case kPid:
             return reply->writeInt32(getpid());
         case kWriteTo:
             return write(data.readFileDescriptor(), "hello", 5) == 5 ? OK : BAD_VALUE;
@@ -85,8 +83,6 @@ status_t Workshop::onTransact(uint32_t code, const Parcel& data, Parcel* reply, 
             return reply->writeStrongBinder(data.readStrongBinder());
         case kFail:
             return data.readInt32();
-        case kDie:
-            _exit(0);
         case kMeet:
             meet(data.readInt32());
             return OK;

@@ -13,14 +13,13 @@ enum Work : uint32_t {
     kBounce,    // binder, int32 times -> int32: calls the binder back so many times, nested
     kAppend,    // int32; keeps it
     kAppended,  // -> int32 count, the values in the order of arrival
-    kWho,       // -> int32 pid, int32 uid of the caller; int32 pid of the workshop
+    kPid,       // -> int32 pid of the workshop
     kWriteTo,   // descriptor; writes "hello" to it
     kMake,      // -> binder of a new object
     kAlive,     // -> int32: how many made objects live
     kKeep,      // binder; holds it until the next one, null included
     kReturn,    // binder -> binder, the same
     kFail,      // int32 status: that is the status of the call
-    kDie,       // ends the process
     kMeet,      // int32 n; waits until n calls wait together
     kBig,       // int32 n -> n bytes
 };
