@@ -22,6 +22,9 @@ TEST_F(PosixCondition, RemembersASignalUntilAWaitConsumesIt) {
     EXPECT_TRUE(mCondition.waitUntil(mMutex, 0));
     EXPECT_FALSE(mCondition.waitUntil(mMutex, 0)) << "two signals before a wait count as one";
     mCondition.signal();
+    mCondition.wait(mMutex);
+    EXPECT_FALSE(mCondition.waitUntil(mMutex, 0));
+    mCondition.signal();
     mCondition.clear();
     EXPECT_FALSE(mCondition.waitUntil(mMutex, 0));
 }
@@ -51,6 +54,7 @@ TEST_F(PosixCondition, WakesAWaiterOnAnotherThread) {
     });
     {
         MutexLock lock(mMutex);
+        EXPECT_FALSE(answer.waitUntil(mMutex, MonotonicNow() + 20 * kNsPerMs));
         mCondition.signal();
         EXPECT_TRUE(answer.waitUntil(mMutex, MonotonicNow() + 10 * kNsPerS));
     }

@@ -22,17 +22,18 @@ using android::wp;
 
 class Object : public BBinder {};
 
-/** Expects a value to be written as these bytes, and to be read back from them. */
+/** Expects a value to be written as these bytes, and to be read back from no more than them. */
 template <typename Value, typename Argument, typename Result>
 void ExpectField(const char* bytes, const Value& value,
                  android::status_t (Parcel::*write)(Argument), Result (Parcel::*read)() const) {
     SCOPED_TRACE(bytes);
     Parcel parcel;
     (parcel.*write)(value);
-    EXPECT_EQ(BytesOf(parcel), FromHex(bytes));
+    parcel.writeInt32(-3);
+    EXPECT_EQ(BytesOf(parcel), FromHex(bytes + std::string("fdffffff")));
     parcel.setDataPosition(0);
     EXPECT_EQ((parcel.*read)(), value);
-    EXPECT_EQ(parcel.dataAvail(), 0u);
+    EXPECT_EQ(parcel.readInt32(), -3);
 }
 
 TEST(Parcel, WritesAndReadsAndroidTensBytes) {
@@ -163,12 +164,12 @@ TEST(Parcel, CarriesFileDescriptors) {
         close(ends[1]);
         parcel.setDataPosition(0);
         EXPECT_EQ(write(parcel.readFileDescriptor(), "x", 1), 1);
-        EXPECT_LT(parcel.writeDupFileDescriptor(-1), 0);
     }
     char c = 0;
     EXPECT_EQ(read(ends[0], &c, 1), 1);
     EXPECT_EQ(read(ends[0], &c, 1), 0) << "the parcel closed the copy that it owned";
     close(ends[0]);
+    EXPECT_LT(Parcel().writeDupFileDescriptor(-1), 0);
 }
 
 TEST(Parcel, FillsGapsWithZeroes) {
