@@ -191,7 +191,7 @@ class Session {
         return kind != kGarbage;
     }
 
-    /** The driver takes a reference to a local object, or gives back one that has been confirmed. */
+    /** The driver takes a reference to a local object, or gives back a confirmed one. */
     void addReference(Answer* answer, bool taken) {
         const bool weak = mInput.pick(2) == 0;
         const binder_ptr_cookie name = NameOf(mInput.pickFrom(mObjects).get());
@@ -334,7 +334,7 @@ class Session {
                 mDriver.answer(Answer().add(BR_DECREFS, name));
             }
         }
-        // Whoever is still watched dies, so that the proxies that nobody else holds come to their end.
+        // Whoever is still watched dies, so that proxies that nobody else holds come to their end.
         for (const binder_uintptr_t cookie : mDriver.owed(FakeDriver::kDeathRequests)) {
             mDriver.answer(Answer().add(BR_DEAD_BINDER, cookie));
         }
