@@ -75,6 +75,8 @@ class FpsCommon : public PolicyState,
 
     // --- Scene events ----------------------------------------------------------------------------
 
+    /** Decides anew with a scene that is on (1) or off (0); another value leaves it as it was. */
+    static void OnSceneFlag(Atomic<bool>& scene, int32_t value) EXCLUDES(decisionMutex);
     /** @param connected 1 external display connected, 0 disconnected */
     static void OnDisplayHotplugEventReceived(int32_t connected) EXCLUDES(decisionMutex);
     /** @param created 1 virtual display created, 0 removed */

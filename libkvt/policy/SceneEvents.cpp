@@ -13,24 +13,23 @@ constexpr std::string_view kSystemUi = "com.android.systemui";
 // Measures GPU composition; lowering the rate under it would falsify what it measures.
 constexpr std::string_view kGpuBenchmark = "net.kishonti.gfxbench.vulkan.v50000.corporate";
 
-/** 1 sets the scene, 0 clears it, anything else leaves it. */
-void StoreFlag(Atomic<bool>& scene, int32_t event) {
-    if (event == 0 || event == 1) {
-        scene = event == 1;
-    }
-}
-
 }  // namespace
 
 std::string FpsCommon::fingerprintPkgName;
 
-void FpsCommon::OnDisplayHotplugEventReceived(int32_t connected) {
+void FpsCommon::OnSceneFlag(Atomic<bool>& scene, int32_t value) {
     if (switchAll != 0) {
         return;
     }
     Event event;
-    StoreFlag(underDisplayHotplugControl, connected);
+    if (value == 0 || value == 1) {
+        scene = value == 1;
+    }
     RunDecision(kUnlessUnlocking);
+}
+
+void FpsCommon::OnDisplayHotplugEventReceived(int32_t connected) {
+    OnSceneFlag(underDisplayHotplugControl, connected);
 }
 
 void FpsCommon::OnVirtualDisplayEventReceived(int32_t created) {
@@ -47,12 +46,9 @@ void FpsCommon::OnVirtualDisplayEventReceived(int32_t created) {
 }
 
 void FpsCommon::SetLcdLowDownByTpPointer(int32_t on) {
-    if (switchAll != 0 || !tables.tpPointerSwitch) {
-        return;
+    if (tables.tpPointerSwitch) {
+        OnSceneFlag(underTpPointerControl, on);
     }
-    Event event;
-    StoreFlag(underTpPointerControl, on);
-    RunDecision(kUnlessUnlocking);
 }
 
 void FpsCommon::SetLcdLowDownByWechatVideoScene(bool on) {

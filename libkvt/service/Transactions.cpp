@@ -287,17 +287,27 @@ constexpr TransactionInfo kTransactions[] = {
 };
 // clang-format on
 
-/** Codes 1 to 19 are rows 0 to 18; the two late ones follow. */
-constexpr size_t RowOf(uint32_t code) {
-    constexpr size_t kNoRow = std::size(kTransactions);
-    if (code >= REGISTER_LISTENER && code <= NOTIFY_GPU_COMPOSITION) {
-        return code - REGISTER_LISTENER;
+/** The codes from 1 on without a gap are rows from 0 on; some late ones follow. */
+constexpr size_t kWithoutGap = [] {
+    size_t row = 0;
+    while (kTransactions[row].code == row + 1) {
+        ++row;
     }
-    return code == FINGERPRINT ? kNoRow - 2 : code == SELF_TEST ? kNoRow - 1 : kNoRow;
+    return row;
+}();
+constexpr size_t RowOf(uint32_t code) {
+    if (code >= 1 && code <= kWithoutGap) {
+        return code - 1;
+    }
+    size_t row = kWithoutGap;
+    while (row < std::size(kTransactions) && kTransactions[row].code != code) {
+        ++row;
+    }
+    return row;
 }
 static_assert([] {
-    for (size_t row = 0; row < std::size(kTransactions); ++row) {
-        if (RowOf(kTransactions[row].code) != row) {
+    for (size_t row = 1; row < std::size(kTransactions); ++row) {
+        if (kTransactions[row - 1].code >= kTransactions[row].code) {
             return false;
         }
     }

@@ -102,7 +102,7 @@ TEST_F(Unlock, IsRefusedInAnyOtherScene) {
     }
 }
 
-/** Expects tables with these rows, each given by its beginning and its end, in this order. */
+/** Expects a table with these rows, each given by its beginning and its end, in this order. */
 void ExpectRows(const char* file, const std::vector<std::pair<std::string, std::string>>& rows) {
     std::string text;
     ASSERT_TRUE(android::base::ReadFileToString(std::string(KVT_SOURCE_DIR) + file, &text));
@@ -117,7 +117,8 @@ void ExpectRows(const char* file, const std::vector<std::pair<std::string, std::
     }
 }
 
-// Both documents list the rules in their order, with their rates; README also with their meaning.
+// README lists all rules, with their rates and meanings; the other document those that a
+// configuration has a say in.
 TEST(Rules, AreTheOnesThatTheDocumentsList) {
     std::vector<std::pair<std::string, std::string>> readme, configuration;
     for (const Rule& rule : Rules()) {
@@ -127,10 +128,35 @@ TEST(Rules, AreTheOnesThatTheDocumentsList) {
         if (!byCode) {
             readme.emplace_back("| " + name + " ", "| " + hz + " | " + rule.when + " |");
         }
-        configuration.emplace_back("| `" + name + "` ", "| " + hz + " |");
+        for (const char* each : {"touch-pointer", "gpu-composition", "gpu-composition-count",
+                                 "multi-app-forced", "multi-app-mixed", "game-code", "app-code"}) {
+            if (name == each) {
+                configuration.emplace_back("| `" + name + "` ", "| " + hz + " |");
+            }
+        }
     }
     ExpectRows("/README.md", readme);
+    ASSERT_EQ(configuration.size(), 7u);
     ExpectRows("/docs/configuration.md", configuration);
+}
+
+// A rule that no scene brings about, or an input that no scene needs, has been forgotten above.
+TEST(Rules, HaveAScene) {
+    for (const Rule& rule : Rules()) {
+        const auto matches = [&](const Scene& scene) {
+            return scene.rule == std::string(rule.name);
+        };
+        EXPECT_TRUE(rule.rate == kRateByCode ||
+                    std::any_of(std::begin(kScenes), std::end(kScenes), matches))
+            << rule.name;
+    }
+    PolicySnapshot all;
+    for (const Scene& scene : kScenes) {
+        scene.set(all);
+    }
+#define KVT_IS_SET(type, name, key) EXPECT_NE(all.name, type{}) << key;
+    KVT_SCENE_INPUTS(KVT_IS_SET)
+#undef KVT_IS_SET
 }
 
 }  // namespace
