@@ -216,15 +216,16 @@ constexpr const char* kValue = "value";
 constexpr const char* kFrames =
     "fps, for_ms, [jitter_us, drop_per_mille, pause_every_ms, pause_ms, seed]";
 
+// Without a meaning: a transaction of that name has it.
 const EventType kOwnEventTypes[] = {
-    {"packages", "focus, [visible]", "focused package, and all that are visible", Packages},
-    {"fingerprint", "package, value", "unlock: 0 idle, 1 wants 90 Hz, 2 wants 60 Hz", Fingerprint},
-    {"application_state", "type, state, game_mode, package", "only logged", ApplicationState},
+    {"packages", "focus, [visible]", nullptr, Packages},
+    {"fingerprint", "package, value", nullptr, Fingerprint},
+    {"application_state", "type, state, game_mode, package", nullptr, ApplicationState},
     {"self_test", "", "asks the service whether it is alive", SelfTest},
     {"touch", "down", "finger on the screen, sent while the compositor sends touches", Touch},
     {"frames",
      "layer, fps, for_ms, [flag, jitter_us, drop_per_mille, pause_every_ms, pause_ms, seed]",
-     "frames of a layer", Frames},
+     nullptr, Frames},
     {"refreshes", kFrames, "refreshes of the screen", Refreshes},
     {"video_call", "on", "scene of the service's process", VideoCall},
     {"full_video", kValue, "scene of the service's process: 1 on, 0 off", FullVideoScene},
@@ -242,12 +243,16 @@ const EventType kOwnEventTypes[] = {
 /** Those above, and one for each transaction that is one number. */
 std::vector<EventType> AllEventTypes() {
     std::vector<EventType> types(std::begin(kOwnEventTypes), std::end(kOwnEventTypes));
-    const auto isOwn = [](const char* name) {
-        return std::any_of(std::begin(kOwnEventTypes), std::end(kOwnEventTypes),
-                           [name](const EventType& own) { return strcmp(own.name, name) == 0; });
-    };
     for (const TransactionInfo& event : Transactions()) {
-        if (event.takesOneNumber() && event.event != nullptr && !isOwn(event.event)) {
+        if (event.event == nullptr) {
+            continue;
+        }
+        const auto own = std::find_if(types.begin(), types.end(), [&](const EventType& type) {
+            return strcmp(type.name, event.event) == 0;
+        });
+        if (own != types.end()) {
+            own->meaning = own->meaning == nullptr ? event.meaning : own->meaning;
+        } else if (event.takesOneNumber()) {
             types.push_back({event.event, kValue, event.meaning,
                              [&event](Arguments& arguments) { return Value(event, arguments); }});
         }

@@ -278,7 +278,7 @@ constexpr TransactionInfo kTransactions[] = {
         "gpu-composition", "gpu_composition", "GPU composition: 1 started, 0 ended", 0, 1,
         OnValue, kInfo, "Gpu-KVT: Gpu composition status: %d", ByService<&IKVTService::NotifyGpuCompositionEvent>},
     {FINGERPRINT, "fingerprint event", F, kOneWay, false, "String16 package, int32 status", kBase,
-        "fingerprint", "fingerprint", "fingerprint unlock", 0, 0,
+        "fingerprint", "fingerprint", "fingerprint unlock: 0 idle, 1 wants 90 Hz, 2 wants 60 Hz", 0, 0,
         OnFingerprint},
     {SELF_TEST, "self-test probe", F, kWaits, false,
         "int32 operation, String16 path, String16 result file, int32 buffer size", "int32 20",

@@ -36,13 +36,17 @@ void WithCompositorSide(Context& context, const std::function<void(IKVTService& 
     }
 }
 
+CLI::App* AddCommand(CLI::App& app, const TransactionInfo& transaction) {
+    return app.add_subcommand(transaction.command, transaction.meaning);
+}
+
 void AddNumberCommands(CLI::App& app, Context& context) {
     for (const TransactionInfo& event : Transactions()) {
         if (!event.takesOneNumber() || event.command == nullptr) {
             continue;
         }
         const auto value = std::make_shared<int32_t>();
-        CLI::App* sub = app.add_subcommand(event.command, event.meaning);
+        CLI::App* sub = AddCommand(app, event);
         sub->add_option("VALUE", *value)->required()->check(CLI::Range(event.least, event.most));
         sub->callback([&context, &event, value] {
             WithFramework(context, [&](FrameworkClient& framework) {
@@ -53,8 +57,7 @@ void AddNumberCommands(CLI::App& app, Context& context) {
 }
 
 void AddRefresh(CLI::App& app, Context& context) {
-    const TransactionInfo& refresh = *FindTransaction(NOTIFY_FRAME_REFRESH);
-    app.add_subcommand(refresh.command, refresh.meaning)->callback([&context] {
+    AddCommand(app, *FindTransaction(NOTIFY_FRAME_REFRESH))->callback([&context] {
         WithCompositorSide(
             context, [](IKVTService& service) { service.NotifyFrameRefresh(MonotonicNow()); });
     });
@@ -65,7 +68,7 @@ void AddQueries(CLI::App& app, Context& context) {
         if (query.call != Call::kWaits) {
             continue;
         }
-        app.add_subcommand(query.command, query.meaning)->callback([&context, &query] {
+        AddCommand(app, query)->callback([&context, &query] {
             int32_t answer = 0;
             const bool answered = WithFramework(context, [&](FrameworkClient& framework) {
                 return framework.ask(query.code, &answer);
@@ -84,8 +87,7 @@ void AddPackageCommands(CLI::App& app, Context& context) {
         int32_t status = 0;
     };
     const auto names = std::make_shared<Names>();
-    CLI::App* packages =
-        app.add_subcommand("packages", "the focused package, and all that are visible");
+    CLI::App* packages = AddCommand(app, *FindTransaction(PACKAGES));
     packages->add_option("FOCUS", names->focus, "focused package")
         ->required()
         ->check(CLI::Validator(RefuseEmpty, ""));
@@ -95,13 +97,11 @@ void AddPackageCommands(CLI::App& app, Context& context) {
             return framework.packages(names->focus, names->visible);
         });
     });
-    CLI::App* fingerprint = app.add_subcommand("fingerprint", "fingerprint unlock");
+    CLI::App* fingerprint = AddCommand(app, *FindTransaction(FINGERPRINT));
     fingerprint->add_option("PACKAGE", names->focus, "package that asks")
         ->required()
         ->check(CLI::Validator(RefuseEmpty, ""));
-    fingerprint->add_option("VALUE", names->status, "0 idle, 1 wants 90 Hz, 2 wants 60 Hz")
-        ->required()
-        ->check(CLI::Range(0, 2));
+    fingerprint->add_option("VALUE", names->status)->required()->check(CLI::Range(0, 2));
     fingerprint->callback([&context, names] {
         WithFramework(context, [&](FrameworkClient& framework) {
             return framework.fingerprint(names->focus, names->status);
@@ -117,7 +117,7 @@ void AddApplicationState(CLI::App& app, Context& context) {
         std::string pkg;
     };
     const auto state = std::make_shared<State>();
-    CLI::App* sub = app.add_subcommand("application-state", "an application's state (only logged)");
+    CLI::App* sub = AddCommand(app, *FindTransaction(APPLICATION_STATE));
     sub->add_option("TYPE", state->type)->required();
     sub->add_option("STATE", state->state)->required();
     sub->add_option("GAME_MODE", state->gameMode)->required();
