@@ -176,7 +176,7 @@ _OTHER_VALUE = {'kLowHz': 'kHighHz', 'kHighHz': 'kLowHz', 'true': 'false', 'fals
 
 def _other_values(row):
     """The row with each of its values changed in turn."""
-    for hit in re.finditer(r'(?<![\w"])(kLowHz|kHighHz|true|false|\d+)(?![\w"])', row):
+    for hit in re.finditer(r'(?<!\w)(kLowHz|kHighHz|true|false|\d+)(?!\w)', _mask(row)):
         value = hit.group()
         other = _OTHER_VALUE.get(value, str(int(value) + 1) if value.isdigit() else None)
         yield row[:hit.start()] + other + row[hit.end():]
