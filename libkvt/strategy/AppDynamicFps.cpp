@@ -56,7 +56,6 @@ void AppDynamicFps::SetLcdEvent(int32_t event) {
     if (!mLcdSwitch) {
         return;
     }
-    mLcdEvent = event;
     MutexLock lock(mMutex);
     if (event == kTouchDown) {
         TouchDown();
