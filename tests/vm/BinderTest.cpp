@@ -1,44 +1,82 @@
 // SPDX-License-Identifier: Apache-2.0
-// The runtime on a real driver, between real processes. Every process of a test is forked, clients
-// too, because the one that forks must not use binder itself.
+// The runtime and the service manager on a real driver, between real processes. Every process of a
+// test is forked, clients too, because the one that forks must not use binder itself.
 #include <binder/IPCThreadState.h>
 #include <binder/ProcessState.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <atomic>
 #include <csignal>
+#include <cstring>
+#include <optional>
+#include <random>
 #include <thread>
+#include <vector>
 
 #include "linux/servicemanager/ServiceManager.h"
+#include "sync/Condition.h"
+#include "tests/support/Bytes.h"
 #include "tests/vm/Processes.h"
-#include "tests/vm/Workshop.h"
 
 namespace KVT::test {
 namespace {
 
 using namespace android;
 
-class BinderVm : public testing::Test {
-  protected:
-    void SetUp() override {
-        ASSERT_EQ(access("/dev/binder", R_OK | W_OK), 0) << "run this through scripts/vm";
-    }
-
-    static void client(const std::function<void(const sp<IBinder>& shop)>& body) {
-        InProcess([&] { body(Find("shop")); });
-    }
-
-    Child mManager{[] { RunServiceManager(); }};
-    Child mServer{[] { RunWorkshop("shop"); }};
+/** What a workshop does, and its requests and replies. */
+enum Work : uint32_t {
+    kEcho = 1,  // any fields -> the same bytes
+    kPing,      // binder; the call's status is that of a ping
+    kPid,       // -> int32 pid of the workshop
+    kMeet,      // int32 n; waits until n calls wait together
 };
 
-/** Has the shop do one work on an object. */
-Parcel& Give(const sp<IBinder>& shop, uint32_t code, const sp<IBinder>& object, Parcel* reply) {
-    Parcel data;
-    data.writeStrongBinder(object);
-    EXPECT_EQ(shop->transact(code, data, reply), OK);
-    return *reply;
+/** A service to play with. */
+class Workshop : public BBinder {
+  protected:
+    status_t onTransact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags) override {
+        switch (code) {
+            case kEcho:
+                return reply->write(data.data(), data.dataSize());
+            case kPing:
+                return data.readStrongBinder()->pingBinder();
+            case kPid:
+                return reply->writeInt32(getpid());
+            case kMeet:
+                meet(data.readInt32());
+                return OK;
+            default:
+                return BBinder::onTransact(code, data, reply, flags);
+        }
+    }
+
+  private:
+    void meet(int32_t guests) {
+        MutexLock lock(mMutex);
+        if (++mWaiting < guests) {
+            mMet.wait(mMutex);
+        }
+        mMet.signal();  // each wakes the next
+    }
+
+    Mutex mMutex;
+    Condition mMet GUARDED_BY(mMutex);
+    int32_t mWaiting GUARDED_BY(mMutex) = 0;
+};
+
+/** Publishes a workshop under the name "shop" and serves until killed. */
+void RunWorkshop() {
+    ProcessState::self()->startThreadPool();
+    ASSERT_EQ(Manager()->addService(String16("shop"), new Workshop), OK);
+    IPCThreadState::self()->joinThreadPool();
+}
+
+/** The workshop, waited for. */
+sp<IBinder> Shop() {
+    sp<IBinder> found = Manager()->getService(String16("shop"));
+    EXPECT_NE(found, nullptr);
+    return found;
 }
 
 class Watcher : public IBinder::DeathRecipient {
@@ -50,227 +88,198 @@ class Watcher : public IBinder::DeathRecipient {
     std::atomic<int> mDeaths{0};
 };
 
-TEST_F(BinderVm, EchoesEveryByte) {
-    client([](const sp<IBinder>& shop) {
-        EXPECT_EQ(shop->localBinder(), nullptr);
-        EXPECT_EQ(shop->getInterfaceDescriptor(), String16("test.Workshop"));
-        for (const size_t size : {0u, 1u, 4u, 100u, 4096u, 500'000u}) {
-            Parcel data;
-            Parcel reply;
-            const std::string bytes(size, 'x');
-            data.write(bytes.data(), size);
-            ASSERT_EQ(shop->transact(kEcho, data, &reply), OK) << size;
-            ASSERT_EQ(reply.dataSize(), data.dataSize());
-            EXPECT_TRUE(std::equal(data.data(), data.data() + data.dataSize(), reply.data()));
-        }
-    });
-}
+class ServiceManagerVm : public testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_EQ(access("/dev/binder", R_OK | W_OK), 0) << "run this through scripts/vm";
+    }
 
-TEST_F(BinderVm, NestsCallsButNotTooDeep) {
-    client([](const sp<IBinder>& shop) {
-        // No pool here: the thread that waits for the reply is the only one.
-        const sp<IBinder> own = NewWorkshop();
-        for (const auto& [times, expected] : {std::pair(10, OK), {100'000, FAILED_TRANSACTION}}) {
-            Parcel data;
-            Parcel reply;
-            data.writeStrongBinder(own);
-            data.writeInt32(times);
-            EXPECT_EQ(shop->transact(kBounce, data, &reply), expected);
-            EXPECT_EQ(reply.readInt32(), expected == OK ? times + 1 : 0);
-        }
-        EXPECT_EQ(shop->pingBinder(), OK);
-    });
-}
+    std::optional<Child> mManager{[] { RunServiceManager(); }};
+};
 
-TEST_F(BinderVm, AQueueOfOneWayCallsKeepsItsOrderAndNobodyElseWaiting) {
-    client([](const sp<IBinder>& shop) {
-        constexpr int32_t kCalls = 5000;
-        constexpr int32_t kGuests = 2;
-        const auto send = [&](uint32_t code, int32_t value) {
-            Parcel data;
-            data.writeInt32(value);
-            ASSERT_EQ(shop->transact(code, data, nullptr, IBinder::FLAG_ONEWAY), OK) << value;
-        };
-        // The first one waits for a guest, and all the others behind it.
-        send(kMeet, kGuests);
-        for (int32_t i = 0; i < kCalls; ++i) {
-            send(kAppend, i);
-        }
-        Parcel reply;
-        for (int i = 0; i < 200; ++i) {
-            ASSERT_EQ(Call(shop, kAppended, &reply).readInt32(), 0);
-        }
-        Call(shop, kMeet, &reply, kGuests);
-        EXPECT_TRUE(
-            Eventually([&] { return Call(shop, kAppended, &reply).readInt32() == kCalls; }));
-        for (int32_t i = 0; i < kCalls; ++i) {
-            ASSERT_EQ(reply.readInt32(), i);
-        }
-    });
-}
+class BinderVm : public ServiceManagerVm {
+  protected:
+    Child mServer{RunWorkshop};
+};
 
-TEST_F(BinderVm, KeepsObjectsAsLongAsSomeoneElsewhereHoldsThem) {
-    client([](const sp<IBinder>& shop) {
-        ProcessState::self()->startThreadPool();
-        sp<IBinder> given = NewWorkshop();
-        const wp<IBinder> own = given;
-        Parcel reply;
-        Give(shop, kKeep, given, &reply);
-        given.clear();
-        EXPECT_NE(own.promote(), nullptr);
-        Give(shop, kKeep, nullptr, &reply);
-        EXPECT_TRUE(Eventually([&] { return own.promote() == nullptr; }));
-    });
-}
-
-TEST_F(BinderVm, KnowsAnObjectWhereverItComesFrom) {
-    client([](const sp<IBinder>& shop) {
-        EXPECT_EQ(shop, Find("shop"));
-        for (const sp<IBinder>& sent : {NewWorkshop(), shop, sp<IBinder>()}) {
-            Parcel reply;
-            EXPECT_EQ(Give(shop, kReturn, sent, &reply).readStrongBinder(), sent);
-        }
-    });
-}
-
-TEST_F(BinderVm, TellsDeathsOnceToThoseWhoStillWantToKnow) {
-    client([this](const sp<IBinder>& shop) {
-        ProcessState::self()->startThreadPool();
-        const int deaths = DriverCount("death");
-        const sp<Watcher> told = new Watcher;
-        const sp<Watcher> left = new Watcher;
-        // Asked again while the driver has not yet confirmed the first withdrawal.
-        EXPECT_EQ(shop->linkToDeath(left), OK);
-        EXPECT_EQ(shop->unlinkToDeath(left), OK);
-        EXPECT_EQ(shop->linkToDeath(told), OK);
-        EXPECT_EQ(shop->linkToDeath(left), OK);
-        EXPECT_EQ(shop->unlinkToDeath(left), OK);
-        const sp<Watcher> ofUnheld = new Watcher;
-        const sp<Watcher> ofWeaklyHeld = new Watcher;
-        wp<IBinder> weak;
-        {
-            Parcel reply;
-            EXPECT_EQ(Call(shop, kMake, &reply).readStrongBinder()->linkToDeath(ofUnheld), OK);
-            const sp<IBinder> product = Call(shop, kMake, &reply).readStrongBinder();
-            EXPECT_EQ(product->linkToDeath(ofWeaklyHeld), OK);
-            weak = product;
-            EXPECT_GE(Call(shop, kAlive, &reply).readInt32(), 1);
-        }
-        Parcel reply;
-        EXPECT_TRUE(Eventually([&] { return Call(shop, kAlive, &reply).readInt32() == 0; }));
-        kill(mServer.pid(), SIGKILL);
-        for (const auto& watcher : {told, ofUnheld, ofWeaklyHeld}) {
-            EXPECT_TRUE(Eventually([&] { return watcher->deaths() == 1; })) << watcher->deaths();
-        }
-        EXPECT_EQ(left->deaths(), 0);
-        EXPECT_EQ(weak.promote(), nullptr);
-        EXPECT_EQ(shop->pingBinder(), DEAD_OBJECT);
-        EXPECT_TRUE(Eventually([&] { return DriverCount("death") <= deaths; }));
-    });
-}
-
-TEST_F(BinderVm, CarriesFileDescriptorsAndClosesItsOwn) {
-    client([this](const sp<IBinder>& shop) {
-        const int before = ProcessCount(mServer.pid(), "fd");
-        int ends[2];
-        ASSERT_EQ(pipe(ends), 0);
-        for (int i = 0; i < 100; ++i) {
-            Parcel data;
-            Parcel reply;
-            data.writeDupFileDescriptor(ends[1]);
-            ASSERT_EQ(shop->transact(kWriteTo, data, &reply), OK);
-            char text[6] = {};
-            ASSERT_EQ(read(ends[0], text, 5), 5);
-            EXPECT_STREQ(text, "hello");
-        }
-        EXPECT_EQ(ProcessCount(mServer.pid(), "fd"), before);
-    });
-}
-
-TEST_F(BinderVm, PassesStatusesOn) {
-    client([](const sp<IBinder>& shop) {
-        const sp<IBinder> nobody = ProcessState::self()->getStrongProxyForHandle(4711);
-        constexpr int32_t kTooMuch = 2 << 20;
-        Parcel large;
-        ASSERT_NE(large.writeInplace(kTooMuch), nullptr);
-        Parcel reply;
-        EXPECT_EQ(shop->transact(kEcho, large, &reply), FAILED_TRANSACTION);
+TEST_F(BinderVm, CarriesAsMuchAsFits) {
+    InProcess([] {
+        const sp<IBinder> shop = Shop();
         const struct {
-            const sp<IBinder>& target;
-            uint32_t code;
-            int32_t argument;
+            size_t size;
             status_t expected;
-        } cases[] = {
-            {shop, kFail, OK, OK},
-            {shop, kFail, PERMISSION_DENIED, PERMISSION_DENIED},
-            {shop, kFail, -4711, -4711},
-            {shop, 4711, 0, UNKNOWN_TRANSACTION},
-            {shop, kBig, kTooMuch, FAILED_TRANSACTION},
-            {nobody, kEcho, 0, FAILED_TRANSACTION},
-            {shop, IBinder::PING_TRANSACTION, 0, OK},
-        };
+        } cases[] = {{500'000, OK}, {2 << 20, FAILED_TRANSACTION}, {1, OK}};
         for (const auto& row : cases) {
             Parcel data;
-            data.writeInt32(row.argument);
-            EXPECT_EQ(row.target->transact(row.code, data, &reply), row.expected) << row.code;
+            Parcel reply;
+            memset(data.writeInplace(row.size), 'x', row.size);
+            EXPECT_EQ(shop->transact(kEcho, data, &reply), row.expected) << row.size;
+            EXPECT_TRUE(row.expected != OK || BytesOf(reply) == BytesOf(data)) << row.size;
         }
     });
 }
 
-TEST_F(BinderVm, GrowsThePoolToItsLimitAndNoFurther) {
-    client([pid = mServer.pid()](const sp<IBinder>& shop) {
+TEST_F(BinderVm, ServesWhileItWaits) {
+    InProcess([] {
+        // No pool here: the thread that waits for the reply is the only one.
+        Parcel data;
+        Parcel reply;
+        data.writeStrongBinder(new Workshop);
+        EXPECT_EQ(Shop()->transact(kPing, data, &reply), OK);
+    });
+}
+
+TEST_F(BinderVm, TellsADeathOnceToThoseWhoStillWantToKnow) {
+    InProcess([this] {
+        ProcessState::self()->startThreadPool();
+        const sp<IBinder> shop = Shop();
+        const sp<Watcher> told = new Watcher;
+        const sp<Watcher> left = new Watcher;
+        EXPECT_EQ(shop->linkToDeath(left), OK);
+        EXPECT_EQ(shop->unlinkToDeath(left), OK);
+        // Asked again while the driver has not yet confirmed the withdrawal.
+        EXPECT_EQ(shop->linkToDeath(told), OK);
+        kill(mServer.pid(), SIGKILL);
+        EXPECT_TRUE(Eventually([&] { return told->deaths() == 1; })) << told->deaths();
+        EXPECT_EQ(left->deaths(), 0);
+        EXPECT_EQ(shop->pingBinder(), DEAD_OBJECT);
+    });
+}
+
+TEST_F(BinderVm, GrowsThePoolToItsLimit) {
+    InProcess([] {
+        const sp<IBinder> shop = Shop();
         // One that started the pool, one that joined it, and fifteen that the driver asks for.
         constexpr int32_t kThreads = 17;
-        constexpr int32_t kTooMany = 4;
         std::vector<std::thread> callers;
-        for (int32_t i = 0; i < kThreads + kTooMany; ++i) {
+        for (int32_t i = 0; i < kThreads; ++i) {
             callers.emplace_back([&shop] {
-                Parcel data;
                 Parcel reply;
-                data.writeInt32(kThreads + 1);  // one more thread, and they would meet
-                EXPECT_EQ(shop->transact(kMeet, data, &reply), DEAD_OBJECT);
+                Call(shop, kMeet, &reply, kThreads);
             });
         }
-        EXPECT_TRUE(Eventually([pid] {
-            auto stats = DriverStats(pid);
-            return stats["pending transactions"] == std::to_string(kTooMany) &&
-                   stats["threads"] == std::to_string(kThreads) &&
-                   stats["requested threads"] == "0+15/15";
-        })) << DriverStats(pid)["pending transactions"]
-            << " pending, threads " << DriverStats(pid)["threads"];
-        EXPECT_LE(ProcessCount(pid, "task"), kThreads + 2) << "two may be a sanitizer's";
-        kill(pid, SIGKILL);
         for (std::thread& caller : callers) {
             caller.join();
         }
     });
 }
 
-TEST_F(BinderVm, LeavesNothingInTheDriver) {
-    client([](const sp<IBinder>& shop) {
-        // Releases reach a process through its pool.
-        ProcessState::self()->startThreadPool();
-        const auto counts = [] {
-            IPCThreadState::self()->flushCommands();
-            return std::vector{DriverCount("node"), DriverCount("ref"), DriverCount("death")};
-        };
-        const std::vector<int> before = counts();
-        Parcel reply;
-        constexpr int kObjects = 3000;
-        for (int i = 0; i < kObjects; ++i) {
-            const sp<IBinder> product = Call(shop, kMake, &reply).readStrongBinder();
-            const sp<Watcher> watcher = new Watcher;
-            ASSERT_EQ(product->linkToDeath(watcher), OK);
-            ASSERT_EQ(product->unlinkToDeath(watcher), OK);
-            Give(shop, kReturn, NewWorkshop(), &reply).freeData();
-        }
-        EXPECT_TRUE(Eventually([&] {
-            const std::vector<int> now = counts();
-            return Call(shop, kAlive, &reply).readInt32() == 0 && now[0] <= before[0] &&
-                   now[1] <= before[1] && now[2] <= before[2];
-        })) << testing::PrintToString(counts())
-            << " nodes, references, deaths of " << testing::PrintToString(before);
+std::string Names(int dumpFlags) {
+    std::string names;
+    for (const String16& name : Manager()->listServices(dumpFlags)) {
+        names += String8(name).string();
+        names += ' ';
+    }
+    return names;
+}
+
+constexpr int kAll = IServiceManager::DUMP_FLAG_PRIORITY_ALL;
+constexpr int kCritical = IServiceManager::DUMP_FLAG_PRIORITY_CRITICAL;
+
+status_t Add(const std::string& name, const sp<IBinder>& service, bool allowIsolated = false,
+             int priority = IServiceManager::DUMP_FLAG_PRIORITY_DEFAULT) {
+    return Manager()->addService(String16(name.c_str()), service, allowIsolated, priority);
+}
+
+sp<IBinder> Check(const char* name) {
+    return Manager()->checkService(String16(name));
+}
+
+TEST_F(ServiceManagerVm, KeepsTheDirectory) {
+    InProcess([] {
+        const sp<IBinder> first = new Workshop;
+        const sp<IBinder> second = new Workshop;
+        EXPECT_EQ(Check("zebra"), nullptr);
+        EXPECT_EQ(Add("zebra", first), OK);
+        EXPECT_EQ(Check("zebra"), first);
+        EXPECT_EQ(Add("zebra", second), OK);
+        EXPECT_EQ(Manager()->getService(String16("zebra")), second);
+        EXPECT_EQ(Add("ant", first, true, kCritical), OK);
+        EXPECT_EQ(Names(kAll), "ant zebra ");
+        EXPECT_EQ(Names(kCritical), "ant ");
+        EXPECT_EQ(Names(0), "");
+
+        constexpr uid_t kIsolated = 199'001;
+        ASSERT_EQ(setuid(kIsolated), 0);
+        EXPECT_EQ(Check("zebra"), nullptr) << "not for isolated processes";
+        EXPECT_EQ(Check("ant"), first);
     });
+}
+
+TEST_F(ServiceManagerVm, RefusesBadRegistrations) {
+    InProcess([] {
+        const std::string longest(127, 'n');
+        EXPECT_EQ(Add("", new Workshop), -1);
+        EXPECT_EQ(Add(longest + "n", new Workshop), -1);
+        EXPECT_EQ(Add("none", nullptr), -1);
+        EXPECT_EQ(Names(kAll), "");
+        EXPECT_EQ(Add(longest, new Workshop), OK);
+
+        Parcel data;
+        Parcel reply;
+        data.writeInterfaceToken(String16("android.os.IServiceManage"));
+        data.writeString16(String16(longest.c_str()));
+        EXPECT_EQ(IInterface::asBinder(Manager())->transact(
+                      IServiceManager::CHECK_SERVICE_TRANSACTION, data, &reply),
+                  PERMISSION_DENIED);
+    });
+}
+
+TEST_F(ServiceManagerVm, SurvivesGarbage) {
+    InProcess([] {
+        const sp<IBinder> manager = IInterface::asBinder(Manager());
+        std::mt19937 random(1);
+        for (int i = 0; i < 500; ++i) {
+            Parcel data;
+            Parcel reply;
+            if (i % 4 != 0) {
+                data.writeInterfaceToken(IServiceManager::descriptor);
+            }
+            for (auto words = random() % 50; words > 0; --words) {
+                data.writeInt32(static_cast<int32_t>(random() % 2 == 0 ? random() : random() % 9));
+            }
+            manager->transact(static_cast<uint32_t>(random() % 6), data, &reply);
+        }
+        EXPECT_EQ(manager->pingBinder(), OK);
+    });
+}
+
+TEST_F(ServiceManagerVm, ForgetsTheDeadButNotTheirSuccessors) {
+    Child first(RunWorkshop);
+    InProcess([] { Shop(); });
+    Child second([] {
+        ASSERT_EQ(Add("other", new Workshop), OK);
+        RunWorkshop();
+    });
+    const auto shopIsOf = [](pid_t pid) {
+        Parcel reply;
+        return Eventually([&] { return Call(Shop(), kPid, &reply).readInt32() == pid; });
+    };
+    InProcess([&] { EXPECT_TRUE(shopIsOf(second.pid())); });
+    first.kill();
+    InProcess([&] { EXPECT_TRUE(shopIsOf(second.pid())); });
+    second.kill();
+    InProcess([] { EXPECT_TRUE(Eventually([] { return Names(kAll).empty(); })); });
+}
+
+TEST_F(ServiceManagerVm, IsTheOnlyOneAndCanBeReplaced) {
+    InProcess([] { EXPECT_NE(Manager(), nullptr); });
+    InProcess([] { EXPECT_EQ(RunServiceManager(), 1); });
+    Signal added;
+    Signal noticed;
+    Child client([&] {
+        const auto add = [] { return Add("a", new Workshop); };
+        EXPECT_EQ(add(), OK);
+        added.raise();
+        EXPECT_TRUE(Eventually([&] { return add() != OK; }));
+        noticed.raise();
+        EXPECT_TRUE(Eventually([&] { return add() == OK; }));
+    });
+    added.await();
+    mManager.reset();
+    noticed.await();
+    mManager.emplace([] { RunServiceManager(); });
+    EXPECT_EQ(client.wait(), 0);
 }
 
 }  // namespace

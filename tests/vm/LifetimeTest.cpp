@@ -18,7 +18,6 @@
 #include "service/KVTManager.h"
 #include "service/KVTManagerImpl.h"
 #include "tests/vm/Processes.h"
-#include "tests/vm/Workshop.h"
 
 namespace KVT::test {
 namespace {

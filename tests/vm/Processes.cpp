@@ -16,6 +16,8 @@
 
 namespace KVT::test {
 
+using namespace android;
+
 Child::Child(const std::function<void()>& body) {
     fflush(nullptr);
     mPid = fork();
@@ -78,7 +80,7 @@ void Signal::await() const {
 std::map<std::string, std::string> DriverStats(pid_t pid) {
     std::ifstream stats("/sys/kernel/debug/binder/stats");
     std::map<std::string, std::string> found;
-    bool inside = pid == kAllProcesses;  // which come first
+    bool inside = false;
     for (std::string line; std::getline(stats, line);) {
         if (line.compare(0, 5, "proc ") == 0) {
             inside = line == "proc " + std::to_string(pid);
@@ -88,12 +90,6 @@ std::map<std::string, std::string> DriverStats(pid_t pid) {
         }
     }
     return found;
-}
-
-int DriverCount(const std::string& kind) {
-    int active = -1;
-    sscanf(DriverStats(kAllProcesses)[kind].c_str(), "active %d", &active);
-    return active;
 }
 
 int ProcessCount(pid_t pid, const std::string& kind) {
@@ -112,6 +108,19 @@ bool Eventually(const std::function<bool()>& question) {
         SleepFor(kPauseNs);
     }
     return question();
+}
+
+sp<IServiceManager> Manager() {
+    Eventually([] { return defaultServiceManager() != nullptr; });
+    return defaultServiceManager();
+}
+
+Parcel& Call(const sp<IBinder>& target, uint32_t code, Parcel* reply, int32_t argument) {
+    Parcel data;
+    data.writeInt32(argument);
+    reply->freeData();
+    EXPECT_EQ(target->transact(code, data, reply), OK) << "code " << code;
+    return *reply;
 }
 
 }  // namespace KVT::test

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <binder/IServiceManager.h>
+#include <binder/Parcel.h>
 #include <sys/types.h>
 
 #include <functional>
@@ -50,18 +52,20 @@ class Signal {
     int mEnds[2];
 };
 
-constexpr pid_t kAllProcesses = 0;
-
 /** What the driver says about a process ("threads", "nodes", ...); empty if it knows none. */
 std::map<std::string, std::string> DriverStats(pid_t pid);
-
-/** What it counts of one kind of thing ("node", "ref", "death") over all processes. */
-int DriverCount(const std::string& kind);
 
 /** How many threads or descriptors ("task", "fd") a process has. */
 int ProcessCount(pid_t pid, const std::string& kind);
 
 /** Asks again for a minute at most until the answer is yes. */
 bool Eventually(const std::function<bool()>& question);
+
+/** The service manager, waited for. */
+android::sp<android::IServiceManager> Manager();
+
+/** One synchronous call with at most one int32 in the request. */
+android::Parcel& Call(const android::sp<android::IBinder>& target, uint32_t code,
+                      android::Parcel* reply, int32_t argument = 0);
 
 }  // namespace KVT::test
