@@ -219,6 +219,8 @@ TEST_F(KernelCalls, ThatFailAreAnsweredWithTheirStatus) {
 TEST_F(KernelCalls, ThatAreOneWayGetNoAnswer) {
     for (const status_t status : {status_t{OK}, status_t{BAD_VALUE}}) {
         mObject->onCall = [=](const Parcel&, Parcel* reply) {
+            flush();
+            EXPECT_EQ(mDriver.owed(FakeDriver::kBuffers).size(), 1u) << "the next one is to wait";
             reply->writeInt32(1);
             return status;
         };
@@ -247,10 +249,17 @@ TEST_F(KernelCalls, AreServedWhileOneWaits) {
 }
 
 TEST_F(KernelCalls, DoNotNestForEver) {
-    mObject->onCall = [this](const Parcel&, Parcel*) { return call(nullptr); };
+    mObject->onCall = [this](const Parcel&, Parcel*) {
+        const pid_t caller = mObject->calls.back().pid;
+        const status_t status = call(nullptr);
+        EXPECT_EQ(IPCThreadState::self()->getCallingPid(), caller);
+        return status;
+    };
     mDriver.onCommand = [this](const FakeDriver::Command& command) -> std::optional<Answer> {
         if (command.code == BC_TRANSACTION && mDriver.count(BC_REPLY) == 0) {
-            return Answer().add(BR_TRANSACTION, callOf(mObject));
+            binder_transaction_data nested = callOf(mObject);
+            nested.sender_pid = mDriver.count(BC_TRANSACTION);
+            return Answer().add(BR_TRANSACTION, nested);
         }
         return command.code == BC_TRANSACTION ? std::optional(Answer().add(BR_FAILED_REPLY))
                : command.code == BC_REPLY     ? std::optional(Answer().add(BR_TRANSACTION_COMPLETE))
