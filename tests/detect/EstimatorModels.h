@@ -7,10 +7,12 @@
 #include <cstdint>
 #include <deque>
 #include <utility>
-
-#include "tests/detect/Play.h"
+#include <vector>
 
 namespace KVT {
+
+/** Frame lengths, oldest first; ns. */
+using Lengths = std::vector<int64_t>;
 
 inline int64_t SumOf(const Lengths& lengths) {
     int64_t sum = 0;

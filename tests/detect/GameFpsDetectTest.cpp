@@ -19,7 +19,6 @@
 #include "linux/vendor/Protocol.h"
 #include "state/PolicyState.h"
 #include "sync/virtual/VirtualTime.h"
-#include "tests/detect/Play.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/RecordingService.h"
 
@@ -31,6 +30,8 @@ using testing::IsEmpty;
 namespace KVT {
 namespace {
 
+constexpr int64_t k60 = 16'666'666;
+constexpr int64_t k90 = 11'111'111;
 const char kLayer[] = "SurfaceView - com.example.game#0";
 const char kRacingLayer[] = "SurfaceView - com.racergame.cityracing3d/.Main#0";
 
