@@ -4,7 +4,9 @@
 #include <gmock/gmock.h>
 
 #include <functional>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "service/KVTManagerImpl.h"
 #include "tests/service/ClientSide.h"
@@ -46,12 +48,20 @@ std::vector<Event> Events() {
     };
 }
 
-/** A listener that writes down what it is told. */
-class RecordingListener : public KVTListener {
+/** A listener that writes down what it is told, and then does something. */
+class Listener : public KVTListener {
   public:
-    void NotifyGameFpsToAps(int32_t fps) override { reports.push_back(fps); }
+    explicit Listener(std::function<void(int32_t)> react = [](int32_t) {})
+        : mReact(std::move(react)) {}
+    void NotifyGameFpsToAps(int32_t fps) override {
+        reports.push_back(fps);
+        mReact(fps);
+    }
 
     std::vector<int32_t> reports;
+
+  private:
+    const std::function<void(int32_t)> mReact;
 };
 
 class KVTManagerTest : public testing::Test {
@@ -101,22 +111,14 @@ TEST_F(KVTManagerTest, LooksTheServiceUpAtConstructionOnly) {
     EXPECT_THAT(service->take(), ElementsAre("SetLcdEvent(1)"));
 }
 
-TEST_F(KVTManagerTest, SendsATouchEventOnlyWhenItChanges) {
+TEST_F(KVTManagerTest, SendsATouchEventOnlyWhenItChangesAndNeverAgain) {
+    KVTManager::SetLcdEvent(1);  // finds no service
     Publish(service);
-    for (const int32_t event : {-1, 1, 1, 0, 0, 0, 1, -1, -1}) {
+    for (const int32_t event : {1, 1, 0, 0, 0, 1, -1, -1}) {
         KVTManager::SetLcdEvent(event);
     }
-    EXPECT_THAT(service->take(), ElementsAre("SetLcdEvent(1)", "SetLcdEvent(0)", "SetLcdEvent(1)",
-                                             "SetLcdEvent(-1)"));
-}
-
-TEST_F(KVTManagerTest, NeverRetriesATouchEventThatFoundNoService) {
-    KVTManager::SetLcdEvent(1);
-    Publish(service);
-    KVTManager::SetLcdEvent(1);
-    EXPECT_THAT(service->take(), IsEmpty());
-    KVTManager::SetLcdEvent(0);
-    EXPECT_THAT(service->take(), ElementsAre("SetLcdEvent(0)"));
+    EXPECT_THAT(service->take(),
+                ElementsAre("SetLcdEvent(0)", "SetLcdEvent(1)", "SetLcdEvent(-1)"));
 }
 
 TEST_F(KVTManagerTest, RegistrationChecksTheServiceBeforeTheListener) {
@@ -165,19 +167,24 @@ TEST_F(KVTManagerTest, RegistersItselfAndHandsOutTheServicesResult) {
     }
 }
 
-TEST_F(KVTManagerTest, UnregistersAtTheServiceEvenWithoutAHandler) {
+TEST_F(KVTManagerTest, NotesThatItHasNoHandler) {
     Publish(service);
-    sp<KVTManagerImpl>(new KVTManagerImpl)->UnRegisterListener(new KVTListener);
+    const sp<KVTManagerImpl> manager = new KVTManagerImpl;
+    manager->UnRegisterListener(new KVTListener);
+    manager->NotifyGameFpsToAps(72);
     EXPECT_THAT(log.take(), ElementsAre("W/KVTService: [itapo KVTManagerImpl:UnRegisterListener]: "
-                                        "listenerHandler is nullptr."));
+                                        "listenerHandler is nullptr.",
+                                        "E/KVTService: KVT KVTManagerImpl:NotifyGameFpsToAps "
+                                        "NotifyGameFpsToAps is NULL"));
     EXPECT_THAT(service->take(), ElementsAre("UnRegisterListener"));
+    EXPECT_EQ(KVTListenerHandler::gameFps, 72);
 }
 
 TEST_F(KVTManagerTest, PassesReportsToItsListenersAndUnregistersAsAWhole) {
     Publish(service);
     const sp<KVTManagerImpl> manager = new KVTManagerImpl;
-    const sp<RecordingListener> gone = new RecordingListener;
-    const sp<RecordingListener> left = new RecordingListener;
+    const sp<Listener> gone = new Listener;
+    const sp<Listener> left = new Listener;
     manager->RegisterListener(gone);
     manager->RegisterListener(left);
     sp<BpKVTListener>(new BpKVTListener(android::IInterface::asBinder(manager)))
@@ -191,28 +198,14 @@ TEST_F(KVTManagerTest, PassesReportsToItsListenersAndUnregistersAsAWhole) {
     EXPECT_THAT(left->reports, ElementsAre(45, 90));
 }
 
-TEST_F(KVTManagerTest, NotesAReportThatNobodyWaitsFor) {
-    sp<KVTManagerImpl>(new KVTManagerImpl)->NotifyGameFpsToAps(72);
-    EXPECT_THAT(log.take(), ElementsAre(kNoBinder,
-                                        "E/KVTService: KVT KVTManagerImpl:NotifyGameFpsToAps "
-                                        "NotifyGameFpsToAps is NULL"));
-    EXPECT_EQ(KVTListenerHandler::gameFps, 72);
-}
-
 TEST_F(KVTManagerTest, AListenerMayCallTheServiceFromItsReport) {
-    class Replying : public KVTListener {
-      public:
-        void NotifyGameFpsToAps(int32_t fps) override {
-            manager->NotifyGpuCompositionEvent(fps);
-            KVTManager::NotifyDisplayHotplugEvent(fps);
-        }
-        KVTManagerImpl* manager = nullptr;
-    };
     Publish(service);
     const sp<KVTManagerImpl> manager = new KVTManagerImpl;
-    const sp<Replying> listener = new Replying;
-    listener->manager = manager.get();
-    manager->RegisterListener(listener);
+    KVTManagerImpl* const again = manager.get();
+    manager->RegisterListener(new Listener([again](int32_t fps) {
+        again->NotifyGpuCompositionEvent(fps);
+        KVTManager::NotifyDisplayHotplugEvent(fps);
+    }));
     service->ReportGameFps(60);
     EXPECT_THAT(service->take(),
                 ElementsAre("RegisterListener", "GpuComposition(60)", "Hotplug(60)"));
@@ -222,8 +215,8 @@ TEST_F(KVTManagerTest, EachFacadeRegistrationLivesAsLongAsTheServiceHoldsItsBind
     service->result = 17;
     for (const sp<android::IBinder>& published : {here, elsewhere}) {
         Publish(published);
-        sp<RecordingListener> listener = new RecordingListener;
-        const wp<RecordingListener> watch = listener;
+        sp<Listener> listener = new Listener;
+        const wp<Listener> watch = listener;
         EXPECT_EQ(KVTManager::RegisterListener(listener), published == here ? 17 : 0);
         KVTManager::RegisterListener(listener);
         service->ReportGameFps(90);
@@ -241,13 +234,13 @@ TEST_F(KVTManagerTest, EachFacadeRegistrationLivesAsLongAsTheServiceHoldsItsBind
 TEST_F(KVTManagerTest, ThreadsMayRegisterReportAndLeaveAtOnce) {
     Publish(service);
     const sp<KVTManagerImpl> manager = new KVTManagerImpl;
-    const sp<RecordingListener> constant = new RecordingListener;
+    const sp<Listener> constant = new Listener;
     std::vector<std::thread> threads;
     threads.emplace_back([&] { manager->RegisterListener(constant); });
     for (int t = 0; t < 3; ++t) {
         threads.emplace_back([&] {
             for (int i = 0; i < 200; ++i) {
-                const sp<RecordingListener> passing = new RecordingListener;
+                const sp<Listener> passing = new Listener;
                 manager->RegisterListener(passing);
                 manager->NotifyGameFpsToAps(60 + i % 31);
                 manager->UnRegisterListener(passing);
@@ -260,6 +253,77 @@ TEST_F(KVTManagerTest, ThreadsMayRegisterReportAndLeaveAtOnce) {
     }
     manager->NotifyGameFpsToAps(91);
     EXPECT_EQ(constant->reports.back(), 91);
+}
+
+TEST(KVTListenerHandler, TellsItsListenersInTheirOrder) {
+    LogCapture log;
+    std::string told;
+    const auto listener = [&told](char name) {
+        return sp<Listener>(new Listener([&told, name](int32_t) { told += name; }));
+    };
+    const sp<Listener> a = listener('a');
+    const sp<Listener> b = listener('b');
+    const sp<KVTListenerHandler> handler = new KVTListenerHandler;
+    for (const sp<Listener>& each : {a, b, listener('c'), a}) {
+        handler->AddListener(each);
+    }
+    EXPECT_THAT(
+        log.take(),
+        ElementsAre("W/KVTService: [kvt--->KVTListenerHandler:AddListener] Listener exist"));
+    EXPECT_EQ(handler->GetListenerNum(), 3u);
+    handler->HandleMessageSelf(KVTListenerHandler::GAME_FPS_REPORT);
+    EXPECT_EQ(told, "abc");
+
+    const std::string removing =
+        "D/KVTService: [kvt--->KVTListenerHandler:RemoveListener] Remove listener.";
+    handler->RemoveListener(b);
+    handler->RemoveListener(b);
+    EXPECT_THAT(log.take(),
+                ElementsAre(removing, "D/KVTService: kvt--->KVTListenerHandler::remove Listener",
+                            removing));
+    EXPECT_EQ(handler->GetListenerNum(), 2u);
+    KVTListenerHandler::gameFps = 90;
+    handler->HandleMessageSelf(KVTListenerHandler::GAME_FPS_REPORT);
+    EXPECT_EQ(told, "abcac");
+    EXPECT_THAT(a->reports, ElementsAre(60, 90)) << "60 before the first report";
+}
+
+TEST(KVTListenerHandler, ReadsTheRateAfreshForEveryListenerThatIsThere) {
+    const sp<KVTListenerHandler> handler = new KVTListenerHandler;
+    const sp<Listener> last = new Listener;
+    handler->AddListener(new Listener([](int32_t) { KVTListenerHandler::gameFps = 72; }));
+    handler->AddListener(nullptr);
+    handler->AddListener(last);
+    handler->HandleMessageSelf(KVTListenerHandler::GAME_FPS_REPORT);
+    EXPECT_THAT(last->reports, ElementsAre(72));
+}
+
+TEST(KVTListenerHandler, IgnoresUnknownMessagesWithoutLocking) {
+    const sp<KVTListenerHandler> handler = new KVTListenerHandler;
+    const sp<Listener> listener = new Listener;
+    handler->AddListener(listener);
+    handler->HandleMessageSelf(KVTListenerHandler::RESERVED_5);
+    handler->HandleMessageSelf(KVTListenerHandler::RESERVED_6);
+    MutexLock lock(KVTListenerHandler::mutexLock);
+    for (const int32_t what : {-1, 0, 4, 8, 1 << 30}) {
+        handler->handleMessage(android::Message(what));
+    }
+    EXPECT_EQ(handler->GetListenerNum(), 1u) << "nor does counting lock";
+    EXPECT_THAT(listener->reports, IsEmpty());
+}
+
+TEST(KVTListenerHandler, PostsThroughItsQueueOnceThatIsInitialised) {
+    const android::Message report(KVTListenerHandler::GAME_FPS_REPORT);
+    const sp<KVTListenerHandler> handler = new KVTListenerHandler;
+    EXPECT_EQ(handler->SendMessage(handler, report, 0), android::NO_INIT);
+    sp<KVTListenerHandler> poster = new KVTListenerHandler;
+    poster->GetMessageQueue().Init(/*startThread=*/false);
+    // The only reference goes with the report: the loop ends.
+    const sp<Listener> listener = new Listener([&poster](int32_t) { poster.clear(); });
+    handler->AddListener(listener);
+    EXPECT_EQ(poster->SendMessage(handler, report, 0), 0);
+    poster->GetMessageQueue().WaitMessage();
+    EXPECT_THAT(listener->reports, ElementsAre(60));
 }
 
 }  // namespace
