@@ -1,101 +1,312 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <binder/IServiceManager.h>
-#include <gmock/gmock.h>
-
-#include <sstream>
-#include <string>
-#include <vector>
-
-#include "service/IKVTService.h"
-#include "sync/virtual/VirtualTime.h"
-#include "tests/support/Remote.h"
 #include "tools/kvtctl/Kvtctl.h"
+
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+#include "config/XmlParser.h"
+#include "tests/support/Phone.h"
+#include "tests/support/Remote.h"
+#include "tools/config/ConfigExplainer.h"
 
 namespace KVT {
 namespace {
 
-using android::status_t;
+using testing::AllOf;
+using testing::ContainsRegex;
+using testing::EndsWith;
 using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
 
-/** Publishes a service whose every answer is the same status. */
-void PublishService(status_t status) {
-    android::defaultServiceManager()->addService(
-        IKVTService::descriptor,
-        new Remote([status](uint32_t, const android::Parcel&, android::Parcel*, uint32_t) {
-            return status;
-        }));
+class Kvtctl : public Phone {
+  public:
+    /** Runs the command and leaves what it wrote in `out` and `err`. */
+    int run(const std::vector<std::string>& args, const ctl::Process& process = {}) {
+        std::vector<const char*> argv = {"kvtctl"};
+        for (const std::string& arg : args) {
+            argv.push_back(arg.c_str());
+        }
+        std::ostringstream outStream;
+        std::ostringstream errStream;
+        const int status =
+            ctl::Run(static_cast<int>(argv.size()), argv.data(), outStream, errStream, process);
+        out = outStream.str();
+        err = errStream.str();
+        return status;
+    }
+
+    /** Publishes a service whose every answer is the same status. */
+    static void publishService(android::status_t status) {
+        android::defaultServiceManager()->addService(
+            IKVTService::descriptor,
+            new Remote([status](uint32_t, const android::Parcel&, android::Parcel*, uint32_t) {
+                return status;
+            }));
+    }
+
+    std::string file(const std::string& text) {
+        EXPECT_TRUE(android::base::WriteStringToFile(text, path("example.xml")));
+        return path("example.xml");
+    }
+
+    std::string out;
+    std::string err;
+};
+
+TEST_F(Kvtctl, TellsByItsStatusHowChecksWent) {
+    const std::string sample = KVT_SAMPLE_CONFIG;
+    EXPECT_EQ(run({"config", "check", sample}), 0);
+    EXPECT_EQ(out, sample + ": clean\n");
+    EXPECT_EQ(run({"config", "check", "--rates", "60,120", sample}), 1);
+    EXPECT_EQ(run({"config", "check", file("<Config>")}), 2);
+
+    const std::string unknown = file(ConfigWith(Section("unknown", "")));
+    EXPECT_EQ(run({"config", "check", unknown}), 1);
+    EXPECT_THAT(out, AllOf(HasSubstr(unknown + ":1:50: unknown section 'unknown' is ignored"),
+                           EndsWith("1 finding\n")));
+    EXPECT_EQ(run({"config", "check", unknown, sample, unknown}), 1);
+    EXPECT_THAT(out, AllOf(HasSubstr(sample + ": clean\n"), EndsWith("2 findings\n")));
+
+    EXPECT_EQ(run({"config", "check", path("nowhere.xml")}), 2);
+    EXPECT_THAT(out, IsEmpty());
+    EXPECT_THAT(err, HasSubstr("nowhere.xml: No such file"));
+    ASSERT_NE(freopen(unknown.c_str(), "r", stdin), nullptr);
+    EXPECT_EQ(run({"config", "check", path("nowhere.xml"), "-"}), 2);
+    EXPECT_THAT(out, AllOf(HasSubstr("<stdin>:1:50: unknown section"), EndsWith("1 finding\n")));
 }
 
-int Call(const std::vector<const char*>& args, std::string* out, const ctl::Process& process = {}) {
-    std::vector<const char*> argv = {"kvtctl"};
-    argv.insert(argv.end(), args.begin(), args.end());
-    std::ostringstream stream;
-    const int status =
-        ctl::Run(static_cast<int>(argv.size()), argv.data(), stream, stream, process);
-    *out = stream.str();
-    return status;
-}
-
-TEST(KvtctlCalls, NamesWhatIsWrongWithACommandLine) {
+TEST_F(Kvtctl, NamesWhatIsWrongWithACommandLine) {
+    const std::string file = KVT_SAMPLE_CONFIG;
     const struct {
-        std::vector<const char*> args;
+        std::vector<std::string> args;
         const char* line;
     } cases[] = {
         {{}, "A subcommand is required"},
         {{"packagse", "a"}, "not expected: packagse"},
-        {{"config", "chekc"}, "not expected: chekc"},
         {{"packages", ""}, "FOCUS: must not be empty"},
         {{"fingerprint", "", "1"}, "PACKAGE: must not be empty"},
         {{"setting", "3"}, "Value 3 not in range 0 to 2"},
         {{"watch", "--for", "10000000000"}, "--for: Value 10000000000 not in range 1 to 86400"},
+        {{"config"}, "A subcommand is required"},
+        {{"config", "chekc"}, "not expected: chekc"},
+        {{"config", "check"}, "FILE is required"},
+        {{"config", "check", "--rates", "60,x", file}, "no rate: x (as 60,90)"},
+        {{"config", "explain", file}, "PACKAGE is required"},
+        {{"config", "explain", file, ""}, "a package has a name"},
+        {{"config", "explain", file, "a.b", "--type", "37"}, "no such type: 37"},
+        {{"config", "explain", file, "a.b", "--type", "x"}, "no such type: x"},
+        {{"config", "explain", file, "a.b", "--setting", "3"}, "--setting: 3 not in"},
     };
     for (const auto& c : cases) {
-        std::string out;
-        EXPECT_EQ(Call(c.args, &out), ctl::kUsage) << c.line;
-        EXPECT_THAT(out, HasSubstr(c.line));
+        EXPECT_EQ(run(c.args), ctl::kUsage) << c.line;
+        EXPECT_THAT(err, HasSubstr(c.line));
     }
+    EXPECT_EQ(run({"config", "--help"}), 0);
+    EXPECT_THAT(out, AllOf(HasSubstr("check"), HasSubstr("explain")));
 }
 
-TEST(KvtctlCalls, LeavesItToTheLogThatThereIsNoDriver) {
-    std::string out;
-    EXPECT_EQ(Call({"status"}, &out, {[] { return false; }}), ctl::kRefused);
-    EXPECT_EQ(out, "");
+TEST_F(Kvtctl, LeavesItToTheLogThatThereIsNoDriver) {
+    EXPECT_EQ(run({"status"}, {[] { return false; }}), ctl::kRefused);
+    EXPECT_EQ(out + err, "");
 }
 
-TEST(KvtctlCalls, SaysWhyACallFailed) {
-    const struct {
-        status_t status;
-        const char* text;
-    } cases[] = {
-        {android::DEAD_OBJECT, "the call failed: the service died\n"},
-        {android::FAILED_TRANSACTION, "the call failed: the driver refused it\n"},
-        {android::UNKNOWN_ERROR, "the call failed: the service could not do it\n"},
-        {android::BAD_VALUE, "the call failed: Invalid argument (-22)\n"},
+TEST_F(Kvtctl, SaysWhyACallFailed) {
+    const std::pair<android::status_t, const char*> cases[] = {
+        {android::DEAD_OBJECT, "the service died"},
+        {android::FAILED_TRANSACTION, "the driver refused it"},
+        {android::UNKNOWN_ERROR, "the service could not do it"},
+        {android::BAD_VALUE, "Invalid argument (-22)"},
     };
-    for (const auto& c : cases) {
-        PublishService(c.status);
-        for (const std::vector<const char*>& args :
-             {std::vector<const char*>{"max-rate"}, {"power-mode", "4"}, {"touch", "1"}}) {
-            std::string out;
-            EXPECT_EQ(Call(args, &out), ctl::kRefused);
-            EXPECT_EQ(out, std::string("kvtctl: ") + c.text);
+    const std::vector<std::string> commands[] = {{"max-rate"}, {"power-mode", "4"}, {"touch", "1"}};
+    for (const auto& [status, text] : cases) {
+        publishService(status);
+        for (const auto& args : commands) {
+            EXPECT_EQ(run(args), ctl::kRefused);
+            EXPECT_EQ(out + err, "kvtctl: the call failed: " + std::string(text) + "\n");
         }
     }
 }
 
-TEST(KvtctlCalls, TellsThatAnEventOfTheCompositorFailed) {
-    VirtualTime::Enter({});
-    PublishService(android::OK);
+TEST_F(Kvtctl, TellsThatAnEventOfTheCompositorFailed) {
+    publishService(android::OK);
     ctl::Process process;
-    for (const std::vector<const char*>& args :
-         {std::vector<const char*>{"refresh"}, {"watch", "--for", "1"}}) {
+    for (const auto& args : {std::vector<std::string>{"refresh"}, {"watch", "--for", "1"}}) {
         for (const bool fails : {false, true}) {
             process.takeFailure = [fails] { return fails; };
-            std::string out;
-            EXPECT_EQ(Call(args, &out, process), fails ? ctl::kRefused : ctl::kDone);
-            EXPECT_EQ(out.empty(), !fails) << out;
+            EXPECT_EQ(run(args, process), fails ? ctl::kRefused : ctl::kDone);
+            EXPECT_EQ((out + err).empty(), !fails) << out << err;
         }
     }
+}
+
+const char kExplained[] = R"(
+<Param name="setting_switch"><setting id="1">
+  <switch name="app_default" value="4"/>
+  <switch name="app_perceptible_switch" value="9"/>
+  <switch name="app_imperceptible_switch" value="0"/>
+</setting><setting id="2"><switch name="app_imperceptible_switch" value="6"/></setting></Param>
+<Param name="setting_switch_id_default" value="1"/>
+<Param name="application_list">
+  <list name="app_type_perceptible_list"><type>3</type></list>
+  <list name="app_type_imperceptible_list"><type>28</type></list>
+  <list name="app_pkg_perceptible_list">
+    <pkg>com.example.*</pkg>
+  </list>
+  <list name="app_pkg_imperceptible_list"><pkg>org.example</pkg></list>
+</Param>)";
+
+TEST_F(Kvtctl, ExplainsByEntryOrDefault) {
+    const std::string config = file(ConfigWith(kExplained));
+    const struct {
+        std::vector<std::string> args;  // the package first
+        const char* kind;
+        const char* choice;
+        const char* reason;
+    } cases[] = {
+        {{"com.other", "--setting", "1", "--type", "3"},
+         "an application of type 3",
+         "setting 1 (default): code 9, app touch strategy: 90 Hz on touch, 60 Hz after it",
+         "app_perceptible_switch, as in the file; type 3 of app_type_perceptible_list, line 9"},
+        {{"com.example.a", "--setting", "2"},
+         "an application of type -1",
+         "setting 2: code 3, 90 Hz",
+         "app_perceptible_switch, built in; entry 'com.example.' of app_pkg_perceptible_list, "
+         "line 12"},
+        {{"org.example.b", "--setting", "1"},  // its list changes nothing
+         "an application of type -1",
+         "setting 1 (default): code 4, 120 Hz",
+         "app_default, as in the file"},
+        {{"com.example.chess", "--type", "9", "--setting", "1"},
+         "a game",
+         "setting 1 (default): code 9, game dynamic strategy: 60 Hz first, then as the game's "
+         "frame rate asks",
+         "game_default, built in"},
+        {{"com.norvik.android.launcher", "--game", "--setting", "2"},
+         "an application of type 28, as the launcher always is",
+         "setting 2: code 6, 240 Hz, which no panel shows",
+         "app_imperceptible_switch, as in the file; type 28 of app_type_imperceptible_list, "
+         "line 10"},
+        {{"android.view.cts.suite", "--setting", "1"},
+         "an application of type -1",
+         "setting 1 (default): code 4, held at 60 Hz",
+         "rule compatibility-test: packages of that name are compatibility tests"},
+    };
+    for (const auto& row : cases) {
+        std::vector<std::string> args = {"config", "explain", config};
+        args.insert(args.end(), row.args.begin(), row.args.end());
+        EXPECT_EQ(run(args), 0);
+        EXPECT_EQ(out, row.args[0] + ", " + row.kind + "\n" + row.choice + "\n    because of " +
+                           row.reason + "\n");
+        EXPECT_THAT(err, HasSubstr("the file has findings"));
+    }
+    EXPECT_EQ(run({"config", "explain", config, "com.example.a"}), 0);
+    EXPECT_THAT(out, ContainsRegex("\nsetting 0: code 2, 60 Hz\n.*\nsetting 1 .default.: code 9, "
+                                   ".*\n.*\nsetting 2: code 3, 90 Hz\n"));
+}
+
+TEST_F(Kvtctl, ExplainsALimitThatHoldsEverything) {
+    const std::string config =
+        file(ConfigWith("<Param name='SF_composition_config'>"
+                        "<sf_param name='app_penalty_count' value='2'/>\n"
+                        "<sf_param name='app_penalty_count'/></Param>"));
+    EXPECT_EQ(run({"config", "explain", config, "a.b", "--game", "--setting", "1"}), 0);
+    EXPECT_EQ(out,
+              "a.b, a game\n"
+              "setting 1: code 9, held at 60 Hz\n"
+              "    because of rule gpu-composition-count: app_penalty_count is 0, line 2, and no "
+              "package has fewer starts\n");
+}
+
+TEST_F(Kvtctl, ExplainsNoFileThatWouldEndTheService) {
+    const std::string fatal = file(ConfigWith("<Param/>"));
+    EXPECT_EQ(run({"config", "explain", fatal, "a.b"}), 2);
+    EXPECT_EQ(out, "");
+    EXPECT_EQ(err, fatal + ":1:43: fatal: <Param> without attribute 'name'; should be a name\n");
+    EXPECT_EQ(run({"config", "explain", path("nowhere.xml"), "a.b"}), 2);
+    EXPECT_THAT(err, HasSubstr("nowhere.xml: No such file"));
+    EXPECT_EQ(run({"config", "explain", file("<Config/>"), "a.b", "--setting", "1"}), 0);
+    EXPECT_THAT(out, HasSubstr("code 3, 90 Hz\n    because of app_default, built in"));
+}
+
+TEST_F(Kvtctl, ExplainsAsTheServiceReadsAndTellsNobody) {
+    for (const auto& entry : std::filesystem::directory_iterator(KVT_CONFIG_DIR "/broken")) {
+        SCOPED_TRACE(entry.path());
+        const auto printed = [this] {
+            logs.take();
+            XmlParser::PrintXmlData();
+            return logs.take();
+        };
+        ConfigDocument document;
+        ASSERT_TRUE(document.load(entry.path()));
+        const ConfigExplainer explainer(document);
+        const int32_t countLimit = FpsCommon::tables.gpuCompositionCountLimit;
+        const std::vector<std::string> explained = printed();
+        EXPECT_THAT(told(), IsEmpty());
+        char value[PROPERTY_VALUE_MAX];
+        EXPECT_EQ(property_get("persist.kvt.slide_model_parms", value, ""), 0);
+
+        FpsCommon::tables = {};
+        SetPaths({entry.path(), path("cpus")});
+        XmlParser::Init();
+        XmlParser::ParseXmlConfigFile();
+        EXPECT_EQ(explained, printed());
+        EXPECT_EQ(countLimit, FpsCommon::tables.gpuCompositionCountLimit);
+    }
+}
+
+/** Fenced blocks of the document: kind ("xml", "console", ...) and text. */
+std::vector<std::pair<std::string, std::string>> BlocksOf(const std::string& file) {
+    std::ifstream stream(file);
+    std::vector<std::pair<std::string, std::string>> blocks;
+    bool inside = false;
+    for (std::string line; std::getline(stream, line);) {
+        if (line.substr(0, 3) == "```") {
+            inside = !inside;
+            if (inside) {
+                blocks.emplace_back(line.substr(3), "");
+            }
+        } else if (inside) {
+            blocks.back().second += line + "\n";
+        }
+    }
+    return blocks;
+}
+
+// An "xml" block is example.xml for the "console" block behind it; one without a console block must
+// be clean. Sections stand without the elements around them.
+TEST_F(Kvtctl, AgreesWithTheExamplesOfTheReference) {
+    ASSERT_EQ(chdir(path("").c_str()), 0);
+    const auto blocks = BlocksOf(KVT_CONFIGURATION_DOC);
+    size_t consoles = 0;
+    for (size_t i = 0; i < blocks.size(); ++i) {
+        const auto& [kind, text] = blocks[i];
+        SCOPED_TRACE(text);
+        if (kind == "xml") {
+            file(text.find("<Config") == std::string::npos ? ConfigWith(text) : text);
+            if (i + 1 == blocks.size() || blocks[i + 1].first != "console") {
+                EXPECT_EQ(run({"config", "check", "example.xml"}), 0) << out << err;
+            }
+        } else if (kind == "console") {
+            ++consoles;
+            std::istringstream lines(text);
+            std::string produced;
+            for (std::string line; std::getline(lines, line);) {
+                if (line.substr(0, 9) == "$ kvtctl ") {
+                    std::istringstream words(line.substr(9));
+                    run({std::istream_iterator<std::string>(words), {}});
+                    produced += line + "\n" + out;
+                }
+            }
+            EXPECT_EQ(produced, text);
+        }
+    }
+    EXPECT_GE(consoles, 2u);
 }
 
 }  // namespace
