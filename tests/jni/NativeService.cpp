@@ -30,10 +30,6 @@ JNIEXPORT void JNICALL Java_NativeService_publish(JNIEnv*, jclass) {
     KVT::Publish(KVT::gService);
 }
 
-JNIEXPORT void JNICALL Java_NativeService_register(JNIEnv* env, jclass, jobject adapter) {
-    Java_com_norvik_android_zraps_ApsKVTAdapter_nativeKVTRegisterListener(env, adapter);
-}
-
 JNIEXPORT void JNICALL Java_NativeService_reportOnNativeThread(JNIEnv* env, jclass,
                                                                jintArray rates) {
     std::vector<jint> values(static_cast<size_t>(env->GetArrayLength(rates)));

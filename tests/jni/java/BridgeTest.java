@@ -44,17 +44,6 @@ public final class BridgeTest {
         expect(threads.contains(Thread.currentThread()), false);
     }
 
-    private static void noMethod() {
-        NativeService.register(new Object());
-        NativeService.reportOnNativeThread(new int[] {60, 61, 62});
-        try {
-            NativeService.report(63);
-            throw new AssertionError("no NoSuchMethodError");
-        } catch (NoSuchMethodError left) {
-            expect(left.getMessage().contains("setGameFps"), true);
-        }
-    }
-
     /** Threads that end while they are attached leave a VM that still collects and reports. */
     private static void exceptions() {
         ApsKVTAdapter.setReceiver(

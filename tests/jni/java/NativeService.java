@@ -7,9 +7,6 @@ final class NativeService {
     /** Publishes the service. */
     static native void publish();
 
-    /** What the adapter does, with an object of any class. */
-    static native void register(Object adapter);
-
     /** Reports to the listener that registers, one rate after the other, on a new native thread. */
     static native void reportOnNativeThread(int[] rates);
 
