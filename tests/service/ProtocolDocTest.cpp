@@ -5,7 +5,6 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <cstring>
 #include <functional>
 #include <sstream>
 
@@ -23,7 +22,6 @@ namespace {
 using android::IBinder;
 using android::OK;
 using android::Parcel;
-using android::sp;
 using android::base::Split;
 using android::base::StartsWith;
 
@@ -35,19 +33,16 @@ std::string Section(const std::string& heading) {
     return text.substr(begin, text.find("\n## ", begin + 1) - begin);
 }
 
-uint32_t NumberAt(const std::string& text, size_t position) {
-    return static_cast<uint32_t>(std::stoul(text.substr(position)));
-}
-
+/** The rows of the table, without its head. */
 std::vector<std::string> DocumentedTransactions() {
-    constexpr int kColumns = 8;
+    constexpr int kBars = 9;
     std::vector<std::string> rows;
     for (const std::string& line : Split(Section("Transactions"), "\n")) {
-        if (std::count(line.begin(), line.end(), '|') == kColumns + 1) {
+        if (std::count(line.begin(), line.end(), '|') == kBars) {
             rows.push_back(line);
         }
     }
-    rows.erase(rows.begin(), rows.begin() + 2);  // the table's head
+    rows.erase(rows.begin(), rows.begin() + 2);
     return rows;
 }
 
@@ -87,71 +82,53 @@ void ReadAsDescribed(const std::string& request, const Parcel& data) {
     }
 }
 
-class ProtocolDoc : public testing::Test {
-  public:
-    ProtocolDoc() {
-        VirtualTime::Enter({});
-        Publish(remote);
+using Look = std::function<void(uint32_t code, const Parcel& data, uint32_t flags)>;
+
+/** Expects one call of a kvtctl command, and looks at it. */
+void ExpectCall(const std::string& command, const Look& look) {
+    int calls = 0;
+    Publish(new Remote([&](uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags) {
+        ++calls;
+        look(code, data, flags);
+        return (flags & IBinder::FLAG_ONEWAY) != 0 ? OK : reply->writeInt32(0);
+    }));
+    const std::vector<std::string> words = Split(command, " ");
+    std::vector<const char*> argv;
+    for (const std::string& word : words) {
+        argv.push_back(word.c_str());
     }
-
-    using Look = std::function<void(uint32_t code, const Parcel& data, uint32_t flags)>;
-
-    /** Expects one call of a kvtctl command, and looks at it. */
-    void expectCall(const std::string& command, const Look& look) {
-        const std::vector<std::string> words = Split(command, " ");
-        std::vector<const char*> argv;
-        for (const std::string& word : words) {
-            argv.push_back(word.c_str());
-        }
-        int calls = 0;
-        mLook = [&](uint32_t code, const Parcel& data, uint32_t flags) {
-            ++calls;
-            look(code, data, flags);
-        };
-        std::ostringstream out;
-        EXPECT_EQ(ctl::Run(static_cast<int>(argv.size()), argv.data(), out, out), 0) << out.str();
-        EXPECT_EQ(calls, 1);
-    }
-
-    const sp<IBinder> remote =
-        new Remote([this](uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags) {
-            mLook(code, data, flags);
-            return (flags & IBinder::FLAG_ONEWAY) != 0 ? OK : reply->writeInt32(0);
-        });
-
-  private:
-    Look mLook;
-};
-
-TEST_F(ProtocolDoc, ListsTheTransactionsThatTheDispatcherServes) {
-    std::vector<testing::Matcher<std::string>> served;
-    for (const TransactionInfo& t : Transactions()) {
-        const std::string command = t.command == nullptr ? "|" : std::string("`") + t.command;
-        served.push_back(testing::StartsWith(RowOf(t) + command));
-    }
-    EXPECT_THAT(DocumentedTransactions(), testing::ElementsAreArray(served));
+    std::ostringstream out;
+    EXPECT_EQ(ctl::Run(static_cast<int>(argv.size()), argv.data(), out, out), 0) << out.str();
+    EXPECT_EQ(calls, 1);
 }
 
-TEST_F(ProtocolDoc, DescribesWhatIsSent) {
-    for (const std::string& row : DocumentedTransactions()) {
-        SCOPED_TRACE(row);
-        const TransactionInfo* const t = FindTransaction(NumberAt(row, strlen("| ")));
-        ASSERT_NE(t, nullptr);
-        if (t->command == nullptr) {
+class ProtocolDoc : public testing::Test {
+  public:
+    ProtocolDoc() { VirtualTime::Enter({}); }
+};
+
+TEST_F(ProtocolDoc, ListsTheTransactionsThatTheDispatcherServesAndDescribesWhatIsSent) {
+    const std::vector<std::string> rows = DocumentedTransactions();
+    const std::vector<TransactionInfo> served(Transactions().begin(), Transactions().end());
+    ASSERT_EQ(rows.size(), served.size());
+    for (size_t i = 0; i < rows.size(); ++i) {
+        const std::string& row = rows[i];
+        const TransactionInfo& t = served[i];
+        const std::string command = t.command == nullptr ? "|" : std::string("`") + t.command;
+        ASSERT_THAT(row, testing::StartsWith(RowOf(t) + command));
+        if (t.command == nullptr) {
             continue;
         }
-        const std::string example = Split(row, "`")[1];
-        expectCall("kvtctl " + example, [&](uint32_t code, const Parcel& data, uint32_t flags) {
-            EXPECT_EQ(code, t->code);
-            EXPECT_EQ(t->call == Call::kOneWay, (flags & IBinder::FLAG_ONEWAY) != 0);
-            if (t->checksToken) {
-                EXPECT_TRUE(data.enforceInterface(IKVTService::descriptor));
-            }
-            if (code != SELF_TEST && t->request != std::string("none")) {
-                ReadAsDescribed(t->request, data);  // self-test asks without saying what for
+        const auto look = [&t](uint32_t code, const Parcel& data, uint32_t flags) {
+            EXPECT_EQ(code, t.code);
+            EXPECT_EQ(t.call == Call::kOneWay, (flags & IBinder::FLAG_ONEWAY) != 0);
+            EXPECT_TRUE(!t.checksToken || data.enforceInterface(IKVTService::descriptor));
+            if (code != SELF_TEST && t.request != std::string("none")) {
+                ReadAsDescribed(t.request, data);  // self-test asks without saying what for
             }
             EXPECT_EQ(data.dataAvail(), 0u);
-        });
+        };
+        ExpectCall("kvtctl " + Split(row, "`")[1], look);
     }
 }
 
@@ -166,8 +143,8 @@ TEST_F(ProtocolDoc, ShowsTheBytesThatAreSent) {
         for (size_t i = 2; i < lines.size(); ++i) {
             bytes += lines[i].substr(0, lines[i].find('#'));
         }
-        expectCall(lines[1], [&](uint32_t code, const Parcel& data, uint32_t flags) {
-            EXPECT_EQ(code, NumberAt(intro, intro.find("code ") + strlen("code ")));
+        ExpectCall(lines[1], [&](uint32_t code, const Parcel& data, uint32_t flags) {
+            EXPECT_THAT(intro, testing::ContainsRegex("code " + std::to_string(code) + "[^0-9]"));
             EXPECT_EQ(flags, IBinder::FLAG_ONEWAY);
             EXPECT_EQ(BytesOf(data), FromHex(bytes));
         });
