@@ -28,7 +28,7 @@ using android::base::StartsWith;
 /** The text between a heading and the next of its level. */
 std::string Section(const std::string& heading) {
     std::string text;
-    EXPECT_TRUE(android::base::ReadFileToString(KVT_PROTOCOL_DOC, &text));
+    EXPECT_TRUE(android::base::ReadFileToString(KVT_SOURCE_DIR "/docs/protocol.md", &text));
     const size_t begin = text.find("\n## " + heading + "\n");
     return text.substr(begin, text.find("\n## ", begin + 1) - begin);
 }

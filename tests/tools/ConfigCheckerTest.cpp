@@ -44,6 +44,8 @@ std::vector<std::string> NotedIn(const std::filesystem::path& file) {
     return notes;
 }
 
+constexpr const char* kSample = KVT_SOURCE_DIR "/packaging/kvt_config.xml";
+
 class Checker : public Phone {
   public:
     std::vector<std::string> check(const std::string& file, const PanelRates& rates = {}) {
@@ -74,7 +76,8 @@ std::string SwitchTo(const std::string& name, int32_t code) {
 
 TEST_F(Checker, FindsInBrokenFilesWhatIsNotedInThem) {
     size_t files = 0;
-    for (const auto& file : std::filesystem::directory_iterator(KVT_CONFIG_DIR "/broken")) {
+    for (const auto& file :
+         std::filesystem::directory_iterator(KVT_SOURCE_DIR "/tests/config/broken")) {
         const std::vector<std::string> findings = check(file.path());
         EXPECT_EQ(findings, NotedIn(file.path())) << file;
         EXPECT_FALSE(findings.empty());
@@ -244,8 +247,8 @@ TEST_F(Checker, KnowsWhichCodesAPanelCanFollow) {
                 << testing::PrintToString(row.rates) << " " << code;
         }
     }
-    EXPECT_THAT(check(KVT_SAMPLE_CONFIG, PanelRates({"60", "90"})), IsEmpty());
-    EXPECT_THAT(check(KVT_SAMPLE_CONFIG, PanelRates({"90", "60"})),
+    EXPECT_THAT(check(kSample, PanelRates({"60", "90"})), IsEmpty());
+    EXPECT_THAT(check(kSample, PanelRates({"90", "60"})),
                 ElementsAre(HasSubstr("the rate is fixed and no configuration read")));
 }
 

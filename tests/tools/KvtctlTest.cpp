@@ -22,7 +22,7 @@ using testing::ContainsRegex;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
+using testing::StartsWith;
 
 class Kvtctl : public Phone {
   public:
@@ -60,7 +60,7 @@ class Kvtctl : public Phone {
 };
 
 TEST_F(Kvtctl, TellsByItsStatusHowChecksWent) {
-    const std::string sample = KVT_SAMPLE_CONFIG;
+    const std::string sample = KVT_SOURCE_DIR "/packaging/kvt_config.xml";
     EXPECT_EQ(run({"config", "check", sample}), 0);
     EXPECT_EQ(out, sample + ": clean\n");
     EXPECT_EQ(run({"config", "check", "--rates", "60,120", sample}), 1);
@@ -73,16 +73,14 @@ TEST_F(Kvtctl, TellsByItsStatusHowChecksWent) {
     EXPECT_EQ(run({"config", "check", unknown, sample, unknown}), 1);
     EXPECT_THAT(out, AllOf(HasSubstr(sample + ": clean\n"), EndsWith("2 findings\n")));
 
-    EXPECT_EQ(run({"config", "check", path("nowhere.xml")}), 2);
-    EXPECT_THAT(out, IsEmpty());
-    EXPECT_THAT(err, HasSubstr("nowhere.xml: No such file"));
     ASSERT_NE(freopen(unknown.c_str(), "r", stdin), nullptr);
     EXPECT_EQ(run({"config", "check", path("nowhere.xml"), "-"}), 2);
-    EXPECT_THAT(out, AllOf(HasSubstr("<stdin>:1:50: unknown section"), EndsWith("1 finding\n")));
+    EXPECT_THAT(out, AllOf(StartsWith("<stdin>:1:50: unknown section"), EndsWith("1 finding\n")));
+    EXPECT_THAT(err, HasSubstr("nowhere.xml: No such file"));
 }
 
 TEST_F(Kvtctl, NamesWhatIsWrongWithACommandLine) {
-    const std::string file = KVT_SAMPLE_CONFIG;
+    const std::string file = KVT_SOURCE_DIR "/packaging/kvt_config.xml";
     const struct {
         std::vector<std::string> args;
         const char* line;
@@ -107,8 +105,6 @@ TEST_F(Kvtctl, NamesWhatIsWrongWithACommandLine) {
         EXPECT_EQ(run(c.args), ctl::kUsage) << c.line;
         EXPECT_THAT(err, HasSubstr(c.line));
     }
-    EXPECT_EQ(run({"config", "--help"}), 0);
-    EXPECT_THAT(out, AllOf(HasSubstr("check"), HasSubstr("explain")));
 }
 
 TEST_F(Kvtctl, LeavesItToTheLogThatThereIsNoDriver) {
@@ -235,7 +231,8 @@ TEST_F(Kvtctl, ExplainsNoFileThatWouldEndTheService) {
 }
 
 TEST_F(Kvtctl, ExplainsAsTheServiceReadsAndTellsNobody) {
-    for (const auto& entry : std::filesystem::directory_iterator(KVT_CONFIG_DIR "/broken")) {
+    for (const auto& entry :
+         std::filesystem::directory_iterator(KVT_SOURCE_DIR "/tests/config/broken")) {
         SCOPED_TRACE(entry.path());
         const auto printed = [this] {
             logs.take();
@@ -282,7 +279,7 @@ std::vector<std::pair<std::string, std::string>> BlocksOf(const std::string& fil
 // be clean. Sections stand without the elements around them.
 TEST_F(Kvtctl, AgreesWithTheExamplesOfTheReference) {
     ASSERT_EQ(chdir(path("").c_str()), 0);
-    const auto blocks = BlocksOf(KVT_CONFIGURATION_DOC);
+    const auto blocks = BlocksOf(KVT_SOURCE_DIR "/docs/configuration.md");
     size_t consoles = 0;
     for (size_t i = 0; i < blocks.size(); ++i) {
         const auto& [kind, text] = blocks[i];
