@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Schedules of the whole phone: framework packages, power and limits, frames, a finger, SDK reports
-// and a panel that changes by itself against the real policy, detection, strategies and display
+// Schedules of the whole phone: framework packages, power and limits, frames, a finger and
+// a panel that changes by itself against the real policy, detection, strategies and display
 // control. Once all is quiet, the phone must be as a decision on the final state makes it, and the
 // strategy that is armed must do its work.
 #include <algorithm>
@@ -23,12 +23,6 @@ constexpr const char* kReportingGame = "com.tencent.tmgp.pubgmhd";
 constexpr const char* kPackages[] = {"app.fixed",        "app.high",     "app.touch.a",
                                      "app.touch.b",      "game.const",   "game.plain",
                                      "android.view.cts", "game.dynamic", kReportingGame};
-constexpr const char* kReports[] = {
-    R"({"pkg":"com.tencent.tmgp.pubgmhd","1":101,"10":90})",
-    R"({"pkg":"com.tencent.tmgp.pubgmhd","1":5,"10":60})",
-    R"({"pkg":"com.tencent.tmgp.pubgmhd","1":101,"10":"90"})",
-    "{",
-};
 constexpr const char* kGames[] = {"game.dynamic", "game.other", kReportingGame, "game.const"};
 constexpr int64_t kQuietNs = 12 * kNsPerS;  // longer than any wait of a strategy
 
@@ -160,13 +154,6 @@ void PlayFrames(Dice dice) {
     }
 }
 
-void PlaySdk(Dice dice) {
-    for (int report = 0; report < 6; ++report) {
-        TheUnit().fakes.gameSdk->report(dice.oneOf(kReports));
-        Pause(dice);
-    }
-}
-
 // ---- How a schedule ends ----
 
 /** Frames until detection is sure of the last of them, whatever was before. */
@@ -175,13 +162,6 @@ constexpr int kFramesUntilSure = 400;
 constexpr int kFramesUntilFirst = 120;
 /** Steady frames from one result of detection to the next. */
 constexpr int kFramesBetweenResults = 100;
-constexpr int64_t kSilenceNs = 121 * kNsPerS;  // in which listeners hear nothing of a new game
-
-struct Listener : BnKVTListener {
-    void NotifyGameFpsToAps(int32_t fps) override { highestFps = std::max(highestFps.load(), fps); }
-    std::atomic<int32_t> highestFps{0};
-};
-
 bool SchedulerWasTold90() {
     const std::vector<std::string> messages = TheUnit().fakes.sched->takeMessages();
     return std::any_of(messages.begin(), messages.end(), [](const std::string& message) {
@@ -275,6 +255,8 @@ void SwitchGames(Dice& dice) {
             SendFrames(kFastFrameNs, 1);
         }
         Rest(kNsPerS);
+        Require(GameFpsDetect::GetInstance()->GetCurrentFps() == 0,
+                "a game's rate was taken for that of the next game");
         Require(PanelHz() == FpsCommon::Decide().rate,
                 "a game's rate moved the panel of the next game");
     }
@@ -284,17 +266,11 @@ void SwitchGames(Dice& dice) {
 /** The last of several games is at a steady rate from its first frame on. */
 void EndWithAnotherGame(Dice dice) {
     SwitchGames(dice);
-    SleepFor(kSilenceNs);
     (void)TheUnit().fakes.sched->takeMessages();
-    const android::sp<Listener> listener = new Listener;
-    TheUnit().service->RegisterListener(listener);
-
     const int32_t fps = dice.oneOf({60, 60, 60, 40, 90});
     SendFrames(kNsPerS / fps, kFramesUntilSure);
     Rest(kQuietNs);
 
-    Require(listener->highestFps == std::max(fps, 60),
-            "listeners were not told the game's highest rate");
     Require(!IsBehindTheGame(fps), "the panel does not follow the game");
     Require(SchedulerWasTold90() == (fps >= 60),
             fps == 60 ? "a game at 60 got no help to climb"
@@ -364,7 +340,6 @@ const char* RunSchedule(uint64_t seed) {
         actors.start("framework", PlayFramework);
         actors.start("finger", PlayFinger);
         actors.start("frames", PlayFrames);
-        actors.start("sdk", PlaySdk);
         // A strategy that looks at the panel while it is wrong has nothing to do, and no reason to
         // look again: only a new game is sure to be answered then.
         actors.start("recovery", [sameGame](Dice dice) { PlayRecovery(dice, !sameGame); });
