@@ -224,47 +224,11 @@ TEST_F(Display, ConfirmsChangesByForcingFrames) {
     EXPECT_EQ(LcdFpsControl::stats.totals().failures, 2u);
 }
 
-TEST_F(Display, RecoversWithoutForgettingWhatWasRequested) {
-    LcdFpsControl::Init();
-    LcdFpsControl::SetLcdFps(90);
-    logs.take();
-    LcdFpsControl::RecoverLcdFps(60);
-    EXPECT_EQ(logs.take().front(), "I/KVTService: LcdFpsControl: recover lcd fps 60");
-    EXPECT_EQ(panelHz(), 60);
-    EXPECT_EQ(LcdFpsControl::GetLastLcdFps(), 90);
-}
-
-TEST_F(Display, BindsAndFreesTheBigCores) {
-    LcdFpsControl::BindVipCpus(true);
-    EXPECT_EQ(cpus(), "4-7");
-    LcdFpsControl::BindVipCpus(false);
-    EXPECT_EQ(cpus(), "0-7");
+TEST_F(Display, LogsThatTheBigCoresCanNotBeBound) {
     SetPaths({path("kvt_config.xml"), path("no/such/folder/cpus")});
     LcdFpsControl::BindVipCpus(true);
     EXPECT_THAT(logs.take(),
                 ElementsAre("E/KVTService: BindVipCpus: WriteVipCpus: open file failed"));
-}
-
-TEST_F(Display, AccountsForTimeAtEachRate) {
-    LcdFpsControl::Init();
-    RateStats& stats = LcdFpsControl::stats;
-    stats.onPackage("a");
-    LcdFpsControl::SetLcdFps(60);
-    SleepFor(3 * kNsPerS);
-    LcdFpsControl::SetLcdFps(90);
-    SleepFor(kNsPerS);
-    stats.onPackage("b");
-    SleepFor(2 * kNsPerS);
-    const RateStats::Totals totals = stats.totals();
-    EXPECT_EQ(totals.nsAtRate, (std::map<int32_t, int64_t>{{60, 3 * kNsPerS}, {90, 3 * kNsPerS}}));
-    EXPECT_EQ(totals.nsAtRateByPackage.at("a").at(90), kNsPerS);
-    EXPECT_EQ(totals.nsAtRateByPackage.at("b").at(90), 2 * kNsPerS);
-    EXPECT_EQ(totals.switches, 2u);
-    for (int i = 0; i < 1000; ++i) {
-        stats.onPackage("flood" + std::to_string(i));
-        SleepFor(1);
-    }
-    EXPECT_LE(stats.totals().nsAtRateByPackage.size(), RateStats::kMostPackages + 1);
 }
 
 }  // namespace

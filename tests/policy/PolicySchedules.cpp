@@ -313,14 +313,6 @@ void RequireTouches() {
     Tap();
 }
 
-/** For a phone at rest. */
-void RequireRecovery() {
-    const int32_t before = PanelHz();
-    TheUnit().fakes.panel->changeByItself(before == kLowHz ? "90" : "60");
-    FpsCommon::RecoverLcd();
-    Require(PanelHz() == before, "the panel's rate was not restored");
-}
-
 }  // namespace
 
 const char* RunSchedule(uint64_t seed) {
@@ -349,7 +341,6 @@ const char* RunSchedule(uint64_t seed) {
     RequireNoUnwantedTouch();
     RequireEventsInTurn(seed);
     RequireTouches();
-    RequireRecovery();
     return gBroken;
 }
 

@@ -2,17 +2,8 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <functional>
-#include <optional>
 #include <utility>
 
-#include "display/LcdFpsControl.h"
-#include "linux/vendor/Protocol.h"
-#include "strategy/AppDynamicFps.h"
-#include "strategy/GameDynamicFps.h"
-#include "strategy/GameHighFps.h"
-#include "tests/support/Meddler.h"
-#include "tests/support/MixedPackages.h"
 #include "tests/support/Phone.h"
 
 namespace KVT {
@@ -188,36 +179,6 @@ TEST_F(SceneEvents, WaitWithTheirDecisionForAnUnlockToEnd) {
     EXPECT_THAT(decisions(), ElementsAre("hold display-hotplug 60"));
 }
 
-TEST_F(SceneEvents, EndWhatAStrategyHadBegun) {
-    const struct {
-        const char *pkg, *armed;
-        void (*begin)();
-        int32_t forced;
-    } cases[] = {
-        {"app.touch", "app", [] { AppDynamicFps::GetInstance()->SetLcdEvent(1); }, kNoGameFps},
-        {"game.dynamic", "game", [] { GameDynamicFps::GetInstance()->SetGameFps(60); }, 90},
-        {"game.const", "const90", [] { GameHighFps::GetInstance()->SetGameFps(60); }, 90},
-    };
-    ConfigureMixedPackages(fakes.classifier.get());
-    start();
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.pkg);
-        focus(c.pkg);
-        EXPECT_EQ(armed(), c.armed);
-        c.begin();
-        AppDynamicFps::GetInstance()->SetLcdEvent(0);
-        VirtualTime::Settle();
-        EXPECT_EQ(panelHz(), 90);
-        EXPECT_EQ(FpsCommon::forcedGameFps, c.forced);
-        framework.fingerprint(pay, 1);
-        EXPECT_EQ(armed(), "none");
-        EXPECT_EQ(FpsCommon::forcedGameFps, kNoGameFps);
-        SleepFor(10 * kNsPerS);
-        EXPECT_EQ(panelHz(), 90);
-        framework.fingerprint(pay, 0);
-    }
-}
-
 TEST_F(SceneEvents, RecoverThePanelAndTheBindingOfTheBigCores) {
     startHigh();
     framework.send(LCD_SETTING, 1);
@@ -237,22 +198,6 @@ TEST_F(SceneEvents, RecoverThePanelAndTheBindingOfTheBigCores) {
     spoil();
     EXPECT_EQ(panelHz(), 60) << "not during an unlock";
     EXPECT_EQ(cpus(), "4-7") << "during an unlock as well";
-}
-
-TEST_F(SceneEvents, RecoverNothingThatAStrategyChangesMeanwhile) {
-    bool recovering = false;
-    std::optional<VirtualThread> strategy;
-    Meddler::Publish(vendor::kDisplayService, fakes.panel, [&](uint32_t, const android::Parcel&) {
-        if (std::exchange(recovering, false)) {
-            strategy.emplace("strategy", [] { LcdFpsControl::SetLcdFps(60); });
-            VirtualTime::Settle();
-        }
-    });
-    startHigh();
-    recovering = true;
-    FpsCommon::RecoverLcd();
-    strategy->Join();
-    EXPECT_EQ(panelHz(), 60);
 }
 
 TEST_F(SceneEvents, RecoverAFixedRateToo) {
