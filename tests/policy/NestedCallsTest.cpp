@@ -4,14 +4,13 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
-#include <cstdlib>
 #include <functional>
 
 #include "linux/vendor/Protocol.h"
 #include "service/Transactions.h"
 #include "strategy/GameDynamicFps.h"
-#include "tests/support/Meddler.h"
 #include "tests/support/Phone.h"
+#include "tests/support/Remote.h"
 
 namespace KVT {
 namespace {
@@ -34,7 +33,7 @@ class NestedCalls : public Phone {
     void meddle(const char* name, const sp<IBinder>& peer, uint32_t code, int times,
                 std::function<void()> action) {
         mTimes = times;
-        Meddler::Publish(name, peer, [this, code, action](uint32_t called, const Parcel&) {
+        Meddle(name, peer, [this, code, action](uint32_t called, const Parcel&) {
             if (called == code && mEnabled && mTimes-- > 0) {
                 action();
             }
@@ -47,25 +46,6 @@ class NestedCalls : public Phone {
         Parcel reply;
         data.writeInt32(value);
         return service->transact(code, data, &reply, 0);
-    }
-
-    /** Has all threads go on for a second, or ends the process: a stuck one would never end it. */
-    static void expectDone(const std::atomic<bool>& done) {
-        SleepFor(kNsPerS);
-        if (!done) {
-            fprintf(stderr, "an event waits for itself\n");
-            _Exit(1);
-        }
-    }
-
-    /** Sends an event on a thread of its own. */
-    static void expectEnd(const std::function<void()>& event) {
-        std::atomic<bool> done{false};
-        VirtualThread thread("event", [&] {
-            event();
-            done = true;
-        });
-        expectDone(done);
     }
 
   private:
@@ -85,7 +65,7 @@ TEST_F(NestedCalls, AClassificationServiceThatSendsEventsIsAnsweredAtOnce) {
     start();
     decisions();
     enable();
-    expectEnd([this] { focus("com.example.app"); });
+    focus("com.example.app");
     EXPECT_THAT(decisions(), ElementsAre("app-fixed app-code 60", "hold power-saving 60",
                                          "hold power-saving 60"));
     EXPECT_EQ(FpsCommon::lcdSetting, 2);
@@ -114,8 +94,9 @@ TEST_F(NestedCallsOfAGame, ACompositorThatSendsEventsDoesNotHoldACheckThread) {
         done = true;
     });
     play(75);
-    expectDone(done);
-    expectEnd([this] { EXPECT_EQ(send(POWER_MODE, 4), android::UNKNOWN_TRANSACTION); });
+    SleepFor(kNsPerS);
+    EXPECT_TRUE(done);
+    EXPECT_EQ(send(POWER_MODE, 4), android::UNKNOWN_TRANSACTION);
     EXPECT_THAT(decisions(), ElementsAre("hold power-saving 60", "hold power-saving 60"));
     EXPECT_EQ(panelHz(), 60);
 }
@@ -127,7 +108,8 @@ TEST_F(NestedCallsOfAGame, AnEventIsNotPutOffToTheEndOfATrial) {
         done = true;
     });
     play(60);
-    expectDone(done);
+    SleepFor(kNsPerS);
+    EXPECT_TRUE(done);
     EXPECT_THAT(decisions(), ElementsAre("hold power-saving 60"));
     EXPECT_EQ(armed(), "none");
 }
@@ -140,7 +122,7 @@ TEST_F(NestedCalls, APeerThatNeverStopsIsStopped) {
     });
     start();
     enable();
-    expectEnd([this] { focus("com.example.first"); });
+    focus("com.example.first");
     ASSERT_THAT(answers, SizeIs(65));
     EXPECT_THAT(answers, Each(android::OK)) << "the framework is answered as ever";
     EXPECT_EQ(FpsCommon::CurrentPkgName(), "com.example.app63");

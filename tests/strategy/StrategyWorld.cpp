@@ -16,7 +16,7 @@
 #include "strategy/GameHighFps.h"
 #include "strategy/LcdFpsMonitor.h"
 #include "sync/Mutex.h"
-#include "tests/support/Meddler.h"
+#include "tests/support/Remote.h"
 
 namespace KVT {
 namespace {
@@ -45,19 +45,18 @@ struct State : public RateObserver {
 
     void publish() {
         phone.publish();
-        Meddler::Publish(vendor::kSchedService, phone.sched, [this](uint32_t, const Parcel& data) {
+        Meddle(vendor::kSchedService, phone.sched, [this](uint32_t, const Parcel& data) {
             data.readInt32();
             int32_t fps = 0;
             sscanf(data.readString8().string(), "{\"kvtFPS\":\"%d\"}", &fps);
             note("scheduler " + std::to_string(fps) + ", forced " +
                  std::to_string(PolicyState::forcedGameFps));
         });
-        Meddler::Publish(vendor::kGameSdkService, phone.gameSdk,
-                         [this](uint32_t, const Parcel& data) {
-                             data.readStrongBinder();
-                             note("register " + std::string(data.readString8().string()));
-                         });
-        Meddler::Publish(vendor::kPerfService, phone.perf, [this](uint32_t, const Parcel& data) {
+        Meddle(vendor::kGameSdkService, phone.gameSdk, [this](uint32_t, const Parcel& data) {
+            data.readStrongBinder();
+            note("register " + std::string(data.readString8().string()));
+        });
+        Meddle(vendor::kPerfService, phone.perf, [this](uint32_t, const Parcel& data) {
             note("told " + std::to_string(data.readInt32()));
         });
     }

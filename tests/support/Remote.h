@@ -2,6 +2,7 @@
 #pragma once
 
 #include <binder/Binder.h>
+#include <binder/IServiceManager.h>
 #include <binder/Parcel.h>
 
 #include <functional>
@@ -26,5 +27,17 @@ class Remote : public android::BBinder {
   private:
     const Answer mAnswer;
 };
+
+/** Stands in front of a published peer from now on, and lets something happen before each call. */
+inline void Meddle(const char* name, const android::sp<android::IBinder>& peer,
+                   std::function<void(uint32_t code, const android::Parcel& data)> action) {
+    android::defaultServiceManager()->addService(
+        android::String16(name),
+        new Remote([peer, action = std::move(action)](uint32_t code, const android::Parcel& data,
+                                                      android::Parcel* reply, uint32_t flags) {
+            action(code, data);
+            return peer->transact(code, data, reply, flags);
+        }));
+}
 
 }  // namespace KVT
