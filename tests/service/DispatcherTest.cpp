@@ -89,9 +89,9 @@ const Exchange kExchanges[] = {
     {5, false, "", "5a000000", {"I/aps-info: get lcd max fps: 90"}},
     {6, false, "", "01000000", {"I/aps-info: get lcd new scheme supported: 1"}},
     {7, false, "04000000", kBase, {"I/aps-info: power mode 4"},
-        nullptr, {"mode 4", "saving 1", "decided"}},
+        nullptr, {"mode 4", "power_saving 1", "decided"}},
     {7, false, "00000000", kBase, {"I/aps-info: power mode 0"},
-        nullptr, {"mode 0", "saving 0", "decided"}},
+        nullptr, {"mode 0", "power_saving 0", "decided"}},
     {8, false, "02000000", kBase, {"I/aps-info: lcd setting 2"}, nullptr, {"setting 2", "decided"}},
     {8, false, "00000000", kBase, {"I/aps-info: lcd setting 0"}, nullptr, {"setting 0", "decided"}},
     {9, false, "28000000", kBase, {"I/aps-info: limited fps 40"}, nullptr, {"limit 40"}},
@@ -110,9 +110,9 @@ const Exchange kExchanges[] = {
         nullptr, {"front b", "visible ", "decided"}},
     {11, false, "25000000", kBase, {"I/aps-info: temperature 37"}},
     {12, false, "01000000", kBase, {"I/aps-info: pointer status: 1"},
-        nullptr, {"pointer 1", "decided"}},
+        nullptr, {"touch_pointer 1", "decided"}},
     {12, false, "00000000", kBase, {"I/aps-info: pointer status: 0"},
-        nullptr, {"pointer 0", "decided"}},
+        nullptr, {"touch_pointer 0", "decided"}},
     {13, false, "01000000", kBase, {"I/aps-info: full video status: 1"}},
     {14, true, "'layer#0' 00  15cd5b0700000000 01000000", kNoException, {},
         [](IKVTService& s) { SendFrame(s, {"layer#0", 123456789, true}); }},
@@ -139,14 +139,16 @@ const Exchange kExchanges[] = {
 
 std::map<std::string, std::string> PolicyInputs() {
     MutexLock lock(FpsCommon::decisionMutex);
-    return {{"mode", std::to_string(FpsCommon::powerMode.load())},
-            {"saving", std::to_string(FpsCommon::powerModeSwitch.load())},
-            {"setting", std::to_string(FpsCommon::lcdSetting.load())},
-            {"limit", std::to_string(FpsCommon::limitedGameFps.load())},
-            {"pointer", std::to_string(FpsCommon::underTpPointerControl.load())},
-            {"fingerprint", std::to_string(FpsCommon::fingerprintStatus.load())},
-            {"front", FpsCommon::CurrentPkgName()},
-            {"visible", android::base::Join(FpsCommon::visibleAppSet, ' ')}};
+    std::map<std::string, std::string> inputs = {
+        {"mode", std::to_string(FpsCommon::powerMode.load())},
+        {"setting", std::to_string(FpsCommon::lcdSetting.load())},
+        {"limit", std::to_string(FpsCommon::limitedGameFps.load())},
+        {"front", FpsCommon::CurrentPkgName()},
+        {"visible", android::base::Join(FpsCommon::visibleAppSet, ' ')}};
+#define KVT_INPUT(type, name, key) inputs[key] = std::to_string(FpsCommon::name.load());
+    KVT_SCENE_INPUTS(KVT_INPUT)
+#undef KVT_INPUT
+    return inputs;
 }
 
 class Dispatcher : public Phone {
