@@ -270,5 +270,19 @@ TEST_F(Host, DoesNotWaitForADumpsReaderThatStoppedReading) {
     close(ends[1]);
 }
 
+TEST_F(Host, KeepsADumpOfLongNamesSmall) {
+    start();
+    for (int i = 0; i < 60; ++i) {
+        const std::string name = std::to_string(i) + std::string(100'000, 'n');
+        frames(name, 1);
+        focus(name);
+    }
+    const std::string text = dumped();
+    EXPECT_LT(text.size(), 48u * 1024);
+    EXPECT_THAT(text, HasSubstr("nnn...nnn"));
+    EXPECT_THAT(text, HasSubstr("[layers]\n59nnn"));
+    EXPECT_THAT(text, HasSubstr("nnn app-fixed rule app-code code 2 60 Hz\n"));
+}
+
 }  // namespace
 }  // namespace KVT

@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/TextDumper.h"
+
+#include <gmock/gmock.h>
+
+namespace KVT {
+namespace {
+
+using testing::ContainsRegex;
+using testing::EndsWith;
+using testing::MatchesRegex;
+using testing::Not;
+
+TEST(TextDumperTest, StaysSmallAndSaysSo) {
+    TextDumper few;
+    few.value(std::string(100'000, 'n') + "@90", "at 1 " + std::string(100'000, 'p') + " rule\x1b");
+    EXPECT_LT(few.text().size(), 2 * TextDumper::kLongestPart + 3);
+    EXPECT_THAT(few.text(), MatchesRegex("n+\\.\\.\\.n+@90=at 1 p+\\.\\.\\.p+ rule\\?\n"));
+    TextDumper accents;
+    for (const char* first : {"", "a"}) {
+        std::string name = first;
+        for (int i = 0; i < 1000; ++i) {
+            name += "\u00e9";
+        }
+        accents.value(name, int32_t{1});
+    }
+    EXPECT_THAT(accents.text(), Not(ContainsRegex("\xc3\\.|\\.\xa9")));
+
+    TextDumper many;
+    for (int i = 0; i < 10'000; ++i) {
+        many.value(std::to_string(i), "twenty bytes of text");
+    }
+    many.section("more");
+    EXPECT_LE(many.text().size(), TextDumper::kMostText);
+    EXPECT_GT(many.text().size(), TextDumper::kMostText - 100);
+    EXPECT_THAT(many.text(), EndsWith(std::string("=twenty bytes of text\n") + TextDumper::kCut));
+}
+
+}  // namespace
+}  // namespace KVT
