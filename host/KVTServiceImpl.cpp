@@ -1,14 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/KVTServiceImpl.h"
 
-#include <limits.h>
-#include <poll.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
+#include <chrono>
 
 #include "detect/FrameRefreshDetect.h"
+#include "host/ReaderWrite.h"
 #include "host/TextDumper.h"
 #include "policy/FpsCommon.h"
 #include "service/RegistrationResult.h"
@@ -22,24 +19,11 @@ using android::wp;
 
 namespace {
 
-/** Writes to a reader in another process; one that has stopped reading does not keep the thread. */
-android::status_t WriteToReader(int fd, const std::string& text) {
-    constexpr int kPatienceMs = 1000;
-    for (size_t done = 0; done < text.size();) {
-        pollfd reader{fd, POLLOUT, 0};
-        if (TEMP_FAILURE_RETRY(poll(&reader, 1, kPatienceMs)) == 0) {
-            return android::TIMED_OUT;
-        }
-        // A pipe that is ready takes this much without blocking.
-        const size_t piece = std::min<size_t>(text.size() - done, PIPE_BUF);
-        const ssize_t written = TEMP_FAILURE_RETRY(write(fd, text.data() + done, piece));
-        if (written < 0) {
-            return -EIO;  // not errno: EPIPE would say that this object is dead
-        }
-        done += static_cast<size_t>(written);
-    }
-    return android::OK;
-}
+/**
+ * For a whole dump: a reader takes 64 kB in milliseconds even on a loaded phone, and the thread is
+ * wanted for events.
+ */
+constexpr std::chrono::seconds kDumpPatience{2};
 
 }  // namespace
 
@@ -109,13 +93,21 @@ size_t KVTServiceImpl::listenerCount() {
     return mListeners.size();
 }
 
+android::status_t KVTServiceImpl::onTransact(uint32_t code, const android::Parcel& data,
+                                             android::Parcel* reply, uint32_t flags) {
+    if (code == DUMP_TRANSACTION && (flags & FLAG_ONEWAY) != 0) {
+        return android::INVALID_OPERATION;
+    }
+    return KVTService::onTransact(code, data, reply, flags);
+}
+
 android::status_t KVTServiceImpl::dump(int fd, const android::Vector<android::String16>&) {
     TextDumper dumper;
     FpsCommon::Dump(&dumper);
     mFrameGate.dump(&dumper);
     dumper.section("listeners");
     dumper.value("registered", static_cast<int64_t>(listenerCount()));
-    return WriteToReader(fd, dumper.text());
+    return WriteToReader(fd, dumper.text(), kDumpPatience);
 }
 
 void KVTServiceImpl::ReportGameFps(int32_t fps) {

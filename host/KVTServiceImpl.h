@@ -24,7 +24,17 @@ class KVTServiceImpl : public KVTService {
     void NotifyGpuCompositionEvent(int32_t status) override;
     void ReportGameFps(int32_t fps) override;
 
-    /** Writes the state of the service as sections of name=value lines. */
+    /**
+     * Refuses a dump that is sent one-way with INVALID_OPERATION: nobody waits for it, and the
+     * events of this object, which are one-way, would wait for its reader.
+     */
+    android::status_t onTransact(uint32_t code, const android::Parcel& data, android::Parcel* reply,
+                                 uint32_t flags = 0) override;
+
+    /**
+     * Writes the state of the service as sections of name=value lines, to a pipe, socket or file.
+     * @return as WriteToReader() (ReaderWrite.h)
+     */
     android::status_t dump(int fd, const android::Vector<android::String16>& args) override;
 
     size_t listenerCount() EXCLUDES(mListenerMutex);

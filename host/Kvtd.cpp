@@ -55,7 +55,7 @@ int Serve(const Options& options) {
                                                : __android_log_stderr_logger);
     __android_log_set_minimum_priority(options.verbose ? ANDROID_LOG_DEBUG : ANDROID_LOG_INFO);
 
-    signal(SIGPIPE, SIG_IGN);  // whoever asks for a dump may go before it is written
+    signal(SIGPIPE, SIG_IGN);  // whoever reads what is logged may go before
     EndOnSignal();
     if (!ProcessState::self()->hasDriver()) {
         return kFailed;  // which has been said already

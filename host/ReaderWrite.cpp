@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: Apache-2.0
+// poll() promises nothing: whoever shares the descriptor may fill it before the write. So pipes and
+// sockets are written with calls that are told not to block. Nothing tells that to a file, nor to a
+// lock in the kernel that the reader holds: hence the thread, which can be left behind.
+#include "host/ReaderWrite.h"
+
+#include <android-base/unique_fd.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <future>
+#include <memory>
+#include <system_error>
+#include <thread>
+
+namespace KVT {
+
+using android::status_t;
+using android::base::unique_fd;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+/** Counts the writes under way, those left behind included. */
+class Turn {
+  public:
+    Turn() : mTaken(sTaken.fetch_add(1) < kMostReaderWrites) {}
+    ~Turn() { sTaken.fetch_sub(1); }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+
+    bool taken() const { return mTaken; }
+
+  private:
+    static inline std::atomic<size_t> sTaken{0};
+    const bool mTaken;
+};
+
+/** Calls push(begin) for what is left, each time that the descriptor may take some. */
+template <typename Push>
+status_t PushAll(int fd, size_t size, Clock::time_point deadline, Push push) {
+    for (size_t done = 0; done < size;) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+        pollfd reader{fd, POLLOUT, 0};
+        if (left.count() <= 0 || poll(&reader, 1, static_cast<int>(left.count())) == 0) {
+            return android::TIMED_OUT;
+        }
+        const ssize_t pushed = push(done);
+        if (pushed < 0 && errno != EAGAIN && errno != EINTR) {
+            return -EIO;
+        }
+        done += static_cast<size_t>(std::max<ssize_t>(pushed, 0));
+    }
+    return android::OK;
+}
+
+/** By way of a pipe of our own: bytes move from pipe to pipe without blocking where asked to. */
+status_t PushToPipe(int fd, const std::string& text, Clock::time_point deadline) {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) {
+        return android::NO_MEMORY;
+    }
+    const unique_fd out(ends[0]);
+    const unique_fd in(ends[1]);
+    size_t staged = 0;
+    return PushAll(fd, text.size(), deadline, [&](size_t begin) {
+        if (staged == begin) {
+            const ssize_t taken = write(in.get(), text.data() + begin, text.size() - begin);
+            if (taken < 0) {
+                return taken;
+            }
+            staged += static_cast<size_t>(taken);
+        }
+        return splice(out.get(), nullptr, fd, nullptr, staged - begin, SPLICE_F_NONBLOCK);
+    });
+}
+
+status_t Push(const unique_fd fd, mode_t kind, const std::string& text,
+              Clock::time_point deadline) {
+    // A reader that is gone ends the write, not the process; the signal dies with this thread.
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    if (kind == S_IFIFO) {
+        return PushToPipe(fd.get(), text, deadline);
+    }
+    return PushAll(fd.get(), text.size(), deadline, [&](size_t begin) {
+        const char* const data = text.data() + begin;
+        const size_t size = text.size() - begin;
+        return kind == S_IFSOCK ? send(fd.get(), data, size, MSG_DONTWAIT | MSG_NOSIGNAL)
+                                : write(fd.get(), data, size);
+    });
+}
+
+}  // namespace
+
+status_t WriteToReader(int fd, std::string text, std::chrono::milliseconds patience) {
+    const Clock::time_point deadline = Clock::now() + patience;
+    struct stat about {};
+    if (fstat(fd, &about) != 0) {
+        return android::BAD_TYPE;
+    }
+    const mode_t kind = about.st_mode & S_IFMT;
+    if (kind != S_IFIFO && kind != S_IFSOCK && kind != S_IFREG) {
+        return android::BAD_TYPE;
+    }
+    auto turn = std::make_unique<Turn>();
+    if (!turn->taken()) {
+        return android::WOULD_BLOCK;
+    }
+    unique_fd own(fcntl(fd, F_DUPFD_CLOEXEC, 0));  // the caller's is closed when its call ends
+    if (own < 0) {
+        return android::NO_MEMORY;
+    }
+    std::packaged_task<status_t()> task([own = std::move(own), turn = std::move(turn), kind,
+                                         text = std::move(text), deadline]() mutable {
+        const std::unique_ptr<Turn> untilHere = std::move(turn);
+        return Push(std::move(own), kind, text, deadline);
+    });
+    std::future<status_t> result = task.get_future();
+    try {
+        std::thread(std::move(task)).detach();
+    } catch (const std::system_error&) {
+        return android::NO_MEMORY;
+    }
+    return result.wait_until(deadline) == std::future_status::ready ? result.get()
+                                                                    : android::TIMED_OUT;
+}
+
+}  // namespace KVT

@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/ReaderWrite.h"
+
+#include <android-base/file.h>
+#include <android-base/unique_fd.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+
+#include <atomic>
+#include <future>
+#include <vector>
+
+namespace KVT {
+namespace {
+
+using android::base::unique_fd;
+using std::chrono::milliseconds;
+
+constexpr milliseconds kPatience{100};
+// More than any pipe or socket takes without a reader.
+const std::string kText = std::string(1 << 20, 'x') + "end";
+
+struct Ends {
+    unique_fd reader;
+    unique_fd writer;
+};
+
+Ends Pipe() {
+    int ends[2];
+    EXPECT_EQ(pipe(ends), 0);
+    return {unique_fd(ends[0]), unique_fd(ends[1])};
+}
+
+Ends Socket() {
+    int ends[2];
+    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+    return {unique_fd(ends[0]), unique_fd(ends[1])};
+}
+
+TEST(ReaderWriteTest, GivesTheWholeTextToWhoReads) {
+    for (const auto& open : {Pipe, Socket}) {
+        Ends ends = open();
+        std::string read;
+        auto reading = std::async([&] { android::base::ReadFdToString(ends.reader, &read); });
+        EXPECT_EQ(WriteToReader(ends.writer.get(), kText, milliseconds(10'000)), android::OK);
+        ends.writer.reset();
+        reading.get();
+        EXPECT_TRUE(read == kText) << read.size();
+    }
+    TemporaryFile file;
+    std::string read;
+    EXPECT_EQ(WriteToReader(file.fd, kText, milliseconds(10'000)), android::OK);
+    EXPECT_TRUE(android::base::ReadFileToString(file.path, &read));
+    EXPECT_TRUE(read == kText) << read.size();
+}
+
+TEST(ReaderWriteTest, GivesUpWhoDoesNotRead) {
+    const uint64_t nearlyFull = UINT64_MAX - 2;  // poll says that it takes more
+    unique_fd counter(eventfd(0, EFD_CLOEXEC));
+    ASSERT_EQ(write(counter.get(), &nearlyFull, sizeof(nearlyFull)), 8);
+    const unique_fd device(open("/dev/null", O_WRONLY | O_CLOEXEC));
+    Ends pipe = Pipe(), socket = Socket(), closedPipe = Pipe(), closedSocket = Socket();
+    closedPipe.reader.reset();
+    closedSocket.reader.reset();
+    struct {
+        const char* name;
+        int fd;
+        android::status_t status;
+    } const rows[] = {
+        {"pipe", pipe.writer.get(), android::TIMED_OUT},
+        {"full pipe", pipe.writer.get(), android::TIMED_OUT},
+        {"socket", socket.writer.get(), android::TIMED_OUT},
+        {"full socket", socket.writer.get(), android::TIMED_OUT},
+        {"pipe without reader", closedPipe.writer.get(), -EIO},
+        {"socket without reader", closedSocket.writer.get(), -EIO},
+        {"event counter", counter.get(), android::BAD_TYPE},
+        {"device", device.get(), android::BAD_TYPE},
+        {"nothing", -1, android::BAD_TYPE},
+    };
+    for (const auto& row : rows) {
+        const int flags = fcntl(row.fd, F_GETFL);
+        EXPECT_EQ(WriteToReader(row.fd, kText, kPatience), row.status) << row.name;
+        EXPECT_EQ(fcntl(row.fd, F_GETFL), flags) << row.name;
+    }
+}
+
+TEST(ReaderWriteTest, HasOneDeadlineForAllOfAText) {
+    const Ends ends = Pipe();
+    std::atomic<bool> over{false};
+    auto reading = std::async([&] {
+        for (char piece[4096]; !over && read(ends.reader.get(), piece, sizeof(piece)) > 0;) {
+            poll(nullptr, 0, 5);
+        }
+    });
+    EXPECT_EQ(WriteToReader(ends.writer.get(), kText, kPatience), android::TIMED_OUT);
+    over = true;
+    reading.get();
+}
+
+TEST(ReaderWriteTest, HoldsFewThreadsAtATime) {
+    std::vector<Ends> pipes;
+    std::vector<std::future<android::status_t>> writes;
+    for (size_t i = 0; i < kMostReaderWrites + 1; ++i) {
+        const int fd = pipes.emplace_back(Pipe()).writer.get();
+        writes.push_back(std::async([fd] { return WriteToReader(fd, kText, 5 * kPatience); }));
+    }
+    size_t refused = 0;
+    for (auto& write : writes) {
+        const android::status_t status = write.get();
+        refused += status == android::WOULD_BLOCK;
+        EXPECT_TRUE(status == android::WOULD_BLOCK || status == android::TIMED_OUT) << status;
+    }
+    EXPECT_EQ(refused, 1u);
+}
+
+}  // namespace
+}  // namespace KVT
