@@ -198,12 +198,61 @@ TEST_F(ServiceManagerVm, KeepsTheDirectory) {
         EXPECT_EQ(Names(kAll), "ant zebra ");
         EXPECT_EQ(Names(kCritical), "ant ");
         EXPECT_EQ(Names(0), "");
-
-        constexpr uid_t kIsolated = 199'001;
-        ASSERT_EQ(setuid(kIsolated), 0);
-        EXPECT_EQ(Check("zebra"), nullptr) << "not for isolated processes";
-        EXPECT_EQ(Check("ant"), first);
     });
+}
+
+TEST_F(ServiceManagerVm, GrantsByApplicationId) {
+    InProcess([] {
+        const sp<IBinder> service = new Workshop;
+        EXPECT_EQ(Add("closed", service), OK);
+        EXPECT_EQ(Add("open", service, true), OK);
+        const struct {
+            uid_t uid;
+            bool adds;
+            bool isIsolated;
+        } callers[] = {{1'000, true, false},    {9'999, true, false},   {10'000, false, false},
+                       {89'999, false, false},  {90'000, false, true},  {99'999, false, true},
+                       {100'000, true, false},  {109'999, true, false}, {110'000, false, false},
+                       {1'090'000, false, true}};
+        for (const auto& caller : callers) {
+            SCOPED_TRACE(caller.uid);
+            ASSERT_EQ(seteuid(caller.uid), 0);
+            EXPECT_EQ(Add("closed", service), caller.adds ? OK : PERMISSION_DENIED);
+            EXPECT_EQ(Check("closed"), caller.isIsolated ? nullptr : service);
+            EXPECT_EQ(Check("open"), service);
+            ASSERT_EQ(seteuid(0), 0);
+        }
+    });
+}
+
+TEST_F(ServiceManagerVm, HasRoomForSoManyOfAProcessAndInAll) {
+    constexpr int kOfProcess = 512;
+    constexpr int kProcesses = 2;
+    Signal full;
+    const auto fill = [&](int process) {
+        const sp<IBinder> service = new Workshop;
+        const auto add = [&](int i) {
+            return Add("p" + std::to_string(process) + "." + std::to_string(i), service);
+        };
+        for (int i = 0; i < kOfProcess; ++i) {
+            ASSERT_EQ(add(i), OK) << i;
+        }
+        EXPECT_EQ(add(kOfProcess), PERMISSION_DENIED);
+        EXPECT_EQ(add(0), OK) << "in its own place";
+        full.raise();
+        pause();
+    };
+    std::optional<Child> processes[kProcesses];
+    for (int i = 0; i < kProcesses; ++i) {
+        processes[i].emplace([&, i] { fill(i); });
+        full.await();
+    }
+    InProcess([] {
+        EXPECT_EQ(Add("one more", new Workshop), PERMISSION_DENIED);
+        EXPECT_EQ(Add("p1.1", new Workshop), OK) << "in another's place";
+    });
+    processes[0].reset();
+    InProcess([] { EXPECT_TRUE(Eventually([] { return Add("one more", new Workshop) == OK; })); });
 }
 
 TEST_F(ServiceManagerVm, RefusesBadRegistrations) {

@@ -5,10 +5,14 @@
 #include <binder/IServiceManager.h>
 #include <binder/Parcel.h>
 #include <binder/ProcessState.h>
+#include <log/log.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <string>
 #include <utility>
 
 namespace KVT {
@@ -26,15 +30,47 @@ using android::wp;
 
 constexpr size_t kMaxNameLength = 127;
 
-// What Android's own service manager answers to a request that it does not grant.
-constexpr status_t kRefused = -1;
+// A phone has two to three hundred services, most of them in one process: twice that for a process,
+// and room for two such. Full, the directory takes a megabyte.
+constexpr ptrdiff_t kMaxServicesOfProcess = 512;
+constexpr size_t kMaxServices = 1'024;
 
-// Android's uids are user * 100000 + application; the last thousand applications are isolated
-// processes, which get only the services that allow it.
+// What Android's own service manager answers to a request that it does not grant.
+constexpr status_t kRefused = PERMISSION_DENIED;
+
+// Android's uids are user * 100000 + application. The last ten thousand applications are isolated
+// processes, those of application zygotes first; they get only the services that allow it.
+constexpr uid_t kUidsPerUser = 100'000;
+constexpr uid_t kFirstApp = 10'000;
+constexpr uid_t kFirstIsolated = 90'000;
+
+bool IsApp(uid_t uid) {
+    return uid % kUidsPerUser >= kFirstApp;
+}
+
 bool IsIsolated(uid_t uid) {
-    constexpr uid_t kUidsPerUser = 100'000;
-    constexpr uid_t kFirstIsolated = 99'000;
     return uid % kUidsPerUser >= kFirstIsolated;
+}
+
+/** @return why a registration is not granted to anybody, or not to this caller; null when it is */
+const char* Objection(uid_t uid, const String16& name, const sp<IBinder>& binder) {
+    if (IsApp(uid)) {
+        return "apps add none";
+    }
+    if (name.size() == 0 || name.size() > kMaxNameLength) {
+        return "a name has 1 to 127 characters";
+    }
+    return binder == nullptr ? "there is no binder" : nullptr;
+}
+
+/** A caller's text in a line of ours: what is not plain is shown as "?", and no more than a name. */
+std::string Legible(const String16& name) {
+    std::string text;
+    for (size_t i = 0; i < std::min(name.size(), kMaxNameLength); ++i) {
+        const char16_t c = name.string()[i];
+        text += c > ' ' && c <= '~' && c != '\'' ? static_cast<char>(c) : '?';
+    }
+    return text;
 }
 
 }  // namespace
@@ -94,15 +130,30 @@ sp<IBinder> ServiceManager::find(const String16& name) const {
 }
 
 status_t ServiceManager::add(const String16& name, const Service& service) {
-    if (service.binder == nullptr || name.size() == 0 || name.size() > kMaxNameLength) {
-        return kRefused;
-    }
+    const uid_t uid = android::IPCThreadState::self()->getCallingUid();
     Service added = service;
+    added.owner = android::IPCThreadState::self()->getCallingPid();
     added.watch = new DeathWatch(this, name);
+    const char* objection = Objection(uid, name, added.binder);
+    if (objection == nullptr) {
+        objection = insert(name, added);
+    }
+    if (objection == nullptr) {
+        return OK;
+    }
+    ALOGW("service '%s' of process %d, uid %u, is refused: %s", Legible(name).c_str(), added.owner,
+          uid, objection);
+    return kRefused;
+}
+
+const char* ServiceManager::insert(const String16& name, const Service& added) {
     // In the directory before it is watched: a death in between must find what it takes back.
     Service replaced;
     {
         MutexLock lock(mMutex);
+        if (const char* objection = fullFor(name, added.owner); objection != nullptr) {
+            return objection;
+        }
         replaced = std::exchange(mServices[name], added);
     }
     // A service of this very process can not be watched, and need not be.
@@ -112,9 +163,19 @@ status_t ServiceManager::add(const String16& name, const Service& service) {
     }
     if (linked == android::DEAD_OBJECT) {
         remove(name, added.watch.get());
-        return kRefused;
+        return "its process is dead";
     }
-    return OK;
+    return nullptr;
+}
+
+const char* ServiceManager::fullFor(const String16& name, pid_t owner) const {
+    if (mServices.count(name) == 0 && mServices.size() >= kMaxServices) {
+        return "there are too many";
+    }
+    const auto owned = std::count_if(mServices.begin(), mServices.end(), [&](const auto& entry) {
+        return entry.second.owner == owner && entry.first != name;
+    });
+    return owned >= kMaxServicesOfProcess ? "the process has too many" : nullptr;
 }
 
 status_t ServiceManager::list(uint32_t index, int32_t dumpPriority, Parcel* reply) const {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <binder/Binder.h>
+#include <sys/types.h>
 #include <utils/String16.h>
 
 #include <map>
@@ -13,6 +14,15 @@ namespace KVT {
 /**
  * The directory of services: IServiceManager's protocol as Android 10's clients speak it. A service
  * stays until another takes its name or its process dies.
+ *
+ * Who may do what goes by the caller's application id, uid % 100000:
+ *  - below 10000, the system: adds services, and may so replace one that another process added
+ *  - from 10000, apps: find and list services, add none
+ *  - from 90000, isolated processes: as apps, but find only what was added as open to them
+ *
+ * A process may have 512 services registered, and all together 1,024; the driver does not name
+ * those who register one-way, so these count as one process. What is not granted is answered with
+ * PERMISSION_DENIED, as everything is that Android's refuses, and is one line in the log.
  *
  * Names are 1 to 127 UTF-16 units and are listed in the order of their code units. Replies have no
  * status word before a binder or a name. Thread-safe.
@@ -30,12 +40,16 @@ class ServiceManager : public android::BBinder {
     struct Service {
         android::sp<android::IBinder> binder;
         android::sp<DeathWatch> watch;
+        pid_t owner = 0;  // who registered it
         bool allowIsolated = false;
         int32_t dumpPriority = 0;
     };
 
     android::sp<android::IBinder> find(const android::String16& name) const;
     android::status_t add(const android::String16& name, const Service& service);
+    /** @return why not, or null when it is in */
+    const char* insert(const android::String16& name, const Service& added);
+    const char* fullFor(const android::String16& name, pid_t owner) const REQUIRES(mMutex);
     android::status_t list(uint32_t index, int32_t dumpPriority, android::Parcel* reply) const;
     void remove(const android::String16& name, const DeathWatch* watch);
 
