@@ -119,7 +119,7 @@ class Parcel {
     bool isObjectAt(size_t position) const;
     bool overlapsObject(size_t begin, size_t end) const;
     void acquireObjects();
-    void releaseObjects();
+    void releaseObjectsPast(size_t size);
 
     template <typename T>
     status_t writeAligned(T value);

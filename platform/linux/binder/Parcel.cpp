@@ -25,7 +25,7 @@ void Parcel::freeData() {
     if (mRelease != nullptr) {
         mRelease(this, mData, mDataSize, mObjects.data(), mObjects.size(), mReleaseCookie);
     } else {
-        releaseObjects();
+        releaseObjectsPast(0);
         free(mData);
     }
     mError = OK;
@@ -113,10 +113,7 @@ status_t Parcel::setDataSize(size_t size) {
     if (size > oldSize) {
         memset(mData + oldSize, 0, size - oldSize);
     }
-    if (!mObjects.empty() && mObjects.back() + sizeof(flat_binder_object) > size) {
-        releaseObjects();
-        mObjects.clear();
-    }
+    releaseObjectsPast(size);
     mDataSize = size;
     mDataPos = std::min(mDataPos, size);
     return OK;

@@ -58,9 +58,11 @@ void Parcel::acquireObjects() {
     }
 }
 
-void Parcel::releaseObjects() {
-    for (const binder_size_t offset : mObjects) {
-        const flat_binder_object object = ObjectAt(mData, offset);
+/** Gives up the objects that do not lie wholly within the first `size` bytes. */
+void Parcel::releaseObjectsPast(size_t size) {
+    while (!mObjects.empty() && mObjects.back() + sizeof(flat_binder_object) > size) {
+        const flat_binder_object object = ObjectAt(mData, mObjects.back());
+        mObjects.pop_back();
         if (OwnsFileDescriptor(object)) {
             close(static_cast<int>(object.handle));
         } else if (const sp<IBinder> referent = Referent(object); referent != nullptr) {

@@ -144,6 +144,36 @@ TEST(Parcel, ShowsNoPointersToPlainReads) {
     EXPECT_EQ(parcel.readInt32(), 2);
 }
 
+TEST(Parcel, KeepsTheObjectsThatAreLeftWhenItShrinks) {
+    const struct {
+        size_t size;
+        bool keepsFirst;
+        bool keepsSecond;
+    } rows[] = {{4 + 24 + 24, true, true},
+                {4 + 24 + 23, true, false},
+                {4 + 24, true, false},
+                {4 + 23, false, false},
+                {0, false, false}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.size);
+        sp<Object> objects[] = {new Object, new Object};
+        const wp<Object> first = objects[0];
+        const wp<Object> second = objects[1];
+        Parcel parcel;
+        parcel.writeInt32(1);
+        for (sp<Object>& object : objects) {
+            parcel.writeStrongBinder(object);
+            object.clear();
+        }
+        EXPECT_EQ(parcel.setDataSize(row.size), android::OK);
+        EXPECT_EQ(parcel.objectsCount(), size_t{row.keepsFirst} + size_t{row.keepsSecond});
+        EXPECT_EQ(first.promote() != nullptr, row.keepsFirst);
+        EXPECT_EQ(second.promote() != nullptr, row.keepsSecond);
+        parcel.setDataPosition(4);
+        EXPECT_EQ(parcel.readStrongBinder(), first.promote());
+    }
+}
+
 TEST(Parcel, CarriesFileDescriptors) {
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
