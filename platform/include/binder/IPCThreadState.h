@@ -64,6 +64,8 @@ class IPCThreadState {
     void clearDeathNotification(int32_t handle, BpBinder* proxy);
 
   private:
+    friend class ProcessState;
+
     IPCThreadState();
     ~IPCThreadState();
     IPCThreadState(const IPCThreadState&) = delete;
@@ -102,6 +104,9 @@ class IPCThreadState {
     bool receive(const binder_transaction_data& transaction, Parcel* parcel);
     static void FreeBuffer(Parcel* parcel, const uint8_t* data, size_t dataSize,
                            const binder_size_t* objects, size_t objectsCount, void* cookie);
+
+    status_t serveCalls(bool isMain);
+    void leaveThreadPool();
 
     // Everything else that the driver says.
     status_t executeNextCommand();

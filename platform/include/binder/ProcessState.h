@@ -38,7 +38,11 @@ class ProcessState : public virtual RefBase {
     void startThreadPool();
     /** How many threads the driver may ask for, beside those that joined by themselves (15). */
     status_t setThreadPoolMaxThreadCount(size_t maxThreads);
-    /** Starts a thread of the pool, once startThreadPool() was called. */
+    /**
+     * Starts a thread of the pool, once startThreadPool() was called. One that can not be started
+     * now, or that the driver fails later, is started again when a thread of the pool gets its next
+     * command, or by the next call of this or of startThreadPool().
+     */
     void spawnPooledThread(bool isMain);
 
     /** Whether the device is open and speaks this protocol. */
@@ -59,12 +63,16 @@ class ProcessState : public virtual RefBase {
     int ioctlDriver(unsigned long request, void* argument);
     bool isReceived(uint64_t address, uint64_t size) const;
     void expungeHandle(int32_t handle, const BpBinder* proxy);
+    /** @return 0, or the errno */
+    int startThread(bool isMain);
+    void startMissingThreads();
 
     std::atomic<int> mDriverFd{-1};
     const uint8_t* mReceived = nullptr;
     sp<BBinder> mContextObject;
     std::atomic<bool> mPoolStarted{false};
     std::atomic<int> mPoolThreads{0};
+    std::atomic<int> mMissingThreads[2]{};  // [1]: main ones
 
     KVT::Mutex mMutex;
     // Proxies take themselves out when they are destroyed.

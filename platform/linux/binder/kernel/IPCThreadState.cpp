@@ -70,18 +70,28 @@ void IPCThreadState::restoreCallingIdentity(int64_t token) {
 }
 
 void IPCThreadState::joinThreadPool(bool isMain) {
+    serveCalls(isMain);
+    leaveThreadPool();
+}
+
+/** @return TIMED_OUT when the driver has no more need of the thread, or how the driver failed */
+status_t IPCThreadState::serveCalls(bool isMain) {
     queueBytes(isMain ? BC_ENTER_LOOPER : BC_REGISTER_LOOPER, nullptr, 0);
     mIsLooper = true;
     for (;;) {
         processPendingDerefs();
-        if (talkWithDriver() != OK) {
-            break;
+        if (const status_t status = talkWithDriver(); status != OK) {
+            return status;
         }
+        mProcess->startMissingThreads();
         // Any other status is the trouble of one command, and the next one may be good.
         if (executeNextCommand() == TIMED_OUT && !isMain) {
-            break;
+            return TIMED_OUT;
         }
     }
+}
+
+void IPCThreadState::leaveThreadPool() {
     mIsLooper = false;
     queueBytes(BC_EXIT_LOOPER, nullptr, 0);
     flushCommands();

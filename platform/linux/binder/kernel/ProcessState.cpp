@@ -7,6 +7,7 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -153,7 +154,9 @@ status_t ProcessState::setThreadPoolMaxThreadCount(size_t maxThreads) {
 }
 
 void ProcessState::startThreadPool() {
-    if (!mPoolStarted.exchange(true)) {
+    if (mPoolStarted.exchange(true)) {
+        startMissingThreads();
+    } else {
         spawnPooledThread(true);
     }
 }
@@ -162,14 +165,49 @@ void ProcessState::spawnPooledThread(bool isMain) {
     if (!mPoolStarted) {
         return;
     }
+    startMissingThreads();
+    if (const int error = startThread(isMain); error != 0) {
+        ALOGW("no thread for the pool for now: %s", strerror(error));
+        ++mMissingThreads[isMain];  // the driver asks only once
+    }
+}
+
+void ProcessState::startMissingThreads() {
+    for (const bool isMain : {true, false}) {
+        std::atomic<int>& missing = mMissingThreads[isMain];
+        for (int count = missing.load(std::memory_order_relaxed); count > 0;) {
+            if (!missing.compare_exchange_weak(count, count - 1)) {
+                continue;
+            }
+            if (startThread(isMain) != 0) {
+                ++missing;
+                return;
+            }
+            count = missing.load();
+        }
+    }
+}
+
+int ProcessState::startThread(bool isMain) {
+    const auto body = [this, isMain] {
+        IPCThreadState* const thread = IPCThreadState::self();
+        const status_t end = thread->serveCalls(isMain);
+        // Neither sent away nor without a driver: it is missed. The driver counts it for ever as one
+        // of those that it asked for, so its successor is one that it did not.
+        if (end != TIMED_OUT && end != -EBADF && end != -ECONNREFUSED) {
+            ++mMissingThreads[true];
+        }
+        thread->leaveThreadPool();
+    };
     char name[16];  // the kernel's limit
     snprintf(name, sizeof(name), "binder:%d", ++mPoolThreads);
     try {
-        std::thread thread([isMain] { IPCThreadState::self()->joinThreadPool(isMain); });
+        std::thread thread(body);
         pthread_setname_np(thread.native_handle(), name);
         thread.detach();
+        return 0;
     } catch (const std::system_error& error) {
-        ALOGW("no thread for the pool: %s", error.what());
+        return error.code().value();
     }
 }
 

@@ -228,6 +228,35 @@ TEST_F(KernelObjects, StartsThreadsOnlyOnceThePoolIsStarted) {
     EXPECT_EQ(mDriver.count(BC_ENTER_LOOPER), 3);
 }
 
+TEST_F(KernelObjects, AThreadThatTheDriverFailsIsReplaced) {
+    mDriver.fail(-EIO);
+    ProcessState::self()->startThreadPool();
+    mDriver.await(BC_EXIT_LOOPER);
+    serve(Answer().add(BR_NOOP));
+    mDriver.await(BC_ENTER_LOOPER, 3);
+}
+
+TEST_F(KernelObjects, AThreadThatCanNotBeStartedIsStartedLater) {
+    pthread_attr_t attributes;
+    ASSERT_EQ(pthread_getattr_default_np(&attributes), 0);
+    size_t usual = 0;
+    pthread_attr_getstacksize(&attributes, &usual);
+    const auto setStackSize = [&](size_t size) {
+        pthread_attr_setstacksize(&attributes, size);
+        pthread_setattr_default_np(&attributes);
+    };
+    constexpr size_t kMoreThanThereIs = size_t{1} << 48;
+    setStackSize(kMoreThanThereIs);
+    ProcessState::self()->startThreadPool();
+    serve(Answer().add(BR_SPAWN_LOOPER));
+    EXPECT_EQ(mDriver.count(BC_ENTER_LOOPER), 1);
+    setStackSize(usual);
+    pthread_attr_destroy(&attributes);
+    serve(Answer().add(BR_NOOP));
+    mDriver.await(BC_REGISTER_LOOPER);
+    mDriver.await(BC_ENTER_LOOPER, 3);
+}
+
 TEST_F(KernelObjects, ThreadsLeaveWhenTheyAreNotNeeded) {
     mDriver.answer(Answer().add(BR_FINISHED));
     mDriver.answer(Answer().add(BR_NOOP));
