@@ -4,6 +4,10 @@
 #include <cutils/properties.h>
 
 #include <android-base/file.h>
+#include <android-base/macros.h>
+#include <android-base/unique_fd.h>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -16,6 +20,22 @@
 
 namespace KVT {
 namespace {
+
+/** What a file holds; of anything else, which could keep the reader for ever, nothing. */
+std::optional<std::string> ReadValue(const std::string& path) {
+    const android::base::unique_fd file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    struct stat status {};
+    if (file.get() < 0 || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+        return std::nullopt;
+    }
+    char text[PROPERTY_VALUE_MAX - 1];
+    const ssize_t length = TEMP_FAILURE_RETRY(read(file.get(), text, sizeof(text)));
+    if (length < 0) {
+        return std::nullopt;
+    }
+    const std::string value(text, static_cast<size_t>(length));
+    return value.substr(0, value.find('\n'));  // a person may have written it with an editor
+}
 
 /** The property service: a leaf lock around a map, or around a folder with a file per property. */
 class PropertyStore {
@@ -51,6 +71,7 @@ class PropertyStore {
         }
         const std::string path = mFolder + "/" + name;
         const std::string fresh = path + ".new." + std::to_string(getpid());
+        unlink(fresh.c_str());  // whatever it is: it could keep the writer
         if (android::base::WriteStringToFile(value, fresh) &&
             rename(fresh.c_str(), path.c_str()) == 0) {
             return true;
@@ -71,14 +92,7 @@ class PropertyStore {
             const auto found = mValues.find(name);
             return found == mValues.end() ? std::nullopt : std::optional(found->second);
         }
-        std::string value;
-        if (!android::base::ReadFileToString(mFolder + "/" + name, &value)) {
-            return std::nullopt;
-        }
-        // A person may have written the file with an editor.
-        value.resize(std::min<size_t>(value.find('\n'), value.size()));
-        value.resize(std::min<size_t>(value.size(), PROPERTY_VALUE_MAX - 1));
-        return value;
+        return ReadValue(mFolder + "/" + name);
     }
 
     Mutex mMutex;

@@ -4,6 +4,8 @@
 #include <android-base/file.h>
 #include <cutils/properties.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <string>
 
@@ -43,6 +45,24 @@ TEST(Properties, FollowThePhonesRulesInAFolder) {
     ExpectPhoneRules();
     ASSERT_TRUE(android::base::WriteStringToFile("by hand\n", std::string(folder.path) + "/sys.b"));
     EXPECT_EQ(Read("sys.b", ""), "by hand");
+}
+
+TEST(Properties, AreFilesAndNothingThatBlocks) {
+    TemporaryDir folder;
+    UsePropertyFolder(folder.path);
+    const std::string path = std::string(folder.path) + "/sys.";
+    const std::string fresh = path + "fresh.new." + std::to_string(getpid());
+    ASSERT_EQ(mkfifo((path + "fifo").c_str(), 0600), 0);
+    ASSERT_EQ(mkfifo(fresh.c_str(), 0600), 0);
+    ASSERT_EQ(mkdir((path + "folder").c_str(), 0700), 0);
+    ASSERT_EQ(symlink("/dev/zero", (path + "device").c_str()), 0);
+    for (const char* name : {"sys.fifo", "sys.folder", "sys.device"}) {
+        EXPECT_EQ(Read(name, "none"), "none") << name;
+    }
+    for (const char* name : {"sys.fifo", "sys.fresh"}) {
+        EXPECT_EQ(property_set(name, "1"), 0);
+        EXPECT_EQ(Read(name, "none"), "1") << name;
+    }
 }
 
 TEST(Properties, CoerceBooleans) {
