@@ -3,6 +3,7 @@
 
 #include <cutils/properties.h>
 #include <json/json.h>
+#include <sys/stat.h>
 
 #include <fstream>
 #include <memory>
@@ -14,6 +15,26 @@ namespace {
 
 constexpr int64_t kLatestMs = int64_t{24} * 3600 * 1000;
 constexpr size_t kLongestLine = size_t{64} * 1024;
+// Three times what a day with an event a second takes, at sixty characters an event.
+constexpr size_t kLargestFile = size_t{16} * 1024 * 1024;
+
+/** A line without its end, of which `left` characters may be left; no more than is good is read. */
+std::string ReadLine(std::istream& in, size_t* left) {
+    std::string line;
+    for (int c = in.get(); c != std::istream::traits_type::eof(); c = in.get()) {
+        if ((*left)-- == 0) {
+            throw ScenarioError("the file is too long");
+        }
+        if (c == '\n') {
+            break;
+        }
+        if (line.size() == kLongestLine) {
+            throw ScenarioError("the line is too long");
+        }
+        line += static_cast<char>(c);
+    }
+    return line;
+}
 
 Json::Value ParseLine(const std::string& line) {
     Json::CharReaderBuilder builder;
@@ -22,9 +43,6 @@ Json::Value ParseLine(const std::string& line) {
     const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
     Json::Value object;
     std::string errors;
-    if (line.size() > kLongestLine) {
-        throw ScenarioError("the line is too long");
-    }
     try {
         if (!reader->parse(line.data(), line.data() + line.size(), &object, &errors)) {
             errors.erase(errors.find_last_not_of('\n') + 1);
@@ -110,6 +128,10 @@ ScenarioEvent ReadEvent(const Json::Value& object) {
 }  // namespace
 
 Scenario ReadScenarioFile(const std::string& path) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISFIFO(status.st_mode)) {
+        throw ScenarioError(path + ": is neither a file nor a pipe");
+    }
     std::ifstream in(path);
     if (!in || in.peek() == std::ifstream::traits_type::eof()) {
         throw ScenarioError(path + ": can not be read, or is empty");
@@ -119,10 +141,12 @@ Scenario ReadScenarioFile(const std::string& path) {
     Scenario scenario;
     int number = 0;
     bool first = true;
+    size_t left = kLargestFile;
     std::string line;
-    while (std::getline(in, line)) {
+    while (in.peek() != std::ifstream::traits_type::eof()) {
         ++number;
         try {
+            line = ReadLine(in, &left);
             if (line.find_first_not_of(" \t\r") == std::string::npos || line[0] == '#') {
                 continue;
             }

@@ -74,6 +74,23 @@ TEST_F(Sim, RefusesBrokenScenariosWithFileLineAndReason) {
     EXPECT_EQ(play(std::string(100000, '[')), 2);
 }
 
+TEST_F(Sim, ReadsNoMoreThanAScenarioMayHave) {
+    const struct {
+        std::string text;
+        const char* reason;
+    } cases[] = {
+        {"\n" + std::string(65'537, ' ') + "\n", ":2: the line is too long"},
+        {std::string(16 << 20, '\n') + "\n", ":16777217: the file is too long"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.reason);
+        EXPECT_EQ(play(c.text), 2);
+        EXPECT_THAT(err.str(), StartsWith("kvt-sim: " + path() + c.reason));
+    }
+    EXPECT_EQ(run({"run", "/dev/zero"}), 2);
+    EXPECT_EQ(err.str(), "kvt-sim: /dev/zero: is neither a file nor a pipe\n");
+}
+
 TEST_F(Sim, RefusesACommandLineThatMakesNoSense) {
     const std::vector<const char*> cases[] = {
         {}, {"fly"}, {"run"}, {"run", "/nonexistent/file"}, {"run", "--seed", "x", "file"}};
