@@ -150,11 +150,15 @@ const char kExplained[] = R"(
 <Param name="setting_switch_id_default" value="1"/>
 <Param name="application_list">
   <list name="app_type_perceptible_list"><type>3</type></list>
-  <list name="app_type_imperceptible_list"><type>28</type></list>
   <list name="app_pkg_perceptible_list">
     <pkg>com.example.*</pkg>
   </list>
   <list name="app_pkg_imperceptible_list"><pkg>org.example</pkg></list>
+</Param>
+<Param name="application_list">
+  <list name="app_type_perceptible_list"><type>3</type></list>
+  <list name="app_type_imperceptible_list"><type>28</type></list>
+  <list name="app_pkg_perceptible_list"><pkg>com.example.</pkg></list>
 </Param>)";
 
 TEST_F(Kvtctl, ExplainsByEntryOrDefault) {
@@ -168,12 +172,12 @@ TEST_F(Kvtctl, ExplainsByEntryOrDefault) {
         {{"com.other", "--setting", "1", "--type", "3"},
          "an application of type 3",
          "setting 1 (default): code 9, app touch strategy: 90 Hz on touch, 60 Hz after it",
-         "app_perceptible_switch, as in the file; type 3 of app_type_perceptible_list, line 9"},
+         "app_perceptible_switch, as in the file; type 3 of app_type_perceptible_list, line 16"},
         {{"com.example.a", "--setting", "2"},
          "an application of type -1",
          "setting 2: code 3, 90 Hz",
          "app_perceptible_switch, built in; entry 'com.example.' of app_pkg_perceptible_list, "
-         "line 12"},
+         "line 11"},
         {{"org.example.b", "--setting", "1"},  // its list changes nothing
          "an application of type -1",
          "setting 1 (default): code 4, 120 Hz",
@@ -187,7 +191,7 @@ TEST_F(Kvtctl, ExplainsByEntryOrDefault) {
          "an application of type 28, as the launcher always is",
          "setting 2: code 6, 240 Hz, which no panel shows",
          "app_imperceptible_switch, as in the file; type 28 of app_type_imperceptible_list, "
-         "line 10"},
+         "line 17"},
         {{"android.view.cts.suite", "--setting", "1"},
          "an application of type -1",
          "setting 1 (default): code 4, held at 60 Hz",
