@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 # Usage: command_line_test.sh BUILD_DIRECTORY
-# Programs notice when their output gets lost, and tell their version.
+# Scripts tell their usage without doing anything; programs notice when their output gets lost, and tell their version.
 set -euo pipefail
 
 build=$(realpath "$1")
@@ -16,6 +16,24 @@ expect() { # WHAT ACTUAL WANTED
         failures=$((failures + 1))
     fi
 }
+
+# Where there is nothing to build, and none of the tools that do anything.
+mkdir "$work/bin"
+cp -R "$source/scripts" "$work/scripts"
+for tool in bash cat dirname nproc sed sh; do
+    ln -s "$(command -v "$tool")" "$work/bin/$tool"
+done
+ln -s "$(python3 -c 'import sys; print(sys.executable)')" "$work/bin/python3"
+for script in "$work"/scripts/*; do
+    [[ -f $script && -x $script ]] || continue # a part of another one
+    for option in --help -h; do
+        status=0
+        (cd / && PATH=$work/bin "$script" "$option") >"$work/out" 2>"$work/err" || status=$?
+        what="${script##*/} $option"
+        expect "$what" "$status, $(cat "$work/err")" "0, "
+        expect "$what" "$(grep -ci "usage: scripts/" "$work/out")" 1
+    done
+done
 
 run() { # PROGRAM ARGUMENT... > OUTPUT; leaves the exit status and what went to standard error
     local program=$1
