@@ -30,12 +30,12 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 /** Counts the writes under way, those left behind included. */
-class Turn {
+class Place {
   public:
-    Turn() : mTaken(sTaken.fetch_add(1) < kMostReaderWrites) {}
-    ~Turn() { sTaken.fetch_sub(1); }
-    Turn(const Turn&) = delete;
-    Turn& operator=(const Turn&) = delete;
+    Place() : mTaken(sTaken.fetch_add(1) < kMostReaderWrites) {}
+    ~Place() { sTaken.fetch_sub(1); }
+    Place(const Place&) = delete;
+    Place& operator=(const Place&) = delete;
 
     bool taken() const { return mTaken; }
 
@@ -113,17 +113,17 @@ status_t WriteToReader(int fd, std::string text, std::chrono::milliseconds patie
     if (kind != S_IFIFO && kind != S_IFSOCK && kind != S_IFREG) {
         return android::BAD_TYPE;
     }
-    auto turn = std::make_unique<Turn>();
-    if (!turn->taken()) {
+    auto place = std::make_unique<Place>();
+    if (!place->taken()) {
         return android::WOULD_BLOCK;
     }
     unique_fd own(fcntl(fd, F_DUPFD_CLOEXEC, 0));  // the caller's is closed when its call ends
     if (own < 0) {
         return android::NO_MEMORY;
     }
-    std::packaged_task<status_t()> task([own = std::move(own), turn = std::move(turn), kind,
+    std::packaged_task<status_t()> task([own = std::move(own), place = std::move(place), kind,
                                          text = std::move(text), deadline]() mutable {
-        const std::unique_ptr<Turn> untilHere = std::move(turn);
+        const std::unique_ptr<Place> untilHere = std::move(place);
         return Push(std::move(own), kind, text, deadline);
     });
     std::future<status_t> result = task.get_future();

@@ -16,7 +16,6 @@ namespace KVT {
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 constexpr int64_t kAbsurd[] = {0, -5, 1'999'999, 66'666'667, 1'000'000'000, int64_t{1} << 61};
 constexpr int64_t kJitters[] = {1, 1, 2, 200'000, 1'500'000, 4'000'000, 12'000'000};

@@ -18,7 +18,6 @@ using android::sp;
 using android::wp;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 
 /** A listener as if of another process, which can die. */
 class Listener : public BnKVTListener {

@@ -9,7 +9,6 @@
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 
-#include <atomic>
 #include <future>
 #include <vector>
 
@@ -28,21 +27,15 @@ struct Ends {
     unique_fd writer;
 };
 
-Ends Pipe() {
+Ends Open(bool socket = false) {
     int ends[2];
-    EXPECT_EQ(pipe(ends), 0);
-    return {unique_fd(ends[0]), unique_fd(ends[1])};
-}
-
-Ends Socket() {
-    int ends[2];
-    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+    EXPECT_EQ(socket ? socketpair(AF_UNIX, SOCK_STREAM, 0, ends) : pipe(ends), 0);
     return {unique_fd(ends[0]), unique_fd(ends[1])};
 }
 
 TEST(ReaderWriteTest, GivesTheWholeTextToWhoReads) {
-    for (const auto& open : {Pipe, Socket}) {
-        Ends ends = open();
+    for (const bool socket : {false, true}) {
+        Ends ends = Open(socket);
         std::string read;
         auto reading = std::async([&] { android::base::ReadFdToString(ends.reader, &read); });
         EXPECT_EQ(WriteToReader(ends.writer.get(), kText, milliseconds(10'000)), android::OK);
@@ -62,7 +55,7 @@ TEST(ReaderWriteTest, GivesUpWhoDoesNotRead) {
     unique_fd counter(eventfd(0, EFD_CLOEXEC));
     ASSERT_EQ(write(counter.get(), &nearlyFull, sizeof(nearlyFull)), 8);
     const unique_fd device(open("/dev/null", O_WRONLY | O_CLOEXEC));
-    Ends pipe = Pipe(), socket = Socket(), closedPipe = Pipe(), closedSocket = Socket();
+    Ends pipe = Open(), socket = Open(true), closedPipe = Open(), closedSocket = Open(true);
     closedPipe.reader.reset();
     closedSocket.reader.reset();
     struct {
@@ -88,15 +81,14 @@ TEST(ReaderWriteTest, GivesUpWhoDoesNotRead) {
 }
 
 TEST(ReaderWriteTest, HasOneDeadlineForAllOfAText) {
-    const Ends ends = Pipe();
-    std::atomic<bool> over{false};
+    Ends ends = Open();
     auto reading = std::async([&] {
-        for (char piece[4096]; !over && read(ends.reader.get(), piece, sizeof(piece)) > 0;) {
+        for (char piece[4096]; read(ends.reader.get(), piece, sizeof(piece)) > 0;) {
             poll(nullptr, 0, 5);
         }
     });
     EXPECT_EQ(WriteToReader(ends.writer.get(), kText, kPatience), android::TIMED_OUT);
-    over = true;
+    ends.writer.reset();
     reading.get();
 }
 
@@ -104,8 +96,8 @@ TEST(ReaderWriteTest, HoldsFewThreadsAtATime) {
     std::vector<Ends> pipes;
     std::vector<std::future<android::status_t>> writes;
     for (size_t i = 0; i < kMostReaderWrites + 1; ++i) {
-        const int fd = pipes.emplace_back(Pipe()).writer.get();
-        writes.push_back(std::async([fd] { return WriteToReader(fd, kText, 5 * kPatience); }));
+        const int fd = pipes.emplace_back(Open()).writer.get();
+        writes.push_back(std::async([fd] { return WriteToReader(fd, kText, 10 * kPatience); }));
     }
     size_t refused = 0;
     for (auto& write : writes) {

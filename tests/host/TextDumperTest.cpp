@@ -16,14 +16,13 @@ TEST(TextDumperTest, StaysSmallAndSaysSo) {
     few.value(std::string(100'000, 'n') + "@90", "at 1 " + std::string(100'000, 'p') + " rule\x1b");
     EXPECT_LT(few.text().size(), 2 * TextDumper::kLongestPart + 3);
     EXPECT_THAT(few.text(), MatchesRegex("n+\\.\\.\\.n+@90=at 1 p+\\.\\.\\.p+ rule\\?\n"));
-    TextDumper accents;
-    for (const char* first : {"", "a"}) {
-        std::string name = first;
-        for (int i = 0; i < 1000; ++i) {
-            name += "\u00e9";
-        }
-        accents.value(name, int32_t{1});
+    std::string twoBytesEach;
+    for (int i = 0; i < 1000; ++i) {
+        twoBytesEach += "\u00e9";
     }
+    TextDumper accents;
+    accents.value(twoBytesEach, int32_t{1});
+    accents.value("a" + twoBytesEach, int32_t{1});
     EXPECT_THAT(accents.text(), Not(ContainsRegex("\xc3\\.|\\.\xa9")));
 
     TextDumper many;

@@ -21,7 +21,6 @@ using android::sp;
 using android::status_t;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::SizeIs;
 
 constexpr status_t kUnknown = android::UNKNOWN_TRANSACTION;
 constexpr status_t kDenied = -1;

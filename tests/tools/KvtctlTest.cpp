@@ -2,7 +2,6 @@
 #include "tools/kvtctl/Kvtctl.h"
 
 #include <gmock/gmock.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
