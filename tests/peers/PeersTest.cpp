@@ -1,14 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <binder/IServiceManager.h>
 #include <gmock/gmock.h>
 
+#include "linux/vendor/Protocol.h"
 #include "peers/AppTypes.h"
 #include "peers/CompositorNotices.h"
+#include "peers/IKoraCallback.h"
+#include "peers/KVTGameSdkListener.h"
 #include "tests/support/Bytes.h"
 #include "tests/support/Phone.h"
+#include "tests/support/Remote.h"
 
 namespace KVT {
 namespace {
 
+using android::IBinder;
+using android::Parcel;
+using android::sp;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -89,6 +97,71 @@ TEST_F(Notices, AreTheCompositorsTransactions) {
         EXPECT_EQ(calls[0].flags, c.flags) << c.code;
         EXPECT_EQ(calls[0].bytes, FromHex(token + c.body)) << c.code << " " << c.body;
     }
+}
+
+// What the game SDK is told, and what it may call back.
+class GameSdk : public Phone {
+  public:
+    GameSdk() {
+        const sp<IBinder> sdk =
+            new Remote([this](uint32_t code, const Parcel& data, Parcel* reply, uint32_t) {
+                EXPECT_EQ(code, vendor::kGameSdkRegister);
+                callback = data.readStrongBinder();
+                name = data.readString8().string();
+                return reply->writeInt32(answer);
+            });
+        android::defaultServiceManager()->addService(android::String16(vendor::kGameSdkService),
+                                                     sdk);
+    }
+
+    int32_t answer = 1;
+    sp<IBinder> callback;
+    std::string name;
+    const sp<KVTGameSdkListener> listener = new KVTGameSdkListener;
+};
+
+TEST_F(GameSdk, AgreesWithAnyAnswerButZero) {
+    const std::string attempt = "I/KVTService: KVTGameSdkListener: RegisterGameSdkCallback ";
+    EXPECT_FALSE(listener->RegisterGameSdkCallback(nullptr));
+    EXPECT_THAT(logs.take(), ElementsAre(attempt + "fail, nullptr"));
+    for (const int32_t each : {1, -1, 0}) {
+        answer = each;
+        EXPECT_EQ(listener->RegisterGameSdkCallback("RES:com.example->>5|6"), answer != 0);
+        EXPECT_EQ(name, "RES:com.example->>5|6");
+        const std::string outcome = answer != 0 ? "Success" : "fail, return code 0";
+        EXPECT_THAT(logs.take(), ElementsAre(attempt + outcome));
+    }
+}
+
+TEST_F(GameSdk, AloneHoldsEachCallback) {
+    listener->RegisterGameSdkCallback("RES:a->>5");
+    const sp<IBinder> first = callback;
+    listener->RegisterGameSdkCallback("RES:a->>5");
+    EXPECT_NE(callback, first) << "a new one for every call";
+    EXPECT_EQ(first->getStrongCount(), 1);
+}
+
+TEST_F(GameSdk, CallsBackWithItsToken) {
+    // The missing "c" is the SDK's own.
+    const std::string token =
+        "00 00 00 80  ff ff ff ff  20 00 00 00 ~'com.norvik.ikora.sdk.ISDKCallbak' 00 00 00 00 ";
+    static std::string received;
+    BnKoraCallback::SetReceiver([](const android::String8& text) { received += text.string(); });
+    const struct {
+        uint32_t code;
+        std::string request;
+        android::status_t status;
+    } cases[] = {
+        {1, token + "02000000 ~'{}' 00000000", 0},
+        {1, token, 0},
+        {1, kServiceToken + std::string("02000000 ~'[]' 00000000"), -1},
+        {2, token, android::UNKNOWN_TRANSACTION},
+    };
+    listener->RegisterGameSdkCallback("RES:a->>5");
+    for (const auto& c : cases) {
+        EXPECT_EQ(Transact(callback, c.code, FromHex(c.request)), Answer(c.status, {}));
+    }
+    EXPECT_EQ(received, "{}");
 }
 
 }  // namespace

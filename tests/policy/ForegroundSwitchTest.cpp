@@ -3,7 +3,6 @@
 
 #include "config/XmlParser.h"
 #include "policy/CodeChoice.h"
-#include "policy/Consequences.h"
 #include "tests/support/Phone.h"
 
 namespace KVT {
@@ -228,21 +227,6 @@ TEST_F(ForegroundSwitch, LetsTheStrategyHearTheGameSdk) {
     EXPECT_THAT(
         logs.take(),
         ElementsAre("I/KVTService: GameDynamicFps: 60fps Pubg On Aeroplane, not check fps"));
-}
-
-TEST_F(ForegroundSwitch, HandsAGamesRateToTheArmedStrategyAlone) {
-    const auto linesOf = [this](bool dynamic, bool constHigh, int32_t fps) {
-        FpsCommon::gameDynamicSwitch = dynamic;
-        FpsCommon::gameConst90Switch = constHigh;
-        Consequences::GetInstance()->onGameRate(fps);
-        return logs.take();
-    };
-    start();
-    EXPECT_THAT(linesOf(false, false, 44), IsEmpty());
-    EXPECT_THAT(linesOf(false, true, 45), ElementsAre("I/KVTService: GameHighFps: signal 45fps"));
-    EXPECT_THAT(linesOf(true, false, 46),
-                ElementsAre("I/KVTService: GameDynamicFps: signal 46fps"));
-    EXPECT_THAT(linesOf(true, true, 47), ElementsAre("I/KVTService: GameDynamicFps: signal 47fps"));
 }
 
 /** Setting 1 of a file in which every switch and list can be told from every other. */

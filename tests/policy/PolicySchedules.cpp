@@ -14,7 +14,6 @@
 #include "sim/fakes/FakePhone.h"
 #include "tests/strategy/ScheduleScenarios.h"
 #include "tests/support/LogCapture.h"
-#include "tests/support/MixedPackages.h"
 
 namespace KVT {
 namespace {
@@ -41,6 +40,29 @@ struct PhoneUnderTest {
 PhoneUnderTest& TheUnit() {
     static auto* unit = new PhoneUnderTest;
     return *unit;
+}
+
+/**
+ * A configuration with a package for each thing that a package can lead to: any application gets 60
+ * Hz, app.high 90 Hz, app.touch* the touch strategy, any game the dynamic strategy, game.const the
+ * constant-high one, game.plain 60 Hz.
+ */
+void ConfigurePackages() {
+    ConfigTables& tables = FpsCommon::tables;
+    tables.settingSwitchMap[0] = {{"app_default", 2},
+                                  {"game_default", 9},
+                                  {"app_perceptible_switch", 3},
+                                  {"app_imperceptible_switch", 9},
+                                  {"game_perceptible_switch", 3},
+                                  {"game_imperceptible_switch", 2}};
+    tables.appPkgFilterMap["app_pkg_perceptible_list"].insert("app.high");
+    tables.appPkgFilterMap["app_pkg_imperceptible_list"].insert("app.touch");
+    tables.gameFilterMap["game_pkg_perceptible_list"].insert("game.const");
+    tables.gameFilterMap["game_pkg_imperceptible_list"].insert("game.plain");
+    for (const char* game :
+         {"game.dynamic", "game.other", "game.const", "game.plain", kReportingGame}) {
+        TheUnit().fakes.classifier->setType(game, kTypeGame);
+    }
 }
 
 int32_t PanelHz() {
@@ -319,8 +341,7 @@ const char* RunSchedule(uint64_t seed) {
     VirtualTime::Enter({seed});
     SetPaths({"/nonexistent", "/dev/null"});
     PhoneUnderTest& unit = TheUnit();
-    ConfigureMixedPackages(unit.fakes.classifier.get());
-    unit.fakes.classifier->setType(kReportingGame, kTypeGame);
+    ConfigurePackages();
     unit.fakes.panel->behave(&sim::FakePanel::Behaviour::obeysAfter,
                              static_cast<int32_t>(seed % 3));
     unit.fakes.publish();
