@@ -188,14 +188,6 @@ TEST_F(ForegroundSwitch, HoldsCompatibilityTestsAndTheNextPackageLow) {
     EXPECT_EQ(FpsCommon::ctsTestCount, 0);
 }
 
-TEST_F(ForegroundSwitch, TreatsAnUnknownPackageAsAnApplication) {
-    begin(3, 9);
-    fakes.classifier->failCalls(android::DEAD_OBJECT);
-    focus("game.listed");
-    EXPECT_THAT(decisions(), ElementsAre("app-fixed app-code 60"));
-    EXPECT_THAT(logs.take(), Contains("I/KVTService: fpscommon: this is non game, type -1"));
-}
-
 TEST_F(ForegroundSwitch, KeepsQuietWithoutACompositor) {
     begin(3, 9);
     fakes.withdraw("SurfaceFlinger");
@@ -211,14 +203,16 @@ TEST_F(ForegroundSwitch, KeepsQuietWithoutACompositor) {
     EXPECT_THAT(logs.take(), Each(Not(HasSubstr("Surface"))));
 }
 
-TEST_F(ForegroundSwitch, AsksForATypeOnceAnEventHoweverOftenItIsNeeded) {
-    start();
+TEST_F(ForegroundSwitch, TreatsUnknownPackagesAsApplicationsAndAsksOnceAnEvent) {
+    begin(3, 9);
     fakes.classifier->failCalls(android::DEAD_OBJECT);
     for (const int32_t events : {1, 2}) {
-        packages("app.a", {"app.a", "app.b"});
-        EXPECT_EQ(fakes.classifier->asked("app.a"), events);
+        packages("game.listed", {"game.listed", "app.b"});
+        EXPECT_THAT(decisions(), ElementsAre("app-fixed app-code 60"));
+        EXPECT_EQ(fakes.classifier->asked("game.listed"), events);
         EXPECT_EQ(fakes.classifier->asked("app.b"), events);
     }
+    EXPECT_THAT(logs.take(), Contains("I/KVTService: fpscommon: this is non game, type -1"));
 }
 
 TEST_F(ForegroundSwitch, LetsTheStrategyHearTheGameSdk) {
