@@ -120,6 +120,7 @@ class GameSdk : public Phone {
 TEST_F(GameSdk, AgreesWithAnyAnswerButZero) {
     const std::string attempt = "I/KVTService: KVTGameSdkListener: RegisterGameSdkCallback ";
     EXPECT_FALSE(listener->RegisterGameSdkCallback(nullptr));
+    EXPECT_EQ(callback, nullptr);
     EXPECT_THAT(logs.take(), ElementsAre(attempt + "fail, nullptr"));
     for (const int32_t each : {1, -1, 0}) {
         answer = each;
