@@ -112,6 +112,7 @@ TEST_F(NestedCallsOfAGame, AnEventIsNotPutOffToTheEndOfATrial) {
     EXPECT_TRUE(done);
     EXPECT_THAT(decisions(), ElementsAre("hold power-saving 60"));
     EXPECT_EQ(armed(), "none");
+    EXPECT_EQ(FpsCommon::forcedGameFps, kNoGameFps) << "the trial has ended with it";
 }
 
 TEST_F(NestedCalls, APeerThatNeverStopsIsStopped) {
