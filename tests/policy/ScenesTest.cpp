@@ -3,9 +3,8 @@
 #include <android-base/strings.h>
 #include <gmock/gmock.h>
 
-#include <set>
-
 #include <algorithm>
+#include <set>
 #include <utility>
 
 #include "tests/support/Phone.h"
