@@ -56,6 +56,7 @@ void AppDynamicFps::SetLcdEvent(int32_t event) {
     if (!mLcdSwitch) {
         return;
     }
+    mLcdEvent = event;
     MutexLock lock(mMutex);
     if (event == kTouchDown) {
         TouchDown();

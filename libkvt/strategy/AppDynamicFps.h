@@ -3,6 +3,7 @@
 
 #include <utils/StrongPointer.h>
 
+#include <atomic>
 #include <cstdint>
 
 #include "sync/Condition.h"
@@ -46,6 +47,7 @@ class AppDynamicFps {
 
     /** "persist.lcd.switch": false ignores touch altogether. */
     const bool mLcdSwitch;
+    std::atomic<int32_t> mLcdEvent{0};
 
     Mutex mMutex;
     Condition mTouchUpCond;
