@@ -13,7 +13,7 @@ if(KVT_SANITIZE)
     target_link_options(kvt_options INTERFACE -fsanitize=${KVT_SANITIZE})
 endif()
 
-# For what takes a compiler long and is never hot: tests and command lines. A debugger wants -DKVT_COLD_OPTIONS=-g.
+# For what takes a compiler long and is never hot: tests and command lines. For a debugger: leave it empty.
 set(KVT_COLD_OPTIONS -O1 -g1 CACHE STRING "Options of code that is never hot")
 
 # What the programs call their version.

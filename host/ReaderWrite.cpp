@@ -6,9 +6,11 @@
 
 #include <android-base/unique_fd.h>
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,6 +18,7 @@
 #include <cerrno>
 #include <csignal>
 #include <future>
+#include <iterator>
 #include <memory>
 #include <system_error>
 #include <thread>
@@ -83,6 +86,19 @@ status_t PushToPipe(int fd, const std::string& text, Clock::time_point deadline)
     });
 }
 
+/**
+ * Whether writing to a file waits for nobody but the kernel. What a process serves, or another
+ * machine, can keep the writing thread, and with it the end of this process.
+ */
+bool IsLocal(int fd) {
+    struct statfs about {};
+    constexpr decltype(about.f_type) kLocal[] = {EXT4_SUPER_MAGIC,  F2FS_SUPER_MAGIC,
+                                                 BTRFS_SUPER_MAGIC, XFS_SUPER_MAGIC,
+                                                 TMPFS_MAGIC,       OVERLAYFS_SUPER_MAGIC};
+    return fstatfs(fd, &about) == 0 &&
+           std::find(std::begin(kLocal), std::end(kLocal), about.f_type) != std::end(kLocal);
+}
+
 status_t Push(const unique_fd fd, mode_t kind, const std::string& text,
               Clock::time_point deadline) {
     // A reader that is gone ends the write, not the process; the signal dies with this thread.
@@ -110,7 +126,7 @@ status_t WriteToReader(int fd, std::string text, std::chrono::milliseconds patie
         return android::BAD_TYPE;
     }
     const mode_t kind = about.st_mode & S_IFMT;
-    if (kind != S_IFIFO && kind != S_IFSOCK && kind != S_IFREG) {
+    if (kind != S_IFIFO && kind != S_IFSOCK && !(kind == S_IFREG && IsLocal(fd))) {
         return android::BAD_TYPE;
     }
     auto place = std::make_unique<Place>();

@@ -290,7 +290,7 @@ constexpr TransactionInfo kTransactions[] = {
 /** The codes from 1 on without a gap are rows from 0 on; some late ones follow. */
 constexpr size_t kWithoutGap = [] {
     size_t row = 0;
-    while (kTransactions[row].code == row + 1) {
+    while (row < std::size(kTransactions) && kTransactions[row].code == row + 1) {
         ++row;
     }
     return row;

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
@@ -34,6 +35,9 @@ constexpr size_t kMaxNameLength = 127;
 // and room for two such. Full, the directory takes a megabyte.
 constexpr ptrdiff_t kMaxServicesOfProcess = 512;
 constexpr size_t kMaxServices = 1'024;
+
+// Any app can be refused as often as it likes, and this one thread waits for whoever reads the log.
+constexpr std::chrono::seconds kBetweenRefusals{10};
 
 // What Android's own service manager answers to a request that it does not grant.
 constexpr status_t kRefused = PERMISSION_DENIED;
@@ -141,9 +145,24 @@ status_t ServiceManager::add(const String16& name, const Service& service) {
     if (objection == nullptr) {
         return OK;
     }
-    ALOGW("service '%s' of process %d, uid %u, is refused: %s", Legible(name).c_str(), added.owner,
-          uid, objection);
+    logRefusal("service '" + Legible(name) + "' of process " + std::to_string(added.owner) +
+               ", uid " + std::to_string(uid) + ", is refused: " + objection);
     return kRefused;
+}
+
+void ServiceManager::logRefusal(const std::string& what) {
+    int32_t unlogged = 0;
+    {
+        MutexLock lock(mMutex);
+        const auto now = Clock::now();
+        if (now < mNextRefusal) {
+            ++mUnloggedRefusals;
+            return;
+        }
+        mNextRefusal = now + kBetweenRefusals;
+        unlogged = std::exchange(mUnloggedRefusals, 0);
+    }
+    ALOGW("%s (%d others since the last of these lines)", what.c_str(), unlogged);
 }
 
 const char* ServiceManager::insert(const String16& name, const Service& added) {
@@ -203,6 +222,7 @@ int RunServiceManager() {
     if (!process->hasDriver()) {
         return 1;  // and the log has said why
     }
+    signal(SIGPIPE, SIG_IGN);  // the reader of the log may go
     // One thread, so that requests are answered in the order in which they came.
     process->setThreadPoolMaxThreadCount(0);
     const status_t status = process->becomeContextManager(new ServiceManager);

@@ -5,7 +5,9 @@
 #include <sys/types.h>
 #include <utils/String16.h>
 
+#include <chrono>
 #include <map>
+#include <string>
 
 #include "sync/Mutex.h"
 
@@ -22,7 +24,8 @@ namespace KVT {
  *
  * A process may have 512 services registered, and all together 1,024; the driver does not name
  * those who register one-way, so these count as one process. What is not granted is answered with
- * PERMISSION_DENIED, as everything is that Android's refuses, and is one line in the log.
+ * PERMISSION_DENIED, as everything is that Android's refuses; one such in ten seconds is a line in
+ * the log, with the number of the others.
  *
  * Names are 1 to 127 UTF-16 units and are listed in the order of their code units. Replies have no
  * status word before a binder or a name. Thread-safe.
@@ -52,9 +55,13 @@ class ServiceManager : public android::BBinder {
     const char* fullFor(const android::String16& name, pid_t owner) const REQUIRES(mMutex);
     android::status_t list(uint32_t index, int32_t dumpPriority, android::Parcel* reply) const;
     void remove(const android::String16& name, const DeathWatch* watch);
+    void logRefusal(const std::string& what);
 
+    using Clock = std::chrono::steady_clock;
     mutable Mutex mMutex;
     std::map<android::String16, Service> mServices GUARDED_BY(mMutex);
+    Clock::time_point mNextRefusal GUARDED_BY(mMutex);
+    int32_t mUnloggedRefusals GUARDED_BY(mMutex) = 0;
 };
 
 /**
