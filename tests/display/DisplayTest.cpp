@@ -186,6 +186,15 @@ TEST_F(Display, ReadsRates) {
     EXPECT_EQ(LcdFpsControl::GetMaxLcdFps(), 60) << "a list that ends in no number";
 }
 
+TEST_F(Display, RecoversWithoutForgettingWhatWasRequested) {
+    panel("60", {"60", "90"});
+    LcdFpsControl::Init();
+    LcdFpsControl::SetLcdFps(90);
+    LcdFpsControl::RecoverLcdFps(60);
+    EXPECT_EQ(LcdFpsControl::GetCurrentLcdFps(), 60);
+    EXPECT_EQ(LcdFpsControl::GetLastLcdFps(), 90);
+}
+
 TEST_F(Display, ConfirmsChangesByForcingFrames) {
     LcdFpsControl::Init();
     LcdFpsControl::particalComposeEnabled = true;

@@ -90,8 +90,11 @@ TEST_F(Host, ForgetsListenersThatDied) {
     const sp<Listener> listener = new Listener;
     impl->RegisterListener(listener);
     ASSERT_EQ(listener->links.size(), 1u);
+    const sp<Listener> other = new Listener;
+    impl->RegisterListener(other);
     listener->links[0].promote()->binderDied(listener);
-    EXPECT_EQ(impl->listenerCount(), 0u);
+    EXPECT_EQ(impl->listenerCount(), 1u) << "the other one stays";
+    impl->UnRegisterListener(other);
     impl->RegisterListener(listener);
     EXPECT_EQ(impl->listenerCount(), 1u) << "alive after all";
     impl->UnRegisterListener(listener);

@@ -95,17 +95,22 @@ TEST(ReaderWriteTest, HasOneDeadlineForAllOfAText) {
 TEST(ReaderWriteTest, HoldsFewThreadsAtATime) {
     std::vector<Ends> pipes;
     std::vector<std::future<android::status_t>> writes;
-    for (size_t i = 0; i < kMostReaderWrites + 1; ++i) {
+    for (size_t i = 0; i < kMostReaderWrites; ++i) {
         const int fd = pipes.emplace_back(Open()).writer.get();
-        writes.push_back(std::async([fd] { return WriteToReader(fd, kText, 10 * kPatience); }));
+        writes.push_back(std::async(std::launch::async, [fd] {
+            return WriteToReader(fd, kText, std::chrono::seconds(100));
+        }));
+        char first;
+        EXPECT_EQ(read(pipes.back().reader.get(), &first, 1), 1) << "under way";
     }
-    size_t refused = 0;
-    for (auto& write : writes) {
-        const android::status_t status = write.get();
-        refused += status == android::WOULD_BLOCK;
-        EXPECT_TRUE(status == android::WOULD_BLOCK || status == android::TIMED_OUT) << status;
+    const Ends extra = Open();
+    EXPECT_EQ(WriteToReader(extra.writer.get(), kText, kPatience), android::WOULD_BLOCK);
+    pipes[0].reader.reset();
+    EXPECT_EQ(writes[0].get(), -EIO);
+    EXPECT_EQ(WriteToReader(extra.writer.get(), kText, kPatience), android::TIMED_OUT);
+    for (Ends& ends : pipes) {
+        ends.reader.reset();
     }
-    EXPECT_EQ(refused, 1u);
 }
 
 }  // namespace

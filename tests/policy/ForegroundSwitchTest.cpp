@@ -3,6 +3,7 @@
 
 #include "config/XmlParser.h"
 #include "policy/CodeChoice.h"
+#include "policy/Consequences.h"
 #include "tests/support/Phone.h"
 
 namespace KVT {
@@ -289,6 +290,27 @@ TEST(PackageCode, IsKeptForEachSetting) {
     EXPECT_EQ(FpsCommon::GetAppCode("com.example.new", 1), 0) << "no entry reads as code 0";
     FpsCommon::lcdSetting = 0;
     EXPECT_EQ(FpsCommon::GetAppCode("com.example.app", 1), 2);
+}
+
+TEST_F(ForegroundSwitch, HandsAGamesRateToTheArmedStrategyAlone) {
+    const struct {
+        bool dynamic, constHigh;
+        std::vector<std::string> lines;
+    } cases[] = {
+        {false, false, {}},
+        {false, true, {"I/KVTService: GameHighFps: signal 45fps"}},
+        {true, false, {"I/KVTService: GameDynamicFps: signal 46fps"}},
+        {true, true, {"I/KVTService: GameDynamicFps: signal 47fps"}},
+    };
+    start();
+    int32_t fps = 44;
+    for (const auto& c : cases) {
+        FpsCommon::gameDynamicSwitch = c.dynamic;
+        FpsCommon::gameConst90Switch = c.constHigh;
+        logs.take();
+        Consequences::GetInstance()->onGameRate(fps++);
+        EXPECT_EQ(logs.take(), c.lines);
+    }
 }
 
 }  // namespace

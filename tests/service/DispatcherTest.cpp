@@ -107,6 +107,11 @@ const Exchange kExchanges[] = {
     // A negative count is none.
     {10, false, kB + "fbffffff", kBase, {"I/aps-info: focus pkgName - b, with -5 more apps"},
         nullptr, {"front b", "visible ", "decided"}},
+    // What is cut off reads as empty names, and the event still counts.
+    {10, false, kB + "02000000" + kB, kBase,
+        {"I/aps-info: focus pkgName - b, with 2 more apps", "I/aps-info: visible pkgName 0 - b",
+         "I/aps-info: visible pkgName 1 - "},
+        nullptr, {"visible b", "decided"}},
     {11, false, "25000000", kBase, {"I/aps-info: temperature 37"}},
     {12, false, "01000000", kBase, {"I/aps-info: pointer status: 1"},
         nullptr, {"touch_pointer 1", "decided"}},
@@ -236,6 +241,10 @@ TEST_F(Dispatcher, ReadsWhatIsCutOffAsZero) {
             EXPECT_EQ(cut, outcome(e.code, request));
         }
     }
+    send(POWER_MODE, FromHex("04000000"));
+    effects();
+    send(POWER_MODE, {});
+    EXPECT_THAT(effects(), ElementsAre("mode 0", "power_saving 0", "decided")) << "acted on";
 }
 
 TEST_F(Dispatcher, RefusesAFrameWithoutALayer) {

@@ -112,6 +112,8 @@ TEST_F(KVTManagerTest, LooksTheServiceUpAtConstructionOnly) {
 }
 
 TEST_F(KVTManagerTest, SendsATouchEventOnlyWhenItChangesAndNeverAgain) {
+    KVTManager::SetLcdEvent(-1);  // as if sent before
+    EXPECT_THAT(log.take(), IsEmpty());
     KVTManager::SetLcdEvent(1);  // finds no service
     Publish(service);
     for (const int32_t event : {1, 1, 0, 0, 0, 1, -1, -1}) {

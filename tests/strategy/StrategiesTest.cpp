@@ -168,6 +168,7 @@ const StrategyCase kCases[] = {
     {"TouchDuringThePeriodCancelsTheDrop",
      {{0, kDown}, {100, kUp}, {250, kDown}, {1000, kUp}},
      Up("0.000") + Down("1.200")},
+    {"LongTouch", {{0, kDown}, {9000, kUp}}, Up("0.000") + Down("9.200")},
     {"ResetLeavesThePanel", {{0, kDown}, {100, kUp}, {200, kAppReset}}, Up("0.000")},
     {"StrayEvents", {{0, kUp}, {10, kOtherTouch}, {20, kAppReset}, {30, kUp}}, ""},
     {"FullScreenSurfaceViewBlocksTouchForASecond",
