@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <set>
 #include <tuple>
 
 #include "common/Turn.h"
@@ -268,6 +269,16 @@ TEST_F(Dispatcher, SurvivesACountThatPromisesTheWorld) {
     EXPECT_LT(logs.take().size(), 2000u);
     send(APPLICATION_STATE, FromHex("01000000 02000000 03000000 ffffff7f 61000000"));
     EXPECT_EQ(logs.take().front(), "D/KVTService: kvt currentPackageName = a");
+}
+
+TEST_F(Dispatcher, IsTestedWithEveryTransaction) {
+    std::set<uint32_t> tested;
+    for (const Exchange& e : kExchanges) {
+        tested.insert(e.code);
+    }
+    for (const TransactionInfo& each : Transactions()) {
+        EXPECT_EQ(tested.count(each.code), 1u) << each.name;
+    }
 }
 
 TEST_F(Dispatcher, LeavesOtherCodesToTheBase) {
