@@ -276,6 +276,16 @@ TEST(Precedence, KnowsWhereAScenesInputBeginsToCount) {
 
 class Unlock : public Phone {};
 
+TEST_F(Unlock, KeepsOtherEventsFromDecidingButNotTheDecisionItself) {
+    start();
+    framework.fingerprint("com.example.pay", 1);
+    decisions();
+    FpsCommon::DoWithForeAppSwitch();
+    EXPECT_THAT(decisions(), IsEmpty());
+    FpsCommon::DoWithForeAppSwitchInternal();
+    EXPECT_THAT(decisions(), ElementsAre("hold fingerprint-high 90"));
+}
+
 // It is granted only when nothing else has a say, a mix of applications included, which would get
 // the same rate.
 TEST_F(Unlock, IsRefusedInAnyOtherScene) {
