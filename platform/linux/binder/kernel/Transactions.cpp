@@ -198,20 +198,18 @@ void IPCThreadState::sendReply(const Parcel& reply) {
     ALOGW_IF(status != OK, "a reply can not be sent: status %d", status);
 }
 
-/** Answers without serving. */
+/** Answers without serving, and without waiting, which could bring yet another call. */
 void IPCThreadState::refuse(const binder_transaction_data& transaction) {
+    static const status_t kRefused = FAILED_TRANSACTION;
     ALOGW("calls from process %d nest too deep", transaction.sender_pid);
     Parcel data;
     receive(transaction, &data);
     data.freeData();
-    if ((transaction.flags & TF_ONE_WAY) != 0) {
-        sendCommands(false);
-        return;
+    if ((transaction.flags & TF_ONE_WAY) == 0) {
+        data.setError(kRefused);
+        queueTransaction(BC_REPLY, 0, -1, 0, data, &kRefused);
     }
-    // Waits until the driver has taken the reply, which it says before it brings another call: left
-    // behind, its word would be the next call's.
-    data.setError(FAILED_TRANSACTION);
-    sendReply(data);
+    sendCommands(false);
 }
 
 /** @return false when the driver's numbers do not add up; what can be given back, is */
