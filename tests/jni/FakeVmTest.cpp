@@ -154,6 +154,9 @@ TEST_F(FakeVm, RegistersOnceUntilItForgetsAndReports) {
     pending = JNI_TRUE;  // as the call would have left it
     report(61);
     EXPECT_THAT(calls, ElementsAre("describe", "clear", "call 61", "delete"));
+    for (const android::sp<IKVTListener>& listener : service->listeners()) {
+        service->UnRegisterListener(listener);  // they hold each other
+    }
 }
 
 TEST_F(FakeVm, SaysThatARegistrationCouldNotStart) {
