@@ -21,8 +21,8 @@ class ConfigFile {
   public:
     explicit ConfigFile(int64_t entries) {
         std::string text =
-            R"(<?xml version="1.0"?><Config><Params name="dynamic_fps_config"><Param name="application_list">)"
-            R"(<list name="app_pkg_perceptible_list">)";
+            R"(<?xml version="1.0"?><Config><Params name="dynamic_fps_config">)"
+            R"(<Param name="application_list"><list name="app_pkg_perceptible_list">)";
         for (int64_t i = 0; i < entries; ++i) {
             text += "<pkg>com.example.app" + std::to_string(1'000'000 + i) + "</pkg>\n";
         }
