@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "common/CleanText.h"
 #include "common/Log.h"
 
 namespace KVT {
@@ -14,7 +15,8 @@ namespace KVT {
  *
  * For the few faults that leave the service without a meaning to go on with; everything else that
  * comes from outside is survived. `file` and `line` name what is to be mended: the place in a
- * configuration file, or the source line that gave up (KVT_FATAL).
+ * configuration file, or the source line that gave up (KVT_FATAL). The fault may quote whatever
+ * came: it is cleaned.
  */
 [[noreturn]] __attribute__((format(printf, 3, 4))) inline void FatalAt(const char* file, int line,
                                                                        const char* format, ...) {
@@ -23,7 +25,7 @@ namespace KVT {
     va_start(args, format);
     vsnprintf(fault, sizeof(fault), format, args);
     va_end(args);
-    KVT_LOGE("fatal: %s:%d: %s", file, line, fault);
+    KVT_LOGE("fatal: %s:%d: %s", file, line, CleanText(fault).c_str());
     abort();
 }
 

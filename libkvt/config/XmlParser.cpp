@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "common/CleanText.h"
 #include "common/Log.h"
 #include "common/Paths.h"
 #include "config/ConfigTables.h"
@@ -194,7 +195,7 @@ void XmlParser::PrintXmlData() {
     for (const auto& [name, prefixes] : tables.appPkgFilterMap) {
         KVT_LOGI("fpscommon: xml: app pkg list %s", name.c_str());
         for (const std::string& prefix : prefixes) {
-            KVT_LOGI("fpscommon: xml: app pkg list: value %s", prefix.c_str());
+            KVT_LOGI("fpscommon: xml: app pkg list: value %s", CleanText(prefix).c_str());
         }
     }
     KVT_LOGI("fpscommon: xml: gameFilterMap size %d",
@@ -202,7 +203,7 @@ void XmlParser::PrintXmlData() {
     for (const auto& [name, prefixes] : tables.gameFilterMap) {
         KVT_LOGI("fpscommon: xml: game pkg list %s", name.c_str());
         for (const std::string& prefix : prefixes) {
-            KVT_LOGI("fpscommon: xml: game pkg list: value %s", prefix.c_str());
+            KVT_LOGI("fpscommon: xml: game pkg list: value %s", CleanText(prefix).c_str());
         }
     }
     KVT_LOGI("fpscommon: xml: TP pointer switch value: %d", tables.tpPointerSwitch);

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "common/CleanText.h"
 #include "common/Fatal.h"
 #include "common/Log.h"
 #include "display/DisplayService.h"
@@ -112,10 +113,10 @@ void DisplayFreqClient::GetSupportedFreq() {
         supportFpsList.push_back(std::move(rate));
     }
     dynamicFreq = true;
-    KVT_LOGI("DisplayFreqClient: lcd fps curr: %s, default: %s", current->c_str(),
-             defaultFps.c_str());
+    KVT_LOGI("DisplayFreqClient: lcd fps curr: %s, default: %s", KVT::CleanText(*current).c_str(),
+             KVT::CleanText(defaultFps).c_str());
     for (const std::string& rate : supportFpsList) {
-        KVT_LOGI("DisplayFreqClient: lcd fps support: %s", rate.c_str());
+        KVT_LOGI("DisplayFreqClient: lcd fps support: %s", KVT::CleanText(rate).c_str());
     }
 }
 

@@ -5,6 +5,7 @@
 #include <cutils/properties.h>
 #include <zrlog/JankLog.h>
 
+#include "common/CleanText.h"
 #include "config/XmlParser.h"
 #include "detect/GameFpsDetect.h"
 #include "display/LcdFpsControl.h"
@@ -22,7 +23,7 @@ namespace {
 constexpr int kJankFpsChanged = 460;
 
 void WriteJankRecord(int32_t fps) {
-    const std::string record = "#ARG1:fps#pkg:" + PolicyState::CurrentPkgName() +
+    const std::string record = "#ARG1:fps#pkg:" + CleanText(PolicyState::CurrentPkgName()) +
                                "#fps:" + std::to_string(fps) +
                                "#time:" + std::to_string(BootTimeNow());
     __zrlog_jank_print(ANDROID_LOG_DEBUG, kJankFpsChanged, "%s", record.c_str());

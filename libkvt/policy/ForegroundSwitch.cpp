@@ -2,6 +2,7 @@
 // Which package is in front.
 #include <algorithm>
 
+#include "common/CleanText.h"
 #include "common/Codes.h"
 #include "common/KnownPackages.h"
 #include "common/Log.h"
@@ -92,7 +93,7 @@ void FpsCommon::DoWithPackageUpdate(const std::string& pkg) {
 }
 
 void FpsCommon::DoWithPackageUpdateInEvent(const std::string& pkg) {
-    KVT_LOGI("aps-info: new pkgName - %s", pkg.c_str());
+    KVT_LOGI("aps-info: new pkgName - %s", CleanText(pkg).c_str());
     const bool changed = pkg != Foreground();
     if (changed) {
         LcdFpsControl::stats.onPackage(pkg);

@@ -2,6 +2,7 @@
 // Situations besides the foreground package that decide the rate.
 #include <string_view>
 
+#include "common/CleanText.h"
 #include "common/Log.h"
 #include "display/LcdFpsControl.h"
 #include "policy/FpsCommon.h"
@@ -97,8 +98,8 @@ void FpsCommon::OnFingerprintMessageReceived(const std::string& pkg, int32_t sta
         return;
     }
     if (status < 0 || status > 2 || pkg.empty()) {
-        KVT_LOGE("kvt-fingerprint: params invalid, packageName: %s, status: %d", pkg.c_str(),
-                 status);
+        KVT_LOGE("kvt-fingerprint: params invalid, packageName: %s, status: %d",
+                 CleanText(pkg).c_str(), status);
         return;
     }
     Event event;

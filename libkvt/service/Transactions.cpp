@@ -8,6 +8,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "common/CleanText.h"
 #include "common/Log.h"
 #include "common/Turn.h"
 #include "display/LcdFpsControl.h"
@@ -77,7 +78,8 @@ status_t OnApplicationState(const TransactionInfo&, IKVTService&, const Parcel& 
         for (int32_t i = 0; i < std::min(length, kLongestLoggedName); ++i) {
             name.push_back(static_cast<char>(data.readInt32() & 0xFF));
         }
-        KVT_LOGD("kvt currentPackageName = %s", name.c_str());
+        // Only up to a zero character: those that the request lacks read as such.
+        KVT_LOGD("kvt currentPackageName = %s", CleanText(name.c_str()).c_str());
     }
     KVT_LOGD("kvt appType = %d appState = %d gameMode = %d", appType, appState, gameMode);
     return OK;
@@ -101,7 +103,7 @@ status_t OnGetNewSchemeSupported(const TransactionInfo&, IKVTService&, const Par
 status_t OnPackages(const TransactionInfo&, IKVTService& service, const Parcel& data, Parcel*) {
     std::string focus = ReadUtf8(data);
     const int32_t count = data.readInt32();
-    KVT_LOGI("aps-info: focus pkgName - %s, with %d more apps", focus.c_str(), count);
+    KVT_LOGI("aps-info: focus pkgName - %s, with %d more apps", CleanText(focus).c_str(), count);
     // Names past the end read as empty. Only a count that no request could hold is cut, so that a
     // hostile one does not keep this thread logging for hours.
     constexpr size_t kHonestCount = 1024;
@@ -110,7 +112,7 @@ status_t OnPackages(const TransactionInfo&, IKVTService& service, const Parcel& 
     std::unordered_set<std::string> visible;
     for (int32_t i = 0; i < count && static_cast<size_t>(i) < most; ++i) {
         std::string name = ReadUtf8(data);
-        KVT_LOGI("aps-info: visible pkgName %d - %s", i, name.c_str());
+        KVT_LOGI("aps-info: visible pkgName %d - %s", i, CleanText(name).c_str());
         if (!name.empty()) {
             visible.insert(std::move(name));
         }
@@ -149,7 +151,7 @@ status_t OnFrameRefresh(const TransactionInfo&, IKVTService& service, const Parc
 status_t OnFingerprint(const TransactionInfo&, IKVTService& service, const Parcel& data, Parcel*) {
     const std::string package = ReadUtf8(data);
     const int32_t status = data.readInt32();
-    KVT_LOGI("kvt-fingerprint: packageName: %s, status: %d", package.c_str(), status);
+    KVT_LOGI("kvt-fingerprint: packageName: %s, status: %d", CleanText(package).c_str(), status);
     return Act(service, [package, status](IKVTService&) {
         FpsCommon::OnFingerprintMessageReceived(package, status);
     });
@@ -163,7 +165,7 @@ status_t OnSelfTest(const TransactionInfo&, IKVTService&, const Parcel& data, Pa
     const int32_t bufferSize = data.readInt32();
     KVT_LOGD(
         "KVTTEST: success! currentOperateType:%d, filePatch:%s, resultFileName:%s, bufferSize:%d",
-        operateType, filePatch.c_str(), resultFileName.c_str(), bufferSize);
+        operateType, CleanText(filePatch).c_str(), CleanText(resultFileName).c_str(), bufferSize);
     reply->writeInt32(kAlive);
     return OK;
 }

@@ -152,10 +152,10 @@ TEST_F(Display, DiesWithTheServiceInTheMiddleOfACall) {
     __android_log_set_logger(__android_log_stderr_logger);
     EXPECT_DEATH(
         {
-            fakes.panel->behave(&Behaviour::current, "fast");
+            fakes.panel->behave(&Behaviour::current, "fast\n\u009b");
             LcdFpsControl::GetCurrentLcdFps();
         },
-        "fatal: LcdFpsControl.cpp:[0-9]+: display service: current rate 'fast' is no number");
+        "fatal: LcdFpsControl.cpp:[0-9]+: display service: current rate 'fast[?][?]' is no number");
     fakes.panel->behave(&Behaviour::vanished, true);
     for (const auto& c : cases) {
         EXPECT_EXIT(c.call(), testing::KilledBySignal(SIGABRT), c.fault);
