@@ -5,6 +5,7 @@
 #include <chrono>
 
 #include "detect/FrameRefreshDetect.h"
+#include "display/LcdFpsControl.h"
 #include "host/ReaderWrite.h"
 #include "host/TextDumper.h"
 #include "policy/FpsCommon.h"
@@ -107,6 +108,7 @@ android::status_t KVTServiceImpl::dump(int fd, const android::Vector<android::St
     mFrameGate.dump(&dumper);
     dumper.section("listeners");
     dumper.value("registered", static_cast<int64_t>(listenerCount()));
+    LcdFpsControl::stats.dumpByPackage(&dumper);
     return WriteToReader(fd, dumper.text(), kDumpPatience);
 }
 

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/TextDumper.h"
 
-#include <algorithm>
+#include <cstdint>
 #include <cstring>
+
+#include "common/CleanText.h"
 
 namespace KVT {
 
@@ -18,38 +20,40 @@ std::string Shortened(const std::string& part) {
         return part;
     }
     const size_t kept = (TextDumper::kLongestPart - strlen(TextDumper::kLeftOut)) / 2;
-    size_t head = kept;
     size_t tail = part.size() - kept;
-    // Not within a character of UTF-8, which has four bytes at most.
-    for (int i = 0; i < 3 && ContinuesCharacter(part[head]); ++i) {
-        --head;
-    }
-    for (int i = 0; i < 3 && ContinuesCharacter(part[tail]); ++i) {
+    while (ContinuesCharacter(part[tail])) {
         ++tail;
     }
-    return part.substr(0, head) + TextDumper::kLeftOut + part.substr(tail);
+    return std::string(Beginning(part, kept)) + TextDumper::kLeftOut + part.substr(tail);
+}
+
+/** "cut=12 lines more than 64 kB hold" */
+std::string CutLine(size_t lines) {
+    return "cut=" + std::to_string(lines) + " lines more than 64 kB hold\n";
 }
 
 }  // namespace
 
 void TextDumper::section(const char* name) {
-    addLines((mText.empty() ? "[" : "\n[") + std::string(name) + "]\n");
+    add((mText.empty() ? "[" : "\n[") + std::string(name) + "]\n");
 }
 
 void TextDumper::value(const std::string& name, const std::string& value) {
-    std::string line = Shortened(name) + "=" + Shortened(value);
-    // A package is whatever a caller says it is; it must not be able to forge lines.
-    std::replace_if(
-        line.begin(), line.end(), [](unsigned char c) { return c < ' ' || c == 0x7f; }, '?');
-    addLines(line + "\n");
+    // A package is whatever a caller says it is; it must not be able to forge lines and keys.
+    add(Shortened(CleanText(name)) + "=" + Shortened(CleanText(value)) + "\n");
+    mLinesLeftOut += mFull ? 1 : 0;
 }
 
-void TextDumper::addLines(const std::string& lines) {
-    if (mCut) {
-        return;
+std::string TextDumper::text() const {
+    return mText + (mLinesLeftOut > 0 ? CutLine(mLinesLeftOut) : "");
+}
+
+void TextDumper::add(const std::string& lines) {
+    static const size_t most = kMostText - CutLine(SIZE_MAX).size();
+    mFull = mFull || mText.size() + lines.size() > most;
+    if (!mFull) {
+        mText += lines;
     }
-    mCut = mText.size() + lines.size() + strlen(kCut) > kMostText;
-    mText += mCut ? kCut : lines;
 }
 
 }  // namespace KVT

@@ -9,12 +9,13 @@
 namespace KVT {
 
 /**
- * A dump as "[section]" and "name=value" lines, which people read and programs parse. However much
- * others make the service remember, it stays small enough for a pipe nobody reads and for a report.
+ * A dump as "[section]" and "name=value" lines, which people read and programs parse: names and
+ * values are cleaned, so the first "=" of a line is its only one. However much others make the
+ * service remember, it stays small enough for a pipe nobody reads and for a report.
  */
 class TextDumper : public Dumper {
   public:
-    /** What a pipe takes at once. Further lines are left out; the last one then says so. */
+    /** What a pipe takes at once. Further lines are left out; the last one then says how many. */
     static constexpr size_t kMostText = size_t{64} * 1024;
     /**
      * A name of a package may be 255 bytes long, and what stands around it as long as a third of
@@ -22,19 +23,19 @@ class TextDumper : public Dumper {
      */
     static constexpr size_t kLongestPart = 340;
     static constexpr const char* kLeftOut = "...";
-    static constexpr const char* kCut = "cut=no more than 64 kB are dumped\n";
 
     using Dumper::value;
     void section(const char* name) override;
     void value(const std::string& name, const std::string& value) override;
 
-    const std::string& text() const { return mText; }
+    std::string text() const;
 
   private:
-    void addLines(const std::string& lines);
+    void add(const std::string& lines);
 
     std::string mText;
-    bool mCut = false;
+    bool mFull = false;
+    size_t mLinesLeftOut = 0;
 };
 
 }  // namespace KVT

@@ -21,6 +21,7 @@ class Dumper {
 
     /** Opens a section. */
     virtual void section(const char* name) = 0;
+    /** Both may be, or hold, texts of others as they came: the dumper makes them fit to be shown. */
     virtual void value(const std::string& name, const std::string& value) = 0;
 
     void value(const std::string& name, const char* text) { value(name, std::string(text)); }

@@ -55,6 +55,10 @@ void RateStats::dump(Dumper* dumper) {
     for (const auto& [hz, ns] : now.nsAtRate) {
         dumper->seconds(std::to_string(hz), ns);
     }
+}
+
+void RateStats::dumpByPackage(Dumper* dumper) {
+    const Totals now = totals();
     dumper->section("seconds_at_rate_by_package");
     for (const auto& [pkg, times] : now.nsAtRateByPackage) {
         for (const auto& [hz, ns] : times) {

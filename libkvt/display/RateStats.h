@@ -34,8 +34,10 @@ class RateStats {
 
     /** Everything up to now. */
     Totals totals() EXCLUDES(mMutex);
-    /** The sections "seconds_at_rate" and "seconds_at_rate_by_package". */
+    /** The section "seconds_at_rate". */
     void dump(Dumper* dumper) EXCLUDES(mMutex);
+    /** The section "seconds_at_rate_by_package": long, so it comes last in a dump of limited size. */
+    void dumpByPackage(Dumper* dumper) EXCLUDES(mMutex);
 
   private:
     void accountUntilNow() REQUIRES(mMutex);

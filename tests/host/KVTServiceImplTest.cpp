@@ -9,6 +9,7 @@
 #include "detect/FrameStats.h"
 #include "detect/GameFpsDetect.h"
 #include "display/LcdFpsControl.h"
+#include "tests/support/HostileName.h"
 #include "tests/support/Phone.h"
 
 namespace KVT {
@@ -16,7 +17,10 @@ namespace {
 
 using android::sp;
 using android::wp;
+using testing::AllOf;
+using testing::ContainsRegex;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 
 /** A listener as if of another process, which can die. */
@@ -200,25 +204,35 @@ TEST_F(Host, HandsSceneEventsToThePolicy) {
 }
 
 TEST_F(Host, DumpsWhatItDidAndWhy) {
-    type("com.example.game", 9);
     start();
-    focus("com.example.game\ninjected=1");
+    focus(kHostileName);
     FpsCommon::OnDisplayHotplugEventReceived(1);
     frames("video#0", 1);
+    frames(kHostileName, 1);
     impl->RegisterListener(new Listener);
     // What a request in progress holds must not be needed.
     FpsCommon::decisionMutex.lock();
     const std::string text = dumped();
     FpsCommon::decisionMutex.unlock();
-    for (const char* part :
-         {"[foreground]\npackage=com.example.game?injected=1\ntype=1\ngame=false\ncode=2\n"
-          "target_layer=any\ndetected_fps=0\n",
-          "[strategy]\narmed=none\n",
-          "[panel]\nrequested_hz=60\nconfirmed_hz=60\nmaximum_hz=90\n"
-          "new_scheme=true\nswitches=1\nfailed_changes=0\n",
-          "[scenes]\n", "display_hotplug=true\n", "hold rule display-hotplug 60 Hz\n",
-          "app-fixed rule app-code code 2 60 Hz\n", "[frames]\nreceived=1\n",
-          "[layers]\nvideo#0=received 1 disordered 0 last ", "[listeners]\nregistered=1\n"}) {
+    const std::string shown = kHostileNameShown;
+    const std::string parts[] = {
+        "[foreground]\npackage=" + shown +
+            "\ntype=1\ngame=false\ncode=2\ntarget_layer=any\n"
+            "detected_fps=0\n",
+        "[strategy]\narmed=none\n",
+        "[panel]\nrequested_hz=60\nconfirmed_hz=60\nmaximum_hz=90\n"
+        "new_scheme=true\nswitches=1\nfailed_changes=0\n",
+        "[scenes]\n",
+        "display_hotplug=true\n",
+        shown + " hold rule display-hotplug 60 Hz\n",
+        "app-fixed rule app-code code 2 60 Hz\n",
+        "[frames]\nreceived=2\n",
+        "[layers]\n" + shown + "=received 1 disordered 0 last ",
+        "\nvideo#0=received 1 disordered 0 last ",
+        "[listeners]\nregistered=1\n",
+        "\n" + shown + "@60=",
+    };
+    for (const std::string& part : parts) {
         EXPECT_THAT(text, HasSubstr(part));
     }
 }
@@ -244,16 +258,22 @@ TEST_F(Host, DumpsTheTimeOfEachPackageAtEachRate) {
         focus(pkg);
         SleepFor(3 * kNsPerS);
     }
-    EXPECT_THAT(dumped(),
-                HasSubstr("[seconds_at_rate]\n60=4.000\n90=6.000\n\n[seconds_at_rate_by_package]\n"
-                          "app.listed@60=0.000\napp.listed@90=6.000\n"
-                          "app.low@60=3.000\napp.low@90=0.000\n"
-                          "com.norvik.android.launcher@60=1.000\n\n[frames]\n"));
+    EXPECT_THAT(dumped(), AllOf(HasSubstr("[seconds_at_rate]\n60=4.000\n90=6.000\n\n[frames]\n"),
+                                EndsWith("\n\n[seconds_at_rate_by_package]\n"
+                                         "app.listed@60=0.000\napp.listed@90=6.000\n"
+                                         "app.low@60=3.000\napp.low@90=0.000\n"
+                                         "com.norvik.android.launcher@60=1.000\n")));
     for (int i = 0; i < 1000; ++i) {
-        focus("flood" + std::to_string(i));
-        SleepFor(1);
+        LcdFpsControl::stats.onPackage("flood" + std::to_string(i) + std::string(300, 'x'));
+        for (const int32_t hz : {60, 90}) {
+            LcdFpsControl::stats.onConfirmed(hz);
+            SleepFor(1);
+        }
     }
     EXPECT_LE(LcdFpsControl::stats.totals().nsAtRateByPackage.size(), RateStats::kMostPackages + 1);
+    EXPECT_THAT(dumped(), AllOf(HasSubstr("[frames]"), HasSubstr("[layers]"),
+                                HasSubstr("[listeners]\nregistered=0\n"),
+                                ContainsRegex("cut=[0-9]+ lines more than 64 kB hold\n$")));
 }
 
 TEST_F(Host, DumpsOnlyToWhoWaitsForIt) {
