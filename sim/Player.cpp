@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "common/CleanText.h"
 #include "common/Paths.h"
 #include "detect/GameFpsDetect.h"
 #include "display/LcdFpsControl.h"
@@ -17,6 +18,8 @@
 
 namespace KVT::sim {
 namespace {
+
+constexpr int kForegroundWidth = 30;
 
 double Seconds(int64_t ns) {
     return static_cast<double>(ns) / static_cast<double>(kNsPerS);
@@ -57,10 +60,12 @@ void Player::startService() {
 }
 
 void Player::line(int64_t time, const std::string& text) {
+    const std::string foreground(Beginning(CleanText(mForeground), kForegroundWidth));
     char head[128];
-    snprintf(head, sizeof(head), "%10.3f s  %3d Hz  %-30.30s  ", Seconds(time - mStart), mHz,
-             mForeground.c_str());
-    mOut << head << text << std::endl;  // a fatal fault must not take the report with it
+    snprintf(head, sizeof(head), "%10.3f s  %3d Hz  %-*s  ", Seconds(time - mStart), mHz,
+             kForegroundWidth, foreground.c_str());
+    // Ends the stream's buffer, too: a fatal fault must not take the report with it.
+    mOut << head << CleanText(text, "=") << std::endl;
 }
 
 void Player::printConsequences() {

@@ -5,9 +5,11 @@
 #include <json/json.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <fstream>
 #include <memory>
 
+#include "common/CleanText.h"
 #include "sync/Clock.h"
 
 namespace KVT::sim {
@@ -46,6 +48,7 @@ Json::Value ParseLine(const std::string& line) {
     try {
         if (!reader->parse(line.data(), line.data() + line.size(), &object, &errors)) {
             errors.erase(errors.find_last_not_of('\n') + 1);
+            std::replace(errors.begin(), errors.end(), '\n', ' ');
             throw ScenarioError("no JSON: " + errors);
         }
     } catch (const Json::Exception& e) {
@@ -65,8 +68,9 @@ std::string Describe(const Json::Value& object) {
     for (const std::string& name : object.getMemberNames()) {
         if (name != "event" && name != "at_ms") {
             const Json::Value& value = object[name];
-            text += " " + name + "=" +
-                    (value.isString() ? value.asString() : Json::writeString(writer, value));
+            text +=
+                " " + name + "=" +
+                CleanText(value.isString() ? value.asString() : Json::writeString(writer, value));
         }
     }
     return text;
@@ -163,7 +167,7 @@ Scenario ReadScenarioFile(const std::string& path) {
             }
             first = false;
         } catch (const ScenarioError& e) {
-            throw ScenarioError(path + ":" + std::to_string(number) + ": " + e.what());
+            throw ScenarioError(path + ":" + std::to_string(number) + ": " + CleanText(e.what()));
         }
     }
     return scenario;

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "common/CleanText.h"
 #include "host/AwaitServiceManager.h"
 #include "host/CommandLine.h"
 #include "service/BnKVTService.h"
@@ -59,7 +60,7 @@ void PrintJournal(World& world, int64_t start) {
         if (world.phone.hasPanel()) {
             printf("%3d Hz  ", world.phone.panel->currentHz());
         }
-        printf("%s\n", entry.text.c_str());
+        printf("%s\n", CleanText(entry.text, "=").c_str());
     }
     fflush(stdout);
 }

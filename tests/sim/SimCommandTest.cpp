@@ -1,16 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "common/CleanText.h"
 #include "service/Transactions.h"
 #include "sim/EventTypes.h"
 #include "sim/SimCommand.h"
 
 #include <android-base/file.h>
 #include <gmock/gmock.h>
+#include <json/json.h>
 
 #include <sstream>
+
+#include "tests/support/HostileName.h"
 
 namespace KVT::sim {
 namespace {
 
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -114,6 +119,27 @@ TEST_F(Sim, ReportsAPanelThatObeysLateOrNever) {
     EXPECT_THAT(out.str(), HasSubstr("     2.144 s   90 Hz  com.norvik.android.launcher     "
                                      "  panel did not follow a change\n"));
     EXPECT_THAT(out.str(), HasSubstr("  panel switches: 1\n  failed changes: 1\n"));
+}
+
+TEST_F(Sim, ShowsNamesOnOneLine) {
+    const std::string name = Json::valueToQuotedString(kHostileName);
+    ASSERT_EQ(
+        play(
+            R"({"at_ms":0,"event":"packages","focus":)" + name + ",\"visible\":[" + name +
+            R"(]})"
+            "\n"
+            R"({"at_ms":1,"event":"packages","focus":"\u00e4a\u00e4aaaaaaaaaaaaaaaaaaaaaaaa\u00e4"})"
+            "\n"),
+        0);
+    const std::string shown = kHostileNameShown;
+    EXPECT_THAT(out.str(), HasSubstr("  packages focus=" + shown + " visible=["));
+    EXPECT_THAT(out.str(), HasSubstr("  " + shown.substr(0, 30) + "    decision: "));
+    EXPECT_THAT(out.str(), HasSubstr("  \u00e4a\u00e4aaaaaaaaaaaaaaaaaaaaaaaa     decision: "));
+    EXPECT_EQ(CleanText(out.str(), "=\n"), out.str());
+
+    EXPECT_EQ(play(R"({"at_ms":0,"event":)" + name + "}"), 2);
+    EXPECT_THAT(err.str(),
+                EndsWith(":1: there is no event '" + shown + "'; kvt-sim events lists them\n"));
 }
 
 TEST(Events, AreThereForEveryTransactionThatNamesOne) {

@@ -259,11 +259,8 @@ TEST_F(Checker, ShowsTextOfTheFileWithoutItsControlCharacters) {
         std::string shown;
     } cases[] = {
         {"\x1b[2J" + std::string(500, 'x'), "?[2J" + std::string(76, 'x') + "..."},
-        {"\x7f&#x9b;2J\xc2\x80\xc2\x9f", "???2J????"},
-        {"\xc2\xa0\xc3\xa9\xe2\x82\xac\xf0\x9f\x8e\xae",
-         "\xc2\xa0\xc3\xa9\xe2\x82\xac\xf0\x9f\x8e\xae"},
-        {"\xc0\x9b\xe0\x80\x9b\xed\xa0\x80+\xf0\x80\x80\x9b\xf4\x90\x80\x80", "????????+????????"},
-        {x79 + "\xc3\xa9y", x79 + "\xc3\xa9..."},
+        {"\x7f&#x9b;2J=&#x202e;&#10;", "??2J=??"},
+        {x79 + "\xc3\xa9y", x79 + "..."},
     };
     for (const auto& row : cases) {
         EXPECT_THAT(checkSections("<Param name='" + row.text + "'/>"),

@@ -8,7 +8,9 @@
 #include <iterator>
 #include <sstream>
 
+#include "common/CleanText.h"
 #include "config/XmlParser.h"
+#include "tests/support/HostileName.h"
 #include "tests/support/Phone.h"
 #include "tests/support/Remote.h"
 #include "tools/config/ConfigExplainer.h"
@@ -126,6 +128,32 @@ TEST_F(Kvtctl, SaysWhyACallFailed) {
             EXPECT_EQ(out + err, "kvtctl: the call failed: " + std::string(text) + "\n");
         }
     }
+}
+
+TEST_F(Kvtctl, KeepsAServiceFromItsTerminal) {
+    android::defaultServiceManager()->addService(
+        IKVTService::descriptor,
+        new Remote([](uint32_t, const android::Parcel& data, android::Parcel*, uint32_t) {
+            const std::string dump = "[layers]\nlayer=" + std::string(kHostileName) + "\xff\n";
+            return android::base::WriteStringToFd(dump, data.readFileDescriptor()) ? android::OK
+                                                                                   : -EIO;
+        }));
+    EXPECT_EQ(run({"status"}), 0);
+    EXPECT_EQ(out,
+              "[layers]\nlayer=com.evil\n"
+              "KVTService I fatal ?[2J?31m?confirmed_hz=90 ?emag?????\n");
+}
+
+TEST_F(Kvtctl, ExplainsWithoutTheControlsOfTheFile) {
+    const std::string pkg = "com.evil\u009b31m\n\u202e=x";
+    run({"config", "explain",
+         file(ConfigWith(List("app_pkg_perceptible_list", "<pkg>" + pkg + "</pkg>") +
+                         Section("setting_switch",
+                                 "<setting id='1'><switch "
+                                 "name='app_perceptible_switch' value='4'/></setting>"))),
+         pkg, "--setting", "1"});
+    EXPECT_THAT(out, HasSubstr("entry 'com.evil?31m???x' of"));
+    EXPECT_EQ(CleanText(out, "\n"), out);
 }
 
 TEST_F(Kvtctl, TellsThatAnEventOfTheCompositorFailed) {

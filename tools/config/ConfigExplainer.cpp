@@ -4,6 +4,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "common/CleanText.h"
 #include "common/Codes.h"
 #include "common/KnownPackages.h"
 #include "common/LeadingNumber.h"
@@ -135,7 +136,7 @@ std::string ConfigExplainer::reasonFor(const CodeChoice& choice, int32_t type,
     if (choice.listName == nullptr) {
         return reason;
     }
-    const std::string entry = choice.prefix != nullptr ? "entry '" + *choice.prefix + "'"
+    const std::string entry = choice.prefix != nullptr ? "entry '" + CleanText(*choice.prefix) + "'"
                                                        : "type " + std::to_string(type);
     return reason + "; " + entry + " of " + choice.listName + ", line " +
            std::to_string(lineOfEntry(choice, type));

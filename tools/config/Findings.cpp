@@ -7,6 +7,7 @@
 #include <cstring>
 #include <tuple>
 
+#include "common/CleanText.h"
 #include "config/XmlElements.h"
 
 namespace KVT {
@@ -26,40 +27,11 @@ std::string Joined(const std::vector<std::string>& parts, const char* last) {
     return text;
 }
 
-/** Bytes of the UTF-8 character that the text begins with; 0 for a control character or none. */
-size_t PrintableBytes(std::string_view text) {
-    const auto byte = [&](size_t i) { return static_cast<unsigned char>(text[i]); };
-    if (byte(0) < 0x80) {
-        return byte(0) < ' ' || byte(0) == 0x7f ? 0 : 1;
-    }
-    const size_t size = byte(0) >= 0xf0 ? 4 : byte(0) >= 0xe0 ? 3 : 2;
-    if (byte(0) < 0xc2 || byte(0) > 0xf4 || text.size() < size) {
-        return 0;
-    }
-    for (size_t i = 1; i < size; ++i) {
-        if ((byte(i) & 0xc0) != 0x80) {
-            return 0;
-        }
-    }
-    const bool c1Control = byte(0) == 0xc2 && byte(1) < 0xa0;
-    const bool overlong =
-        (byte(0) == 0xe0 && byte(1) < 0xa0) || (byte(0) == 0xf0 && byte(1) < 0x90);
-    const bool surrogate = byte(0) == 0xed && byte(1) >= 0xa0;
-    const bool beyond = byte(0) == 0xf4 && byte(1) >= 0x90;
-    return c1Control || overlong || surrogate || beyond ? 0 : size;
-}
-
-/** Fit for a terminal: cut when long, '?' for each byte of what is no printable UTF-8. */
+/** Fit for a terminal, and cut when long. Markup has "=" of its own, and a finding is no key. */
 std::string Printable(std::string_view text) {
     constexpr size_t kShown = 80;
-    std::string shown;
-    size_t i = 0;
-    while (i < text.size() && i < kShown) {
-        const size_t bytes = PrintableBytes(text.substr(i));
-        shown += bytes == 0 ? "?" : text.substr(i, bytes);
-        i += std::max<size_t>(bytes, 1);
-    }
-    return shown + (i < text.size() ? "..." : "");
+    const std::string clean = CleanText(text, "=");
+    return std::string(Beginning(clean, kShown)) + (clean.size() > kShown ? "..." : "");
 }
 
 std::string TagOf(const XMLElement* element) {

@@ -12,7 +12,7 @@
 
 namespace KVT {
 
-/** Text of the file in quotes, fit for a terminal: cut when long, without control characters. */
+/** Text of the file in quotes, fit for a terminal: cleaned, and cut when long. */
 std::string Quoted(std::string_view text);
 
 /** "on line 12" */

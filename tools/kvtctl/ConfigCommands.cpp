@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "common/CleanText.h"
 #include "common/Codes.h"
 #include "common/KnownPackages.h"
 #include "config/ConfigTables.h"
@@ -77,7 +78,7 @@ int Explain(const std::string& file, const ExplainOptions& options, Context& con
     const bool launcher = options.pkg == kLauncher;
     const int32_t type = launcher ? kTypeLauncher : options.type;
     const bool game = !launcher && (options.game || type == kTypeGame);
-    context.out << options.pkg << ", "
+    context.out << CleanText(options.pkg) << ", "
                 << (game ? "a game" : "an application of type " + std::to_string(type))
                 << (launcher ? ", as the launcher always is" : "") << "\n";
     std::vector<int32_t> settings = options.settings;

@@ -10,6 +10,7 @@
 #include <string>
 #include <thread>
 
+#include "common/CleanText.h"
 #include "service/KVTListener.h"
 #include "service/KVTManager.h"
 #include "sync/Clock.h"
@@ -51,7 +52,8 @@ void PrintStatus(Context& context) {
     }
     writeEnd.reset();
     reader.join();
-    context.out << text;
+    // Whoever calls itself the service must not get at the terminal.
+    context.out << CleanText(text, "=\n");
     if (status != android::OK) {
         context.err << "kvtctl: the dump failed: " << StatusText(status) << "\n";
         context.status = kRefused;
