@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // The transport of a program that is a whole phone by itself: every binder is local, and the
-// service manager is a registry in this process.
+// service manager is a registry in this process. Who calls is this process, unless a thread says
+// otherwise by restoreCallingIdentity().
+#include <binder/BpBinder.h>
+#include <binder/IPCThreadState.h>
 #include <binder/IServiceManager.h>
+#include <unistd.h>
 
 #include <map>
 
@@ -61,6 +65,29 @@ sp<IBinder> ProxyForHandle(int32_t) {
 
 int32_t HandleOf(BpBinder*) {
     return 0;
+}
+
+IPCThreadState::IPCThreadState()
+    : mProcess(nullptr), mCallingPid(getpid()), mCallingUid(getuid()) {}
+
+IPCThreadState::~IPCThreadState() = default;
+
+IPCThreadState* IPCThreadState::self() {
+    static thread_local IPCThreadState state;
+    return &state;
+}
+
+int64_t IPCThreadState::clearCallingIdentity() {
+    const auto token = static_cast<int64_t>(static_cast<uint64_t>(mCallingUid) << 32 |
+                                            static_cast<uint32_t>(mCallingPid));
+    mCallingPid = getpid();
+    mCallingUid = getuid();
+    return token;
+}
+
+void IPCThreadState::restoreCallingIdentity(int64_t token) {
+    mCallingUid = static_cast<uid_t>(static_cast<uint64_t>(token) >> 32);
+    mCallingPid = static_cast<pid_t>(token);
 }
 
 }  // namespace android
