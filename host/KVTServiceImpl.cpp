@@ -96,6 +96,10 @@ size_t KVTServiceImpl::listenerCount() {
 
 android::status_t KVTServiceImpl::onTransact(uint32_t code, const android::Parcel& data,
                                              android::Parcel* reply, uint32_t flags) {
+    if (const android::status_t status = mGate.admit(Caller::Current(), code, data);
+        status != android::OK) {
+        return status;
+    }
     if (code == DUMP_TRANSACTION && (flags & FLAG_ONEWAY) != 0) {
         return android::INVALID_OPERATION;
     }
@@ -108,6 +112,7 @@ android::status_t KVTServiceImpl::dump(int fd, const android::Vector<android::St
     mFrameGate.dump(&dumper);
     dumper.section("listeners");
     dumper.value("registered", static_cast<int64_t>(listenerCount()));
+    mGate.refusals().dump(&dumper);
     LcdFpsControl::stats.dumpByPackage(&dumper);
     return WriteToReader(fd, dumper.text(), kDumpPatience);
 }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "detect/FrameGate.h"
+#include "host/Gate.h"
 #include "service/KVTService.h"
 #include "sync/Mutex.h"
 
@@ -14,6 +15,8 @@ namespace KVT {
 /** The service that is published: hands each event to its subsystem and keeps the listeners. */
 class KVTServiceImpl : public KVTService {
   public:
+    explicit KVTServiceImpl(const CallerUids& uids = {}) : mGate(uids) {}
+
     int32_t RegisterListener(const android::sp<IKVTListener>& listener) override;
     int32_t UnRegisterListener(const android::sp<IKVTListener>& listener) override;
     void SendLayerTimeInfo(LayerTimeInfo& info) override;
@@ -25,7 +28,7 @@ class KVTServiceImpl : public KVTService {
     void ReportGameFps(int32_t fps) override;
 
     /**
-     * Refuses a dump that is sent one-way with INVALID_OPERATION: nobody waits for it, and the
+     * Serves what the gate admits. Refuses a dump that is sent one-way with INVALID_OPERATION: nobody waits for it, and the
      * events of this object, which are one-way, would wait for its reader.
      */
     android::status_t onTransact(uint32_t code, const android::Parcel& data, android::Parcel* reply,
@@ -44,6 +47,7 @@ class KVTServiceImpl : public KVTService {
 
     void removeListener(const android::wp<android::IBinder>& binder) EXCLUDES(mListenerMutex);
 
+    Gate mGate;
     FrameGate mFrameGate;
 
     struct Entry {

@@ -44,6 +44,9 @@ enum Transaction : uint32_t {
 /** Who sends a transaction. */
 enum class Sender { kListener, kFramework, kCompositor };
 
+/** Whose a transaction is, for a host that tells callers apart. The dispatcher itself does not. */
+enum class Callers { kFramework, kCompositor, kAnyone };
+
 /** As its sender sends it. The service answers whoever waits, all the same. */
 enum class Call { kOneWay, kWaits };
 
@@ -56,6 +59,7 @@ struct TransactionInfo {
     uint32_t code;
     const char* name;
     Sender sender;
+    Callers callers;
     Call call;
     /** The request begins with the interface token; a wrong one is answered with -1. */
     bool checksToken;
