@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/KVTServiceImpl.h"
 
-#include <algorithm>
 #include <chrono>
 
 #include "detect/FrameRefreshDetect.h"
@@ -14,9 +13,7 @@
 
 namespace KVT {
 
-using android::IBinder;
 using android::sp;
-using android::wp;
 
 namespace {
 
@@ -28,39 +25,16 @@ constexpr std::chrono::seconds kDumpPatience{2};
 
 }  // namespace
 
-/** Takes a listener off the list when its process dies. */
-class KVTServiceImpl::ListenerDeath : public IBinder::DeathRecipient {
-  public:
-    explicit ListenerDeath(KVTServiceImpl* service) : mService(service) {}
-    void binderDied(const wp<IBinder>& who) override {
-        if (const sp<KVTServiceImpl> service = mService.promote(); service != nullptr) {
-            service->removeListener(who);
-        }
-    }
-
-  private:
-    const wp<KVTServiceImpl> mService;
-};
-
 int32_t KVTServiceImpl::RegisterListener(const sp<IKVTListener>& listener) {
     if (listener == nullptr) {
         return REGISTRATION_NULL_LISTENER;
     }
-    const sp<IBinder> binder = IInterface::asBinder(listener);
-    const sp<ListenerDeath> death = new ListenerDeath(this);
-    {
-        MutexLock lock(mListenerMutex);
-        const bool known = std::any_of(
-            mListeners.begin(), mListeners.end(),
-            [&binder](const Entry& e) { return IInterface::asBinder(e.listener) == binder; });
-        if (known) {
-            return REGISTRATION_DONE;
-        }
-        mListeners.push_back({listener, death});
-    }
-    // After the entry is there, so that a death in this very moment finds something to remove.
-    if (binder->linkToDeath(death) == android::DEAD_OBJECT) {
-        removeListener(binder);
+    const Caller caller = Caller::Current();
+    const bool isSelf = IInterface::asBinder(listener) == this;  // would hold itself for good
+    if (isSelf || !mListeners->add(listener, caller, mGate.trusts(caller.uid))) {
+        mGate.refusals().add(caller.uid, REGISTER_LISTENER,
+                             isSelf ? "the service is no listener" : "too many listeners");
+        return REGISTRATION_REFUSED;
     }
     return REGISTRATION_DONE;
 }
@@ -69,29 +43,8 @@ int32_t KVTServiceImpl::UnRegisterListener(const sp<IKVTListener>& listener) {
     if (listener == nullptr) {
         return REGISTRATION_NULL_LISTENER;
     }
-    removeListener(IInterface::asBinder(listener));
+    mListeners->remove(IInterface::asBinder(listener));
     return REGISTRATION_DONE;
-}
-
-void KVTServiceImpl::removeListener(const wp<IBinder>& binder) {
-    Entry removed;
-    {
-        MutexLock lock(mListenerMutex);
-        const auto found = std::find_if(
-            mListeners.begin(), mListeners.end(),
-            [&binder](const Entry& e) { return IInterface::asBinder(e.listener) == binder; });
-        if (found == mListeners.end()) {
-            return;
-        }
-        removed = *found;
-        mListeners.erase(found);
-    }
-    IInterface::asBinder(removed.listener)->unlinkToDeath(removed.death);
-}
-
-size_t KVTServiceImpl::listenerCount() {
-    MutexLock lock(mListenerMutex);
-    return mListeners.size();
 }
 
 android::status_t KVTServiceImpl::onTransact(uint32_t code, const android::Parcel& data,
@@ -111,7 +64,7 @@ android::status_t KVTServiceImpl::dump(int fd, const android::Vector<android::St
     FpsCommon::Dump(&dumper);
     mFrameGate.dump(&dumper);
     dumper.section("listeners");
-    dumper.value("registered", static_cast<int64_t>(listenerCount()));
+    dumper.value("registered", static_cast<int64_t>(mListeners->count()));
     mGate.refusals().dump(&dumper);
     LcdFpsControl::stats.dumpByPackage(&dumper);
     return WriteToReader(fd, dumper.text(), kDumpPatience);
@@ -120,14 +73,7 @@ android::status_t KVTServiceImpl::dump(int fd, const android::Vector<android::St
 void KVTServiceImpl::ReportGameFps(int32_t fps) {
     // Called outside the lock: a listener of this process may register another one meanwhile.
     // Remote ones are called one-way, so none of them keeps the next one waiting.
-    std::vector<sp<IKVTListener>> listeners;
-    {
-        MutexLock lock(mListenerMutex);
-        for (const Entry& entry : mListeners) {
-            listeners.push_back(entry.listener);
-        }
-    }
-    for (const sp<IKVTListener>& listener : listeners) {
+    for (const sp<IKVTListener>& listener : mListeners->all()) {
         listener->NotifyGameFpsToAps(fps);
     }
 }

@@ -2,13 +2,11 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
-#include <vector>
 
 #include "detect/FrameGate.h"
 #include "host/Gate.h"
+#include "host/Listeners.h"
 #include "service/KVTService.h"
-#include "sync/Mutex.h"
 
 namespace KVT {
 
@@ -28,8 +26,9 @@ class KVTServiceImpl : public KVTService {
     void ReportGameFps(int32_t fps) override;
 
     /**
-     * Serves what the gate admits. Refuses a dump that is sent one-way with INVALID_OPERATION: nobody waits for it, and the
-     * events of this object, which are one-way, would wait for its reader.
+     * Serves what the gate admits. Refuses a dump that is sent one-way with INVALID_OPERATION:
+     * nobody waits for it, and the events of this object, which are one-way, would wait for its
+     * reader.
      */
     android::status_t onTransact(uint32_t code, const android::Parcel& data, android::Parcel* reply,
                                  uint32_t flags = 0) override;
@@ -40,22 +39,12 @@ class KVTServiceImpl : public KVTService {
      */
     android::status_t dump(int fd, const android::Vector<android::String16>& args) override;
 
-    size_t listenerCount() EXCLUDES(mListenerMutex);
+    size_t listenerCount() { return mListeners->count(); }
 
   private:
-    class ListenerDeath;
-
-    void removeListener(const android::wp<android::IBinder>& binder) EXCLUDES(mListenerMutex);
-
     Gate mGate;
     FrameGate mFrameGate;
-
-    struct Entry {
-        android::sp<IKVTListener> listener;
-        android::sp<android::IBinder::DeathRecipient> death;
-    };
-    Mutex mListenerMutex;
-    std::vector<Entry> mListeners GUARDED_BY(mListenerMutex);
+    const android::sp<Listeners> mListeners = new Listeners;
 };
 
 }  // namespace KVT

@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/Listeners.h"
+
+#include <iterator>
+
+#include "host/Limits.h"
+
+namespace KVT {
+
+using android::IBinder;
+using android::IInterface;
+using android::sp;
+using android::wp;
+
+namespace {
+
+/** Whom a registration counts for: the process, or where it is not told all of its uid. */
+uint64_t OwnerOf(const Caller& caller) {
+    constexpr uint64_t kWholeUid = uint64_t{1} << 32;
+    return caller.pid != 0 ? static_cast<uint64_t>(caller.pid) : kWholeUid | caller.uid;
+}
+
+}  // namespace
+
+class Listeners::Death : public IBinder::DeathRecipient {
+  public:
+    explicit Death(Listeners* listeners) : mListeners(listeners) {}
+    void binderDied(const wp<IBinder>& who) override {
+        const sp<Listeners> listeners = mListeners.promote();
+        const sp<IBinder> binder = who.promote();
+        if (listeners != nullptr && binder != nullptr) {
+            listeners->remove(binder);
+        }
+    }
+
+  private:
+    const wp<Listeners> mListeners;
+};
+
+bool Listeners::add(const sp<IKVTListener>& listener, const Caller& caller, bool trusted) {
+    const sp<IBinder> binder = IInterface::asBinder(listener);
+    const sp<Death> death = new Death(this);
+    {
+        MutexLock lock(mMutex);
+        if (mByBinder.count(binder.get()) != 0) {
+            return true;
+        }
+        const uint64_t owner = OwnerOf(caller);
+        if (!hasRoom(owner, trusted)) {
+            return false;
+        }
+        mEntries.push_back({listener, death, owner});
+        mByBinder[binder.get()] = std::prev(mEntries.end());
+        ++mCountByOwner[owner];
+    }
+    // After the entry is there, so that a death in this very moment finds something to remove.
+    // One of this process can not be linked to, and need not be.
+    if (binder->linkToDeath(death) == android::DEAD_OBJECT) {
+        remove(binder);
+    }
+    return true;
+}
+
+bool Listeners::hasRoom(uint64_t owner, bool trusted) const {
+    if (trusted) {
+        return mEntries.size() < kMostListeners;
+    }
+    const auto found = mCountByOwner.find(owner);
+    return mEntries.size() < kMostListeners - kListenersKeptForTrusted &&
+           (found == mCountByOwner.end() || found->second < kMostListenersOfCaller);
+}
+
+void Listeners::remove(const sp<IBinder>& binder) {
+    Entries removed;  // released behind the lock
+    {
+        MutexLock lock(mMutex);
+        const auto found = mByBinder.find(binder.get());
+        if (found == mByBinder.end()) {
+            return;
+        }
+        const auto counted = mCountByOwner.find(found->second->owner);
+        if (--counted->second == 0) {
+            mCountByOwner.erase(counted);
+        }
+        removed.splice(removed.end(), mEntries, found->second);
+        mByBinder.erase(found);
+    }
+    binder->unlinkToDeath(removed.front().death);
+}
+
+std::vector<sp<IKVTListener>> Listeners::all() {
+    MutexLock lock(mMutex);
+    std::vector<sp<IKVTListener>> listeners;
+    listeners.reserve(mEntries.size());
+    for (const Entry& entry : mEntries) {
+        listeners.push_back(entry.listener);
+    }
+    return listeners;
+}
+
+size_t Listeners::count() {
+    MutexLock lock(mMutex);
+    return mEntries.size();
+}
+
+}  // namespace KVT
