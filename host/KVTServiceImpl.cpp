@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/KVTServiceImpl.h"
 
-#include <chrono>
-
 #include "detect/FrameRefreshDetect.h"
 #include "display/LcdFpsControl.h"
+#include "host/Limits.h"
 #include "host/ReaderWrite.h"
 #include "host/TextDumper.h"
 #include "policy/FpsCommon.h"
@@ -14,16 +13,6 @@
 namespace KVT {
 
 using android::sp;
-
-namespace {
-
-/**
- * For a whole dump: a reader takes 64 kB in milliseconds even on a loaded phone, and the thread is
- * wanted for events.
- */
-constexpr std::chrono::seconds kDumpPatience{2};
-
-}  // namespace
 
 int32_t KVTServiceImpl::RegisterListener(const sp<IKVTListener>& listener) {
     if (listener == nullptr) {
@@ -60,14 +49,17 @@ android::status_t KVTServiceImpl::onTransact(uint32_t code, const android::Parce
 }
 
 android::status_t KVTServiceImpl::dump(int fd, const android::Vector<android::String16>&) {
-    TextDumper dumper;
-    FpsCommon::Dump(&dumper);
-    mFrameGate.dump(&dumper);
-    dumper.section("listeners");
-    dumper.value("registered", static_cast<int64_t>(mListeners->count()));
-    mGate.refusals().dump(&dumper);
-    LcdFpsControl::stats.dumpByPackage(&dumper);
-    return WriteToReader(fd, dumper.text(), kDumpPatience);
+    const auto gather = [this] {
+        TextDumper dumper;
+        FpsCommon::Dump(&dumper);
+        mFrameGate.dump(&dumper);
+        dumper.section("listeners");
+        dumper.value("registered", static_cast<int64_t>(mListeners->count()));
+        mGate.refusals().dump(&dumper);
+        LcdFpsControl::stats.dumpByPackage(&dumper);
+        return dumper.text();
+    };
+    return WriteToReader(fd, Caller::Current().uid, gather, kDumpPatience);
 }
 
 void KVTServiceImpl::ReportGameFps(int32_t fps) {

@@ -14,14 +14,17 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
 #include <future>
 #include <iterator>
 #include <memory>
+#include <mutex>
 #include <system_error>
 #include <thread>
+
+#include "host/Limits.h"
 
 namespace KVT {
 
@@ -32,19 +35,42 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/** Counts the writes under way, those left behind included. */
+/** One of the writes that may be under way at a time, those left behind included. */
 class Place {
   public:
-    Place() : mTaken(sTaken.fetch_add(1) < kMostReaderWrites) {}
-    ~Place() { sTaken.fetch_sub(1); }
+    explicit Place(uid_t reader) {
+        const std::lock_guard lock(sMutex);
+        if (std::count_if(std::begin(sPlaces), std::end(sPlaces), [reader](const Taken& place) {
+                return place.taken && place.reader == reader;
+            }) >= static_cast<ptrdiff_t>(kMostDumpsOfUid)) {
+            return;
+        }
+        mPlace = std::find_if_not(std::begin(sPlaces), std::end(sPlaces),
+                                  [](const Taken& place) { return place.taken; });
+        if (taken()) {
+            *mPlace = {true, reader};
+        }
+    }
+    ~Place() {
+        const std::lock_guard lock(sMutex);
+        if (taken()) {
+            mPlace->taken = false;
+        }
+    }
     Place(const Place&) = delete;
     Place& operator=(const Place&) = delete;
 
-    bool taken() const { return mTaken; }
+    bool taken() const { return mPlace != std::end(sPlaces); }
 
   private:
-    static inline std::atomic<size_t> sTaken{0};
-    const bool mTaken;
+    struct Taken {
+        bool taken;
+        uid_t reader;
+    };
+    // Outlive the threads that are left behind: nothing destroys them.
+    static inline std::mutex sMutex;
+    static inline Taken sPlaces[kMostDumps];
+    Taken* mPlace = std::end(sPlaces);
 };
 
 /** Calls push(begin) for what is left, each time that the descriptor may take some. */
@@ -119,7 +145,8 @@ status_t Push(const unique_fd fd, mode_t kind, const std::string& text,
 
 }  // namespace
 
-status_t WriteToReader(int fd, std::string text, std::chrono::milliseconds patience) {
+status_t WriteToReader(int fd, uid_t reader, const std::function<std::string()>& gather,
+                       std::chrono::milliseconds patience) {
     const Clock::time_point deadline = Clock::now() + patience;
     struct stat about {};
     if (fstat(fd, &about) != 0) {
@@ -129,7 +156,7 @@ status_t WriteToReader(int fd, std::string text, std::chrono::milliseconds patie
     if (kind != S_IFIFO && kind != S_IFSOCK && !(kind == S_IFREG && IsLocal(fd))) {
         return android::BAD_TYPE;
     }
-    auto place = std::make_unique<Place>();
+    auto place = std::make_unique<Place>(reader);
     if (!place->taken()) {
         return android::WOULD_BLOCK;
     }
@@ -138,7 +165,7 @@ status_t WriteToReader(int fd, std::string text, std::chrono::milliseconds patie
         return android::NO_MEMORY;
     }
     std::packaged_task<status_t()> task([own = std::move(own), place = std::move(place), kind,
-                                         text = std::move(text), deadline]() mutable {
+                                         text = gather(), deadline]() mutable {
         const std::unique_ptr<Place> untilHere = std::move(place);
         return Push(std::move(own), kind, text, deadline);
     });

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "common/Dumper.h"
+#include "host/Limits.h"
 
 namespace KVT {
 
@@ -15,13 +16,13 @@ namespace KVT {
  */
 class TextDumper : public Dumper {
   public:
-    /** What a pipe takes at once. Further lines are left out; the last one then says how many. */
-    static constexpr size_t kMostText = size_t{64} * 1024;
+    /** Further lines are left out; the last one then says how many. */
+    static constexpr size_t kMostText = kMostDumpBytes;
     /**
-     * A name of a package may be 255 bytes long, and what stands around it as long as a third of
-     * that. Of a longer name or value the middle is left out, for the mark kLeftOut.
+     * What stands around the name of a package may be as long as a third of the longest one. Of a
+     * longer name or value the middle is left out, for the mark kLeftOut.
      */
-    static constexpr size_t kLongestPart = 340;
+    static constexpr size_t kLongestPart = kMostNameBytes * 4 / 3;
     static constexpr const char* kLeftOut = "...";
 
     using Dumper::value;

@@ -22,6 +22,11 @@ constexpr milliseconds kPatience{100};
 // More than any pipe or socket takes without a reader.
 const std::string kText = std::string(1 << 20, 'x') + "end";
 
+constexpr uid_t kReader = 2000;
+std::string Gather() {
+    return kText;
+}
+
 struct Ends {
     unique_fd reader;
     unique_fd writer;
@@ -38,14 +43,15 @@ TEST(ReaderWriteTest, GivesTheWholeTextToWhoReads) {
         Ends ends = Open(socket);
         std::string read;
         auto reading = std::async([&] { android::base::ReadFdToString(ends.reader, &read); });
-        EXPECT_EQ(WriteToReader(ends.writer.get(), kText, milliseconds(10'000)), android::OK);
+        EXPECT_EQ(WriteToReader(ends.writer.get(), kReader, Gather, milliseconds(10'000)),
+                  android::OK);
         ends.writer.reset();
         reading.get();
         EXPECT_TRUE(read == kText) << read.size();
     }
     TemporaryFile file;
     std::string read;
-    EXPECT_EQ(WriteToReader(file.fd, kText, milliseconds(10'000)), android::OK);
+    EXPECT_EQ(WriteToReader(file.fd, kReader, Gather, milliseconds(10'000)), android::OK);
     EXPECT_TRUE(android::base::ReadFileToString(file.path, &read));
     EXPECT_TRUE(read == kText) << read.size();
 }
@@ -75,7 +81,7 @@ TEST(ReaderWriteTest, GivesUpWhoDoesNotRead) {
     };
     for (const auto& row : rows) {
         const int flags = fcntl(row.fd, F_GETFL);
-        EXPECT_EQ(WriteToReader(row.fd, kText, kPatience), row.status) << row.name;
+        EXPECT_EQ(WriteToReader(row.fd, kReader, Gather, kPatience), row.status) << row.name;
         EXPECT_EQ(fcntl(row.fd, F_GETFL), flags) << row.name;
     }
 }
@@ -87,7 +93,7 @@ TEST(ReaderWriteTest, HasOneDeadlineForAllOfAText) {
             poll(nullptr, 0, 5);
         }
     });
-    EXPECT_EQ(WriteToReader(ends.writer.get(), kText, kPatience), android::TIMED_OUT);
+    EXPECT_EQ(WriteToReader(ends.writer.get(), kReader, Gather, kPatience), android::TIMED_OUT);
     ends.writer.reset();
     reading.get();
 }
@@ -95,19 +101,29 @@ TEST(ReaderWriteTest, HasOneDeadlineForAllOfAText) {
 TEST(ReaderWriteTest, HoldsFewThreadsAtATime) {
     std::vector<Ends> pipes;
     std::vector<std::future<android::status_t>> writes;
-    for (size_t i = 0; i < kMostReaderWrites; ++i) {
+    for (const uid_t reader : {0, 1000, 2000, 2000}) {
         const int fd = pipes.emplace_back(Open()).writer.get();
-        writes.push_back(std::async(std::launch::async, [fd] {
-            return WriteToReader(fd, kText, std::chrono::seconds(100));
+        writes.push_back(std::async(std::launch::async, [fd, reader] {
+            return WriteToReader(fd, reader, Gather, std::chrono::seconds(100));
         }));
         char first;
         EXPECT_EQ(read(pipes.back().reader.get(), &first, 1), 1) << "under way";
     }
     const Ends extra = Open();
-    EXPECT_EQ(WriteToReader(extra.writer.get(), kText, kPatience), android::WOULD_BLOCK);
+    bool gathered = false;
+    const auto write = [&](uid_t reader) {
+        const auto gather = [&gathered] {
+            gathered = true;
+            return kText;
+        };
+        return WriteToReader(extra.writer.get(), reader, gather, kPatience);
+    };
+    EXPECT_EQ(write(1000), android::WOULD_BLOCK) << "four are under way";
     pipes[0].reader.reset();
     EXPECT_EQ(writes[0].get(), -EIO);
-    EXPECT_EQ(WriteToReader(extra.writer.get(), kText, kPatience), android::TIMED_OUT);
+    EXPECT_EQ(write(2000), android::WOULD_BLOCK) << "of which one reader has two";
+    EXPECT_FALSE(gathered);
+    EXPECT_EQ(write(1000), android::TIMED_OUT);
     for (Ends& ends : pipes) {
         ends.reader.reset();
     }
