@@ -10,11 +10,13 @@
 #include <cstdlib>
 #include <iostream>
 #include <thread>
+#include <vector>
 
 #include "common/Paths.h"
 #include "detect/GameFpsDetect.h"
 #include "host/AwaitServiceManager.h"
 #include "host/CommandLine.h"
+#include "host/Gate.h"
 #include "host/KVTServiceImpl.h"
 #include "policy/FpsCommon.h"
 
@@ -29,6 +31,7 @@ constexpr int kUsage = 2;
 
 struct Options {
     Paths paths;
+    CallerUids uids;
     bool systemLog = false;
     bool verbose = false;
 };
@@ -66,7 +69,7 @@ int Serve(const Options& options) {
     }
     SetPaths(options.paths);
     FpsCommon::Init();
-    const sp<KVTServiceImpl> service = new KVTServiceImpl;
+    const sp<KVTServiceImpl> service = new KVTServiceImpl(options.uids);
     GameFpsDetect::GetInstance()->AttachService(service);
     if (manager->addService(IKVTService::descriptor, service) != android::OK) {
         std::cerr << "kvtd: the service manager refuses the service\n";
@@ -88,6 +91,12 @@ int RunKvtd(int argc, const char* const* argv) {
         ->capture_default_str();
     app.add_option("--cpuset", options.paths.vipCpus, "file with the CPUs of the vip set")
         ->capture_default_str();
+    const auto addUids = [&app](const char* name, std::vector<uid_t>* uids, const char* meaning) {
+        app.add_option(name, *uids, meaning)->delimiter(',')->capture_default_str();
+    };
+    addUids("--framework-uids", &options.uids.framework, "who may send the framework's events");
+    addUids("--compositor-uids", &options.uids.compositor, "who may send the compositor's");
+    addUids("--observer-uids", &options.uids.observers, "who may see the dump besides those");
     app.add_flag("--system-log", options.systemLog,
                  "log to the phone's log, not to standard error");
     app.add_flag("--verbose", options.verbose, "log debug lines, too");
