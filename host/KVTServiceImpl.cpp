@@ -38,14 +38,15 @@ int32_t KVTServiceImpl::UnRegisterListener(const sp<IKVTListener>& listener) {
 
 android::status_t KVTServiceImpl::onTransact(uint32_t code, const android::Parcel& data,
                                              android::Parcel* reply, uint32_t flags) {
-    if (const android::status_t status = mGate.admit(Caller::Current(), code, data);
-        status != android::OK) {
+    const Caller caller = Caller::Current();
+    if (const android::status_t status = mGate.admit(caller, code, data); status != android::OK) {
         return status;
     }
     if (code == DUMP_TRANSACTION && (flags & FLAG_ONEWAY) != 0) {
         return android::INVALID_OPERATION;
     }
-    return KVTService::onTransact(code, data, reply, flags);
+    return mOwners.serve(caller, code, data,
+                         [&] { return KVTService::onTransact(code, data, reply, flags); });
 }
 
 android::status_t KVTServiceImpl::dump(int fd, const android::Vector<android::String16>&) {
@@ -55,6 +56,7 @@ android::status_t KVTServiceImpl::dump(int fd, const android::Vector<android::St
         mFrameGate.dump(&dumper);
         dumper.section("listeners");
         dumper.value("registered", static_cast<int64_t>(mListeners->count()));
+        mOwners.dump(&dumper);
         mGate.refusals().dump(&dumper);
         LcdFpsControl::stats.dumpByPackage(&dumper);
         return dumper.text();

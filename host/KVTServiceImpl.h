@@ -6,6 +6,7 @@
 #include "detect/FrameGate.h"
 #include "host/Gate.h"
 #include "host/Listeners.h"
+#include "host/StateOwners.h"
 #include "service/KVTService.h"
 
 namespace KVT {
@@ -43,6 +44,7 @@ class KVTServiceImpl : public KVTService {
 
   private:
     Gate mGate;
+    StateOwners mOwners{mGate.refusals()};
     FrameGate mFrameGate;
     const android::sp<Listeners> mListeners = new Listeners;
 };
