@@ -310,7 +310,7 @@ constexpr size_t RowOf(uint32_t code) {
     }
     return row;
 }
-static_assert([] {
+static_assert([]() -> bool {
     for (size_t row = 1; row < std::size(kTransactions); ++row) {
         if (kTransactions[row - 1].code >= kTransactions[row].code) {
             return false;
