@@ -6,6 +6,7 @@
 #include "display/LcdFpsControl.h"
 #include "linux/vendor/Protocol.h"
 #include "tests/support/Phone.h"
+#include "tests/support/Remote.h"
 
 namespace KVT {
 namespace {
@@ -159,6 +160,56 @@ TEST_F(Display, DiesWithTheServiceInTheMiddleOfACall) {
     fakes.panel->behave(&Behaviour::vanished, true);
     for (const auto& c : cases) {
         EXPECT_EXIT(c.call(), testing::KilledBySignal(SIGABRT), c.fault);
+    }
+}
+
+TEST_F(Display, OutlivesAFailedCall) {
+    const struct {
+        android::status_t status;
+        int failures;  // of each request, before one gets through
+        bool isLost;
+    } cases[] = {
+        {android::FAILED_TRANSACTION, 3, false}, {android::FAILED_TRANSACTION, 99, true},
+        {android::NO_MEMORY, 99, true},          {android::UNKNOWN_TRANSACTION, 99, true},
+        {android::BAD_TYPE, 99, true},
+    };
+    const sp<android::IBinder> panel =
+        android::defaultServiceManager()->checkService(android::String16(vendor::kDisplayService));
+    android::status_t status = android::OK;
+    int failures = 0;
+    fakes.withdraw(vendor::kDisplayService);
+    android::defaultServiceManager()->addService(
+        android::String16(vendor::kDisplayService),
+        new Remote([&](uint32_t code, const android::Parcel& data, android::Parcel* reply,
+                       uint32_t flags) {
+            return failures-- > 0 ? status : panel->transact(code, data, reply, flags);
+        }));
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.status);
+        failures = 0;
+        const sp<DisplayFreqClient> client = new DisplayFreqClient;
+        logs.take();
+        status = c.status;
+        failures = c.failures;
+        EXPECT_EQ(client->SetFreq("90", false), c.isLost ? -1 : 0);
+        failures = c.failures;
+        EXPECT_EQ(client->GetCurrentFreq(), c.isLost ? "" : "90");
+        EXPECT_EQ(client->IsDynamicFreq(), !c.isLost);
+        DisplayService::getInstance().DisplayServiceDied();
+        failures = c.failures;
+        EXPECT_EQ(DisplayService::getInstance().GetDisplayService() == nullptr, c.isLost);
+        const std::string code = std::to_string(c.status);
+        const std::vector<std::string> lines = {
+            "E/zrdisplay: request 3 failed: status " + code,
+            "E/KVTService: DisplayFreqClient: setDisplayFps error, freqIndex: 4, ret: " + code,
+            "E/zrdisplay: request 2 failed: status " + code,
+            "E/KVTService: DisplayFreqClient: displayGetFps fail, ret: " + code,
+            "E/zrdisplay: request 1 failed: status " + code,
+            "E/KVTService: DisplayService: cast IDisplayV1_1 fail",
+        };
+        EXPECT_EQ(logs.take(), c.isLost ? lines : std::vector<std::string>{});
+        failures = 0;
+        EXPECT_EQ(client->SetFreq("60", false), 0) << "the next change is asked for again";
     }
 }
 

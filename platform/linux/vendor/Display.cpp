@@ -1,14 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <binder/IServiceManager.h>
 #include <binder/Parcel.h>
+#include <log/log.h>
 #include <vendor/norvik/hardware/zrdisplay/1.1/IDisplay.h>
 
 #include "linux/vendor/DeathLink.h"
 #include "linux/vendor/Protocol.h"
+#include "sync/Clock.h"
 
 namespace vendor::norvik::hardware::zrdisplay {
 namespace {
 
+using android::DEAD_OBJECT;
+using android::FAILED_TRANSACTION;
 using android::IBinder;
 using android::OK;
 using android::Parcel;
@@ -17,7 +21,11 @@ using android::status_t;
 using android::hardware::hidl_death_recipient;
 using android::hardware::Return;
 
-/** The display service behind a binder. */
+// A receive buffer is full only while others hold parts of it, and every request can be repeated.
+constexpr int kAttempts = 4;
+constexpr int64_t kPauseNs = 5 * KVT::kNsPerMs;
+
+/** The display service behind a binder. Only its death is a failure of the transport. */
 class DisplayProxy : public V1_1::IDisplay {
   public:
     explicit DisplayProxy(const sp<IBinder>& remote) : mRemote(remote), mDeathLinks(remote) {}
@@ -27,22 +35,23 @@ class DisplayProxy : public V1_1::IDisplay {
     }
 
     Return<bool> hasVersion11() {
-        Parcel data;
         Parcel reply;
-        const status_t status = mRemote->transact(KVT::vendor::kDisplayHasVersion11, data, &reply);
-        return status == OK ? Return<bool>(reply.readBool()) : Return<bool>::failed(status);
+        const status_t status = call(KVT::vendor::kDisplayHasVersion11, {}, &reply);
+        return status == DEAD_OBJECT ? Return<bool>::failed(status)
+                                     : Return<bool>(status == OK && reply.readBool());
     }
 
+    /** A request that failed is told as a code of its own: the status, which is never 0. */
     Return<void> displayGetFps(int32_t selector, displayGetFps_cb callback) override {
         Parcel data;
         Parcel reply;
         data.writeInt32(selector);
-        const status_t status = mRemote->transact(KVT::vendor::kDisplayGetFps, data, &reply);
-        if (status != OK) {
+        const status_t status = call(KVT::vendor::kDisplayGetFps, data, &reply);
+        if (status == DEAD_OBJECT) {
             return Return<void>::failed(status);
         }
-        const auto ret = static_cast<V1_1::DISPLAY_RET>(reply.readInt32());
-        callback(ret, reply.readString8().string());
+        const auto ret = static_cast<V1_1::DISPLAY_RET>(status == OK ? reply.readInt32() : status);
+        callback(ret, status == OK ? reply.readString8().string() : "");
         return {};
     }
 
@@ -50,11 +59,24 @@ class DisplayProxy : public V1_1::IDisplay {
         Parcel data;
         Parcel reply;
         data.writeInt32(index);
-        const status_t status = mRemote->transact(KVT::vendor::kDisplaySetFps, data, &reply);
-        return status == OK ? Return<int32_t>(reply.readInt32()) : Return<int32_t>::failed(status);
+        const status_t status = call(KVT::vendor::kDisplaySetFps, data, &reply);
+        return status == DEAD_OBJECT ? Return<int32_t>::failed(status)
+                                     : Return<int32_t>(status == OK ? reply.readInt32() : status);
     }
 
   private:
+    status_t call(uint32_t code, const Parcel& data, Parcel* reply) {
+        status_t status = mRemote->transact(code, data, reply);
+        for (int i = 1; i < kAttempts && status == FAILED_TRANSACTION; ++i) {
+            KVT::SleepFor(kPauseNs);
+            status = mRemote->transact(code, data, reply);
+        }
+        if (status != OK && status != DEAD_OBJECT) {
+            ALOG(LOG_ERROR, "zrdisplay", "request %u failed: status %d", code, status);
+        }
+        return status;
+    }
+
     const sp<IBinder> mRemote;
     KVT::vendor::DeathLinks mDeathLinks;
 };
