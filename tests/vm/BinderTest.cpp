@@ -30,6 +30,9 @@ enum Work : uint32_t {
     kPing,      // binder; the call's status is that of a ping
     kPid,       // -> int32 pid of the workshop
     kMeet,      // int32 n; waits until n calls wait together
+    kBounce,    // binder; calls it in turn, until a call is refused; each then notes that one-way
+    kNote,      // one-way
+    kNotes,     // -> int32 how many there were
 };
 
 /** A service to play with. */
@@ -46,6 +49,13 @@ class Workshop : public BBinder {
             case kMeet:
                 meet(data.readInt32());
                 return OK;
+            case kBounce:
+                return bounce(data.readStrongBinder());
+            case kNote:
+                ++mNotes;
+                return OK;
+            case kNotes:
+                return reply->writeInt32(mNotes);
             default:
                 return BBinder::onTransact(code, data, reply, flags);
         }
@@ -60,6 +70,16 @@ class Workshop : public BBinder {
         mMet.signal();  // each wakes the next
     }
 
+    status_t bounce(const sp<IBinder>& peer) {
+        Parcel data;
+        Parcel reply;
+        data.writeStrongBinder(this);
+        const status_t status = peer->transact(kBounce, data, &reply);
+        EXPECT_TRUE(status == OK || status == FAILED_TRANSACTION) << status;
+        return peer->transact(kNote, data, nullptr, FLAG_ONEWAY);
+    }
+
+    std::atomic<int32_t> mNotes{0};
     Mutex mMutex;
     Condition mMet GUARDED_BY(mMutex);
     int32_t mWaiting GUARDED_BY(mMutex) = 0;
@@ -126,6 +146,24 @@ TEST_F(BinderVm, ServesWhileItWaits) {
         Parcel reply;
         data.writeStrongBinder(new Workshop);
         EXPECT_EQ(Shop()->transact(kPing, data, &reply), OK);
+    });
+}
+
+TEST_F(BinderVm, GoesOnAfterCallsThatNestedTooDeep) {
+    InProcess([] {
+        const sp<IBinder> shop = Shop();
+        const sp<Workshop> own = new Workshop;
+        for (int32_t round = 1; round <= 3; ++round) {
+            Parcel data;
+            Parcel reply;
+            data.writeStrongBinder(own);
+            EXPECT_EQ(shop->transact(kBounce, data, &reply), OK);
+            // As deep as the shop serves, and each call from here was followed by a note.
+            constexpr int32_t kDeepest = 100;
+            EXPECT_TRUE(Eventually([&] {
+                return Call(shop, kNotes, &reply).readInt32() == round * kDeepest;
+            })) << Call(shop, kNotes, &reply).readInt32();
+        }
     });
 }
 

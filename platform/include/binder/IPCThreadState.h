@@ -101,6 +101,7 @@ class IPCThreadState {
     void serve(const binder_transaction_data& transaction);
     void sendReply(const Parcel& reply);
     void refuse(const binder_transaction_data& transaction);
+    bool takeRefusalsCompletion();
     bool receive(const binder_transaction_data& transaction, Parcel* parcel);
     static void FreeBuffer(Parcel* parcel, const uint8_t* data, size_t dataSize,
                            const binder_size_t* objects, size_t objectsCount, void* cookie);
@@ -139,6 +140,9 @@ class IPCThreadState {
     uid_t mCallingUid;
     status_t mLastError = OK;
     int mServing = 0;
+    // Refusals are not waited for: whose turn it is to read that one was taken, must not take that
+    // for word of a call of its own.
+    int mRefusalsUnderWay = 0;
     bool mIsLooper = false;
 };
 

@@ -29,7 +29,9 @@ status_t IPCThreadState::executeCommand(uint32_t command) {
     switch (command) {
         case BR_OK:
         case BR_NOOP:
+            return OK;
         case BR_TRANSACTION_COMPLETE:
+            takeRefusalsCompletion();
             return OK;
         case BR_ERROR: {
             int32_t error = OK;

@@ -89,6 +89,10 @@ status_t IPCThreadState::waitForResponse(Parcel* reply) {
         }
         switch (command) {
             case BR_TRANSACTION_COMPLETE:
+                if (!takeRefusalsCompletion() && reply == nullptr) {
+                    return OK;
+                }
+                break;
             case BR_ONEWAY_SPAM_SUSPECT:
             case kBrTransactionPendingFrozen:
                 if (reply == nullptr) {
@@ -209,7 +213,19 @@ void IPCThreadState::refuse(const binder_transaction_data& transaction) {
         data.setError(kRefused);
         queueTransaction(BC_REPLY, 0, -1, 0, data, &kRefused);
     }
-    sendCommands(false);
+    const bool isSent = sendCommands(false) == OK;
+    if (isSent && (transaction.flags & TF_ONE_WAY) == 0) {
+        ++mRefusalsUnderWay;
+    }
+}
+
+/** @return whether the driver's word that it has taken something is about a refusal */
+bool IPCThreadState::takeRefusalsCompletion() {
+    if (mRefusalsUnderWay == 0) {
+        return false;
+    }
+    --mRefusalsUnderWay;
+    return true;
 }
 
 /** @return false when the driver's numbers do not add up; what can be given back, is */

@@ -272,6 +272,35 @@ TEST_F(KernelCalls, DoNotNestForEver) {
     EXPECT_EQ(refusal.data, FromHex("02000080")) << "FAILED_TRANSACTION";
 }
 
+TEST_F(KernelCalls, AreNotEndedByWhatEndsARefusedOne) {
+    constexpr size_t kDeepest = 100;
+    std::vector<status_t> oneWay;
+    mObject->onCall = [&](const Parcel&, Parcel*) {
+        if (mObject->calls.size() < kDeepest) {
+            return call(nullptr);
+        }
+        oneWay = {call(nullptr, IBinder::FLAG_ONEWAY), call(nullptr, IBinder::FLAG_ONEWAY)};
+        return status_t{OK};
+    };
+    mDriver.onCommand = [this](const FakeDriver::Command& command) -> std::optional<Answer> {
+        if (command.code == BC_REPLY) {
+            return Answer().add(BR_TRANSACTION_COMPLETE);
+        }
+        if (command.code != BC_TRANSACTION) {
+            return std::nullopt;
+        }
+        if (mDriver.count(BC_REPLY) > 0) {
+            mDriver.answer(Answer().add(BR_FAILED_REPLY));  // behind what waits
+            return std::nullopt;
+        }
+        const bool isOneWay = command.as<binder_transaction_data>().flags & TF_ONE_WAY;
+        const Answer next = Answer().add(BR_TRANSACTION, callOf(mObject));
+        return isOneWay ? Answer(next).add(BR_TRANSACTION_COMPLETE) : next;
+    };
+    call(nullptr);
+    EXPECT_EQ(oneWay, (std::vector<status_t>{OK, FAILED_TRANSACTION}));
+}
+
 TEST_F(KernelCalls, CarryADumpsDescriptorAndArguments) {
     Vector<String16> arguments;
     arguments.add(String16("-a"));
