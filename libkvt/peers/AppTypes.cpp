@@ -41,7 +41,7 @@ std::optional<int32_t> AskForType(const sp<IBinder>& classifier, const std::stri
 }  // namespace
 
 Mutex AppTypes::appTypeMapMutex;
-std::unordered_map<std::string, int32_t> AppTypes::appTypeMap;
+RememberedPackages<int32_t> AppTypes::appTypeMap;
 sp<IServiceManager> AppTypes::sm;
 sp<IBinder> AppTypes::service;
 
@@ -56,7 +56,7 @@ void AppTypes::ConnectClassifier() {
 
 void AppTypes::RememberType(const std::string& pkg, int32_t type) {
     MutexLock lock(appTypeMapMutex);
-    appTypeMap.emplace(pkg, type);
+    appTypeMap.keep(pkg, type);
 }
 
 int32_t AppTypes::GetPkgTypeByICMSManager(const std::string& pkg) {
@@ -64,8 +64,8 @@ int32_t AppTypes::GetPkgTypeByICMSManager(const std::string& pkg) {
     sp<IBinder> classifier;
     {
         MutexLock lock(appTypeMapMutex);
-        if (const auto found = appTypeMap.find(pkg); found != appTypeMap.end()) {
-            return found->second;
+        if (const auto known = appTypeMap.find(pkg); known.has_value()) {
+            return *known;
         }
         manager = sm;
         classifier = service;
@@ -95,14 +95,17 @@ int32_t AppTypes::GetPkgTypeByICMSManager(const std::string& pkg) {
     // An answer out of range is remembered as unknown, so that it is not asked for again.
     const int32_t type = IsKnownType(*answer) ? *answer : kTypeUnknown;
     MutexLock lock(appTypeMapMutex);
-    appTypeMap[pkg] = type;
+    appTypeMap.put(pkg, type);
     return type;
 }
 
-int32_t AppTypes::CachedType(const std::string& pkg) {
+std::optional<int32_t> AppTypes::RememberedType(const std::string& pkg) {
     MutexLock lock(appTypeMapMutex);
-    const auto found = appTypeMap.find(pkg);
-    return found == appTypeMap.end() ? kTypeUnknown : found->second;
+    return appTypeMap.find(pkg);
+}
+
+int32_t AppTypes::CachedType(const std::string& pkg) {
+    return RememberedType(pkg).value_or(kTypeUnknown);
 }
 
 }  // namespace KVT

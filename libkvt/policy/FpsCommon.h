@@ -7,6 +7,7 @@
 #include <unordered_set>
 
 #include "common/Codes.h"
+#include "common/RememberedPackages.h"
 #include "config/ConfigTables.h"
 #include "peers/AppTypes.h"
 #include "peers/CompositorNotices.h"
@@ -141,8 +142,8 @@ class FpsCommon : public PolicyState,
     static std::unordered_set<std::string> visibleAppSet GUARDED_BY(decisionMutex);
     static std::string fingerprintPkgName GUARDED_BY(decisionMutex);
 
-    /** Codes by setting and package; a package keeps its code for the life of the process. */
-    using CodeCache = std::unordered_map<int32_t, std::unordered_map<std::string, int32_t>>;
+    /** Codes by setting and package; a package keeps its code while it is remembered. */
+    using CodeCache = std::unordered_map<int32_t, RememberedPackages<int32_t>>;
     static Mutex codeCacheMutex ACQUIRED_AFTER(decisionMutex);
     static CodeCache appCodeCache GUARDED_BY(codeCacheMutex);
     static CodeCache gameCodeCache GUARDED_BY(codeCacheMutex);

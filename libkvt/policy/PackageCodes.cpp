@@ -9,14 +9,11 @@
 namespace KVT {
 namespace {
 
-std::optional<int32_t> FindCode(const FpsCommon::CodeCache& cache, int32_t setting,
+/** @param cache in which the package counts as looked at */
+std::optional<int32_t> FindCode(FpsCommon::CodeCache& cache, int32_t setting,
                                 const std::string& pkg) {
     const auto row = cache.find(setting);
-    if (row == cache.end()) {
-        return std::nullopt;
-    }
-    const auto found = row->second.find(pkg);
-    return found == row->second.end() ? std::nullopt : std::optional(found->second);
+    return row == cache.end() ? std::nullopt : row->second.find(pkg);
 }
 
 }  // namespace
@@ -31,7 +28,9 @@ int32_t FpsCommon::GetGameCode(const std::string& pkg) {
     if (const auto cached = FindCode(gameCodeCache, setting, pkg); cached.has_value()) {
         return *cached;
     }
-    return gameCodeCache[setting][pkg] = ChooseGameCode(tables, setting, pkg).code;
+    const int32_t code = ChooseGameCode(tables, setting, pkg).code;
+    gameCodeCache[setting].put(pkg, code);
+    return code;
 }
 
 int32_t FpsCommon::GetAppCode(const std::string& pkg, int32_t type) {
@@ -40,7 +39,9 @@ int32_t FpsCommon::GetAppCode(const std::string& pkg, int32_t type) {
     if (const auto cached = FindCode(appCodeCache, setting, pkg); cached.has_value()) {
         return *cached;
     }
-    return appCodeCache[setting][pkg] = ChooseAppCode(tables, setting, pkg, type).code;
+    const int32_t code = ChooseAppCode(tables, setting, pkg, type).code;
+    appCodeCache[setting].put(pkg, code);
+    return code;
 }
 
 int32_t FpsCommon::PeekCode(const std::string& pkg, int32_t type) {
