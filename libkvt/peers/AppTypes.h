@@ -28,7 +28,7 @@ class AppTypes {
 
     /**
      * Type of a package: remembered, or asked of the service, however long it takes; -1 when
-     * unknown.
+     * unknown. The policy has it asked by TypeAsker.
      */
     static int32_t GetPkgTypeByICMSManager(const std::string& pkg) EXCLUDES(appTypeMapMutex);
     /** As it is known here, -1 being an answer, too; nobody is asked. */

@@ -10,6 +10,7 @@
 #include "detect/GameFpsDetect.h"
 #include "display/LcdFpsControl.h"
 #include "peers/CompositorNotices.h"
+#include "peers/TypeAsker.h"
 #include "policy/FpsCommon.h"
 #include "state/PolicyState.h"
 #include "strategy/GameDynamicFps.h"
@@ -46,6 +47,7 @@ void Consequences::Connect() {
     LcdFpsControl::SetObserver(GetInstance());
     GameFpsDetect::GetInstance()->SetRateListener(GetInstance());
     XmlParser::SetOwner(GetInstance());
+    TypeAsker::GetInstance()->SetListener(GetInstance());
 }
 
 void Consequences::onFrameNeeded() {
@@ -80,6 +82,10 @@ void Consequences::onSlideModel(const std::string& text) {
 
 void Consequences::onParticalCompose(bool enabled) {
     LcdFpsControl::particalComposeEnabled = enabled;
+}
+
+void Consequences::onTypesLearned(const std::vector<std::string>& pkgs) {
+    FpsCommon::OnTypesLearned(pkgs);
 }
 
 }  // namespace KVT

@@ -4,18 +4,22 @@
 #include "config/ConfigOwner.h"
 #include "detect/GameRateListener.h"
 #include "display/RateObserver.h"
+#include "peers/TypeListener.h"
 
 namespace KVT {
 
 /**
- * What follows from what display, detection and configuration report: they know nobody above them,
- * and this passes on what they say.
+ * What follows from what display, detection, configuration and the classification service's asker
+ * report: they know nobody above them, and this passes on what they say.
  */
-class Consequences : public RateObserver, public GameRateListener, public ConfigOwner {
+class Consequences : public RateObserver,
+                     public GameRateListener,
+                     public ConfigOwner,
+                     public TypeListener {
   public:
     static Consequences* GetInstance();
 
-    /** Has the three of them report here. Before any of them is used. */
+    /** Has all of them report here. Before any of them is used. */
     static void Connect();
 
     void onFrameNeeded() override;
@@ -24,6 +28,7 @@ class Consequences : public RateObserver, public GameRateListener, public Config
     void onCompositionParams(const CompositionParams& params) override;
     void onSlideModel(const std::string& text) override;
     void onParticalCompose(bool enabled) override;
+    void onTypesLearned(const std::vector<std::string>& pkgs) override;
 
   private:
     Consequences();

@@ -15,7 +15,6 @@ namespace KVT {
 
 DecisionLog FpsCommon::decisions;
 Mutex FpsCommon::decisionMutex;
-std::unordered_set<std::string> FpsCommon::unanswered;
 
 void FpsCommon::DoWithForeAppSwitch() {
     Event event;
@@ -29,11 +28,13 @@ void FpsCommon::DoWithForeAppSwitchInternal() {
 
 Decision FpsCommon::Decide() {
     Event event;
+    LearnForeground(kInAnyCase);
     return FindDecision();
 }
 
 void FpsCommon::RunDecision(When when) {
-    if (when == kUnlessUnlocking && fingerprintStatus != 0) {
+    LearnForeground(when);
+    if (IsUnlocking(when)) {
         return;
     }
     const Decision decision = FindDecision();
@@ -45,26 +46,14 @@ Decision FpsCommon::FindDecision() {
     if (const std::optional<Decision> scene = DecideByScene(TakeSnapshot()); scene.has_value()) {
         return *scene;
     }
-    const int32_t type = TypeOf(Foreground());
-    return type == kTypeGame ? DecideGame(GetGameCode(Foreground()))
-                             : DecideApp(GetAppCode(Foreground(), type));
+    return IsGame(Foreground()) ? DecideGame(GetGameCode(Foreground()))
+                                : DecideApp(AppCodeOf(Foreground()));
 }
 
 PolicySnapshot FpsCommon::TakeSnapshot() {
     PolicySnapshot state = TakeSceneInputs();
     state.gpuCompositionCountLimit = tables.gpuCompositionCountLimit;
     return state;
-}
-
-int32_t FpsCommon::TypeOf(const std::string& pkg) {
-    if (!unanswered.empty() && unanswered.count(pkg) != 0) {
-        return kTypeUnknown;
-    }
-    const int32_t type = GetPkgTypeByICMSManager(pkg);
-    if (type == kTypeUnknown) {
-        unanswered.insert(pkg);
-    }
-    return type;
 }
 
 void FpsCommon::Apply(const Decision& decision) {

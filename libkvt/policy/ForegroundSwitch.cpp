@@ -22,7 +22,10 @@ std::unordered_set<std::string> FpsCommon::visibleAppSet;
 
 void FpsCommon::OnPackageInfoReceived(const std::string& focus,
                                       const std::unordered_set<std::string>& visible) {
-    Event event;
+    Event event(focus, visible);
+    if (event.isOvertaken()) {
+        return;
+    }
     focusApp = focus;
     visibleAppSet = visible;
     OnPackageInfoUpateInEvent(focusApp, visibleAppSet, Foreground());
@@ -31,16 +34,27 @@ void FpsCommon::OnPackageInfoReceived(const std::string& focus,
 void FpsCommon::OnPackageInfoUpate(const std::string& focus,
                                    const std::unordered_set<std::string>& visible,
                                    const std::string& current) {
-    Event event;
+    Event event(focus, visible);
+    if (event.isOvertaken()) {
+        return;
+    }
     OnPackageInfoUpateInEvent(focus, visible, current);
 }
 
 void FpsCommon::OnPackageInfoUpateInEvent(const std::string& focus,
                                           const std::unordered_set<std::string>& visible,
                                           const std::string& current) {
+    if (const std::string* chosen = ChooseForeground(focus, visible, current); chosen != nullptr) {
+        DoWithPackageUpdateInEvent(*chosen);
+    }
+}
+
+const std::string* FpsCommon::ChooseForeground(const std::string& focus,
+                                               const std::unordered_set<std::string>& visible,
+                                               const std::string& current) {
     underMultiAppStatus = 0;
     if (visible.empty() || IsGame(focus)) {
-        return DoWithPackageUpdateInEvent(focus);
+        return &focus;
     }
     const std::string* game = nullptr;
     int games = 0;
@@ -54,24 +68,21 @@ void FpsCommon::OnPackageInfoUpateInEvent(const std::string& focus,
     }
     if (games > 0) {
         // A game stays in front while it is visible, even when something else has the focus.
-        if (!currentIsVisibleGame) {
-            DoWithPackageUpdateInEvent(games == 1 ? *game : focus);
-        }
-        return;
+        return currentIsVisibleGame ? nullptr : games == 1 ? game : &focus;
     }
     if (tables.multiAppLcdFpsSwitch) {
         underMultiAppStatus = 2;
     } else if (CodesDiffer(focus, visible)) {
         underMultiAppStatus = 1;
     }
-    DoWithPackageUpdateInEvent(focus);
+    return &focus;
 }
 
 bool FpsCommon::CodesDiffer(const std::string& focus,
                             const std::unordered_set<std::string>& visible) {
-    const int32_t reference = GetAppCode(focus, TypeOf(focus));
+    const int32_t reference = AppCodeOf(focus);
     for (const std::string& pkg : visible) {
-        if (GetAppCode(pkg, TypeOf(pkg)) != reference) {
+        if (AppCodeOf(pkg) != reference) {
             return true;
         }
     }
@@ -79,8 +90,12 @@ bool FpsCommon::CodesDiffer(const std::string& focus,
 }
 
 void FpsCommon::OnGameExitReceived(const std::string& pkg, int32_t state) {
+    if (state != 0) {
+        return;
+    }
     Event event;
-    if (state != 0 || !IsGame(pkg) || visibleAppSet.count(pkg) == 0 || IsGame(focusApp)) {
+    event.ask(pkg);
+    if (!IsGame(pkg) || visibleAppSet.count(pkg) == 0 || IsGame(focusApp)) {
         return;
     }
     visibleAppSet.erase(pkg);
@@ -88,7 +103,10 @@ void FpsCommon::OnGameExitReceived(const std::string& pkg, int32_t state) {
 }
 
 void FpsCommon::DoWithPackageUpdate(const std::string& pkg) {
-    Event event;
+    Event event(pkg, {});
+    if (event.isOvertaken()) {
+        return;
+    }
     DoWithPackageUpdateInEvent(pkg);
 }
 
@@ -102,7 +120,7 @@ void FpsCommon::DoWithPackageUpdateInEvent(const std::string& pkg) {
     if (switchAll != 0) {
         // Detection still wants to know what is in front; the panel is none of its business.
         if (changed) {
-            ForeAppSwitchToGameInEvent();
+            FollowGame();
         }
         return;
     }
@@ -113,15 +131,22 @@ void FpsCommon::DoWithPackageUpdateInEvent(const std::string& pkg) {
         underFullVideoScene = false;
         ctsTestCount = IsCompatibilityTest(Foreground()) ? kPackagesHeldByTest
                                                          : std::max(ctsTestCount.load() - 1, 0);
-        ForeAppSwitchToGameInEvent();
-        NotifyNewAppOpenedToSF(gameScene ? 0 : 1);
-        BindVipCpus();
+        FollowGame();
     }
     RunDecision(kUnlessUnlocking);
 }
 
+void FpsCommon::FollowGame() {
+    ForeAppSwitchToGameInEvent();
+    if (switchAll == 0) {
+        NotifyNewAppOpenedToSF(gameScene ? 0 : 1);
+        BindVipCpus();
+    }
+}
+
 void FpsCommon::ForeAppSwitchToGame() {
     Event event;
+    event.ask(Foreground());
     ForeAppSwitchToGameInEvent();
 }
 

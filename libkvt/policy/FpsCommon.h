@@ -2,15 +2,18 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
+#include <vector>
 
 #include "common/Codes.h"
 #include "common/RememberedPackages.h"
 #include "config/ConfigTables.h"
 #include "peers/AppTypes.h"
 #include "peers/CompositorNotices.h"
+#include "peers/TypeAsker.h"
 #include "policy/Decision.h"
 #include "policy/DecisionLog.h"
 #include "state/PolicyState.h"
@@ -34,8 +37,11 @@ class Dumper;
  * most one strategy is armed. The atomic members are also read by strategies and detection, without
  * a lock.
  *
+ * The types that an event needs are asked for without that lock, for a second at most. Those that
+ * come later lead to a decision of their own.
+ *
  * One source file a topic: Startup, UserInputs, ForegroundSwitch, SceneEvents, DecisionRun,
- * PackageCodes, PolicyDump. What others read, and what only speaks to a peer, is inherited.
+ * TypesOfEvent, PackageCodes, PolicyDump. What others read, and what only speaks to a peer, is inherited.
  */
 class FpsCommon : public PolicyState,
                   public PolicyConfig,
@@ -71,6 +77,11 @@ class FpsCommon : public PolicyState,
     static void OnGameExitReceived(const std::string& pkg, int32_t state) EXCLUDES(decisionMutex);
     /** Makes `pkg` the foreground package. */
     static void DoWithPackageUpdate(const std::string& pkg) EXCLUDES(decisionMutex);
+    /**
+     * Decides anew if one of these packages is in front or visible: their types, which an earlier
+     * event had to do without, have become known.
+     */
+    static void OnTypesLearned(const std::vector<std::string>& pkgs) EXCLUDES(decisionMutex);
     /** Takes note of whether the foreground package is a game. */
     static void ForeAppSwitchToGame() EXCLUDES(decisionMutex);
 
@@ -149,29 +160,53 @@ class FpsCommon : public PolicyState,
     static CodeCache gameCodeCache GUARDED_BY(codeCacheMutex);
 
   private:
-    /** Holds decisionMutex for an event, in which each package's type is asked for once. */
+    /** Holds decisionMutex for an event, and knows the types that were asked for in it. */
     class SCOPED_CAPABILITY Event {
       public:
-        Event() ACQUIRE(decisionMutex) {
-            decisionMutex.lock();
-            unanswered.clear();
-        }
-        ~Event() RELEASE() { decisionMutex.unlock(); }
+        Event() ACQUIRE(decisionMutex);
+        /** Of packages: asks for what can be in front first. */
+        Event(const std::string& focus, const std::unordered_set<std::string>& visible)
+            ACQUIRE(decisionMutex);
+        ~Event() RELEASE();
         Event(const Event&) = delete;
         Event& operator=(const Event&) = delete;
+
+        /** Whether packages that were reported later are in front by now: these come too late. */
+        bool isOvertaken() const { return mIsOvertaken; }
+        /** Remembered, or the answer to this event; nothing as long as there is no answer. */
+        std::optional<int32_t> typeOf(const std::string& pkg) const;
+        /** Asks for a type that is not known, without the lock: any state may change meanwhile. */
+        void ask(const std::string& pkg) REQUIRES(decisionMutex);
+
+      private:
+        void lock() ACQUIRE(decisionMutex);
+        void learn(const std::vector<std::string>& pkgs);
+
+        TypeAsker::Answers mAnswers;
+        /** Until when this event waits for answers, all its questions together; 0 before any. */
+        int64_t mDeadlineNs = 0;
+        bool mIsOvertaken = false;
     };
 
     static void OnPackageInfoUpateInEvent(const std::string& focus,
                                           const std::unordered_set<std::string>& visible,
                                           const std::string& current) REQUIRES(decisionMutex);
+    static const std::string* ChooseForeground(const std::string& focus,
+                                               const std::unordered_set<std::string>& visible,
+                                               const std::string& current) REQUIRES(decisionMutex);
     static void DoWithPackageUpdateInEvent(const std::string& pkg) REQUIRES(decisionMutex);
     static void ForeAppSwitchToGameInEvent() REQUIRES(decisionMutex);
+    static void FollowGame() REQUIRES(decisionMutex);
     static bool CodesDiffer(const std::string& focus,
                             const std::unordered_set<std::string>& visible) REQUIRES(decisionMutex);
 
     /** A fingerprint unlock is not disturbed by other events. */
     enum When { kUnlessUnlocking, kInAnyCase };
     static void RunDecision(When when) REQUIRES(decisionMutex);
+    static bool IsUnlocking(When when) {
+        return when == kUnlessUnlocking && fingerprintStatus != 0;
+    }
+    static void LearnForeground(When when) REQUIRES(decisionMutex);
     static Decision FindDecision() REQUIRES(decisionMutex);
     static PolicySnapshot TakeSnapshot();
     static void Apply(const Decision& decision) REQUIRES(decisionMutex);
@@ -184,15 +219,25 @@ class FpsCommon : public PolicyState,
 
     static void DumpForeground(Dumper* dumper);
 
-    static int32_t TypeOf(const std::string& pkg) REQUIRES(decisionMutex);
+    /** Nothing as long as there is no answer: then one that comes decides anew. */
+    static std::optional<int32_t> AnsweredType(const std::string& pkg) REQUIRES(decisionMutex);
+    static int32_t TypeOf(const std::string& pkg) REQUIRES(decisionMutex) {
+        return AnsweredType(pkg).value_or(kTypeUnknown);
+    }
     static bool IsGame(const std::string& pkg) REQUIRES(decisionMutex) {
         return TypeOf(pkg) == kTypeGame;
     }
+    /** Code of a package that is no game. It is not settled as long as the type may still come. */
+    static int32_t AppCodeOf(const std::string& pkg) REQUIRES(decisionMutex);
     /** The foreground package, read without a copy. */
     static const std::string& Foreground() REQUIRES(decisionMutex) { return OwnPkgName(); }
 
-    /** Packages whose type this event could not learn. */
-    static std::unordered_set<std::string> unanswered GUARDED_BY(decisionMutex);
+    /** The event that holds decisionMutex. */
+    static Event* currentEvent GUARDED_BY(decisionMutex);
+    /** Counts the events of packages. */
+    static Atomic<uint64_t> packageEvents;
+    /** The number of the latest that was acted on. */
+    static uint64_t lastPackageEvent GUARDED_BY(decisionMutex);
 };
 
 }  // namespace KVT

@@ -44,6 +44,11 @@ int32_t FpsCommon::GetAppCode(const std::string& pkg, int32_t type) {
     return code;
 }
 
+int32_t FpsCommon::AppCodeOf(const std::string& pkg) {
+    const std::optional<int32_t> type = AnsweredType(pkg);
+    return type.has_value() ? GetAppCode(pkg, *type) : PeekCode(pkg, kTypeUnknown);
+}
+
 int32_t FpsCommon::PeekCode(const std::string& pkg, int32_t type) {
     const int32_t setting = lcdSetting;
     const bool isGame = type == kTypeGame;

@@ -14,6 +14,7 @@ void FpsCommon::Dump(Dumper* dumper) {
     dumper->section("strategy");
     dumper->value("armed", ArmedStrategy());
     LcdFpsControl::Dump(dumper);
+    TypeAsker::GetInstance()->Dump(dumper);
     DumpScenes(dumper);
     dumper->value("gpu_composition_count_limit", tables.gpuCompositionCountLimit);
     decisions.dump(dumper);

@@ -3,6 +3,8 @@
 
 #include <binder/Parcel.h>
 
+#include "sync/Clock.h"
+
 namespace KVT::sim {
 namespace {
 
@@ -40,6 +42,7 @@ android::status_t FakeClassifier::onTransact(uint32_t code, const android::Parce
         return android::PERMISSION_DENIED;
     }
     const std::string pkg = android::String8(data.readString16()).string();
+    SleepFor(mDelayNs);
     MutexLock lock(mMutex);
     ++mAsked[pkg];
     if (mStatus != android::OK) {

@@ -3,6 +3,7 @@
 
 #include <binder/Binder.h>
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -19,6 +20,8 @@ class FakeClassifier : public android::BBinder {
     void failCalls(android::status_t status) EXCLUDES(mMutex);
     /** @param code of the exception that every reply carries; 0 for none */
     void throwException(int32_t code) EXCLUDES(mMutex);
+    /** Every call is answered only after this time, and as things are then. */
+    void answerAfter(int64_t ns) { mDelayNs = ns; }
     /** How often it was asked about a package. */
     int32_t asked(const std::string& pkg) EXCLUDES(mMutex);
 
@@ -30,6 +33,7 @@ class FakeClassifier : public android::BBinder {
     /** Type of a package that nobody told about: some application. */
     static constexpr int32_t kOrdinaryApp = 1;
 
+    std::atomic<int64_t> mDelayNs{0};
     Mutex mMutex;
     std::map<std::string, int32_t> mTypes GUARDED_BY(mMutex);
     std::map<std::string, int32_t> mAsked GUARDED_BY(mMutex);

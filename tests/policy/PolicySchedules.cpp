@@ -176,6 +176,21 @@ void PlayFrames(Dice dice) {
     }
 }
 
+/** The classification service is slow or hangs, and the types that were known are forgotten. */
+void PlayClassifier(Dice dice) {
+    for (int change = 0; change < 6; ++change) {
+        TheUnit().fakes.classifier->answerAfter(
+            dice.oneOf<int64_t>({0, 300 * kNsPerMs, 1500 * kNsPerMs, 10 * kNsPerS}));
+        for (size_t i = 0; i < kRememberedPackages; ++i) {
+            MutexLock lock(AppTypes::appTypeMapMutex);
+            AppTypes::appTypeMap.put("other." + std::to_string(i), 1);
+            AppTypes::appTypeMap.put("other." + std::to_string(i + kRememberedPackages), 1);
+        }
+        Pause(dice);
+    }
+    TheUnit().fakes.classifier->answerAfter(0);
+}
+
 // ---- How a schedule ends ----
 
 /** Frames until detection is sure of the last of them, whatever was before. */
@@ -200,9 +215,9 @@ void RequireDecision() {
     Require(FpsCommon::forcedGameFps == kNoGameFps, "a forced frame rate outlived its reason");
     Require(wantsTouches || decision.outcome == Outcome::kGameDynamic || PanelHz() == decision.rate,
             "the panel is not at the decision's rate");
-    Require(
-        FpsCommon::gameScene == (FpsCommon::CachedType(FpsCommon::CurrentPkgName()) == kTypeGame),
-        "the game flag is not the foreground's");
+    Require(FpsCommon::gameScene ==
+                (FpsCommon::GetPkgTypeByICMSManager(FpsCommon::CurrentPkgName()) == kTypeGame),
+            "the game flag is not the foreground's");
 }
 
 void RequireNoUnwantedTouch() {
@@ -348,6 +363,7 @@ const char* RunSchedule(uint64_t seed) {
     FpsCommon::Init();
     GameFpsDetect::GetInstance()->AttachService(unit.service);
     const bool sameGame = seed % 2 == 0;
+    const bool classifierIsSlow = seed / 2 % 2 == 0;
     {
         Actors actors(seed);
         actors.start("framework", PlayFramework);
@@ -356,6 +372,13 @@ const char* RunSchedule(uint64_t seed) {
         // A strategy that looks at the panel while it is wrong has nothing to do, and no reason to
         // look again: only a new game is sure to be answered then.
         actors.start("recovery", [sameGame](Dice dice) { PlayRecovery(dice, !sameGame); });
+        if (classifierIsSlow) {
+            actors.start("classifier", PlayClassifier);
+        }
+    }
+    if (classifierIsSlow) {
+        Rest(10 * kNsPerS + TypeAsker::kLongestBackOffNs);  // until it has been asked once more
+        RequireDecision();
     }
     sameGame ? EndWithTheSameGame(Dice(seed, 0)) : EndWithAnotherGame(Dice(seed, 0));
     RequireDecision();
