@@ -21,7 +21,8 @@ status_t BnKVTService::onTransact(uint32_t code, const Parcel& data, Parcel* rep
     if (row->checksToken && !data.checkInterface(this)) {
         return android::PERMISSION_DENIED;
     }
-    const status_t status = row->handle(*row, *this, data, reply);
+    const Receiver receiver{*this, mEvents, (flags & FLAG_ONEWAY) == 0};
+    const status_t status = row->handle(*row, receiver, data, reply);
     return row->endsInBase() ? BBinder::onTransact(code, data, reply, flags) : status;
 }
 

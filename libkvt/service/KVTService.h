@@ -18,6 +18,9 @@ namespace KVT {
  * - touches to AppDynamicFps, while FpsCommon::appDynamicSwitch,
  * - the times of refreshes to FrameRefreshDetect, and the scenes to FpsCommon.
  */
-class KVTService : public BnKVTService, public GameFpsReporter {};
+class KVTService : public BnKVTService, public GameFpsReporter {
+  public:
+    using BnKVTService::BnKVTService;
+};
 
 }  // namespace KVT

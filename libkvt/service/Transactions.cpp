@@ -13,6 +13,7 @@
 #include "common/Turn.h"
 #include "display/LcdFpsControl.h"
 #include "policy/FpsCommon.h"
+#include "service/EventRunner.h"
 #include "service/IKVTService.h"
 
 namespace KVT {
@@ -34,13 +35,13 @@ sp<IKVTListener> ReadListener(const Parcel& data) {
 }
 
 /**
- * Acts on an event: at once, or at the end of what this thread is in the middle of. Read, logged
- * and answered it has been by then; an operation that is put off keeps the service alive.
+ * Acts on what comes in: at once, or at the end of what this thread is in the middle of. Read,
+ * logged and answered it has been by then; an operation that is put off keeps the service alive.
  *
  * @return WOULD_BLOCK when it is dropped, because too many are put off already
  */
 template <typename Operation>
-status_t Act(IKVTService& service, Operation&& operation) {
+status_t ActHere(IKVTService& service, Operation&& operation) {
     if (!Turn::IsUnderWay()) {
         Turn::Take([&] { operation(service); });
         return OK;
@@ -51,19 +52,35 @@ status_t Act(IKVTService& service, Operation&& operation) {
     return taken ? OK : android::WOULD_BLOCK;
 }
 
-status_t OnRegisterListener(const TransactionInfo&, IKVTService& service, const Parcel& data,
+/**
+ * Has somebody act on an event, here if there is nobody else.
+ *
+ * @param event but for what it does
+ * @return WOULD_BLOCK when it is dropped
+ */
+template <typename Operation>
+status_t Act(const Receiver& receiver, EventRunner::Event event, Operation&& operation) {
+    if (receiver.events == nullptr) {
+        return ActHere(receiver.service, std::forward<Operation>(operation));
+    }
+    event.act = [kept = sp<IKVTService>(&receiver.service),
+                 operation = std::forward<Operation>(operation)] { operation(*kept); };
+    return receiver.events->run(std::move(event), receiver.senderWaits);
+}
+
+status_t OnRegisterListener(const TransactionInfo&, const Receiver& receiver, const Parcel& data,
                             Parcel* reply) {
-    reply->writeInt32(service.RegisterListener(ReadListener(data)));
+    reply->writeInt32(receiver.service.RegisterListener(ReadListener(data)));
     return OK;
 }
 
-status_t OnUnRegisterListener(const TransactionInfo&, IKVTService& service, const Parcel& data,
+status_t OnUnRegisterListener(const TransactionInfo&, const Receiver& receiver, const Parcel& data,
                               Parcel* reply) {
-    reply->writeInt32(service.UnRegisterListener(ReadListener(data)));
+    reply->writeInt32(receiver.service.UnRegisterListener(ReadListener(data)));
     return OK;
 }
 
-status_t OnApplicationState(const TransactionInfo&, IKVTService&, const Parcel& data, Parcel*) {
+status_t OnApplicationState(const TransactionInfo&, const Receiver&, const Parcel& data, Parcel*) {
     const int32_t appType = data.readInt32();
     const int32_t appState = data.readInt32();
     const int32_t gameMode = data.readInt32();
@@ -85,14 +102,14 @@ status_t OnApplicationState(const TransactionInfo&, IKVTService&, const Parcel& 
     return OK;
 }
 
-status_t OnGetMaxLcdFps(const TransactionInfo&, IKVTService&, const Parcel&, Parcel* reply) {
+status_t OnGetMaxLcdFps(const TransactionInfo&, const Receiver&, const Parcel&, Parcel* reply) {
     const int32_t fps = LcdFpsControl::GetMaxLcdFps();
     KVT_LOGI("aps-info: get lcd max fps: %d", fps);
     reply->writeInt32(fps);
     return OK;
 }
 
-status_t OnGetNewSchemeSupported(const TransactionInfo&, IKVTService&, const Parcel&,
+status_t OnGetNewSchemeSupported(const TransactionInfo&, const Receiver&, const Parcel&,
                                  Parcel* reply) {
     const int32_t supported = LcdFpsControl::GetNewSchemeSupported() ? 1 : 0;
     KVT_LOGI("aps-info: get lcd new scheme supported: %d", supported);
@@ -100,7 +117,7 @@ status_t OnGetNewSchemeSupported(const TransactionInfo&, IKVTService&, const Par
     return OK;
 }
 
-status_t OnPackages(const TransactionInfo&, IKVTService& service, const Parcel& data, Parcel*) {
+status_t OnPackages(const TransactionInfo&, const Receiver& receiver, const Parcel& data, Parcel*) {
     std::string focus = ReadUtf8(data);
     const int32_t count = data.readInt32();
     KVT_LOGI("aps-info: focus pkgName - %s, with %d more apps", CleanText(focus).c_str(), count);
@@ -120,12 +137,13 @@ status_t OnPackages(const TransactionInfo&, IKVTService& service, const Parcel& 
     if (focus.empty()) {
         return OK;
     }
-    return Act(service, [focus = std::move(focus), visible = std::move(visible)](IKVTService&) {
-        FpsCommon::OnPackageInfoReceived(focus, visible);
-    });
+    return Act(receiver, {PACKAGES},
+               [focus = std::move(focus), visible = std::move(visible)](IKVTService&) {
+                   FpsCommon::OnPackageInfoReceived(focus, visible);
+               });
 }
 
-status_t OnLayerTimeInfo(const TransactionInfo&, IKVTService& service, const Parcel& data,
+status_t OnLayerTimeInfo(const TransactionInfo&, const Receiver& receiver, const Parcel& data,
                          Parcel* reply) {
     const char* layerName = data.readCString();
     if (layerName == nullptr) {
@@ -137,27 +155,29 @@ status_t OnLayerTimeInfo(const TransactionInfo&, IKVTService& service, const Par
     info.timestamp = data.readInt64();
     info.flag = data.readBool();
     reply->writeNoException();
-    return Act(service,
-               [info = std::move(info)](IKVTService& s) mutable { s.SendLayerTimeInfo(info); });
+    return ActHere(receiver.service,
+                   [info = std::move(info)](IKVTService& s) mutable { s.SendLayerTimeInfo(info); });
 }
 
-status_t OnFrameRefresh(const TransactionInfo&, IKVTService& service, const Parcel& data,
+status_t OnFrameRefresh(const TransactionInfo&, const Receiver& receiver, const Parcel& data,
                         Parcel* reply) {
     const int64_t timestamp = data.readInt64();
     reply->writeNoException();
-    return Act(service, [timestamp](IKVTService& s) { s.NotifyFrameRefresh(timestamp); });
+    return ActHere(receiver.service,
+                   [timestamp](IKVTService& s) { s.NotifyFrameRefresh(timestamp); });
 }
 
-status_t OnFingerprint(const TransactionInfo&, IKVTService& service, const Parcel& data, Parcel*) {
+status_t OnFingerprint(const TransactionInfo&, const Receiver& receiver, const Parcel& data,
+                       Parcel*) {
     const std::string package = ReadUtf8(data);
     const int32_t status = data.readInt32();
     KVT_LOGI("kvt-fingerprint: packageName: %s, status: %d", CleanText(package).c_str(), status);
-    return Act(service, [package, status](IKVTService&) {
+    return Act(receiver, {FINGERPRINT, status, package}, [package, status](IKVTService&) {
         FpsCommon::OnFingerprintMessageReceived(package, status);
     });
 }
 
-status_t OnSelfTest(const TransactionInfo&, IKVTService&, const Parcel& data, Parcel* reply) {
+status_t OnSelfTest(const TransactionInfo&, const Receiver&, const Parcel& data, Parcel* reply) {
     constexpr int32_t kAlive = 20;
     const int32_t operateType = data.readInt32();
     const std::string filePatch = ReadUtf8(data);
@@ -171,7 +191,7 @@ status_t OnSelfTest(const TransactionInfo&, IKVTService&, const Parcel& data, Pa
 }
 
 /** An event that is one number: logged, answered, acted on. */
-status_t OnValue(const TransactionInfo& row, IKVTService& service, const Parcel& data,
+status_t OnValue(const TransactionInfo& row, const Receiver& receiver, const Parcel& data,
                  Parcel* reply) {
     const int32_t value = data.readInt32();
     if (row.log != nullptr) {
@@ -183,7 +203,8 @@ status_t OnValue(const TransactionInfo& row, IKVTService& service, const Parcel&
     if (row.act == nullptr) {
         return OK;
     }
-    return Act(service, [act = row.act, value](IKVTService& s) { act(s, value); });
+    return Act(receiver, {row.code, value},
+               [act = row.act, value](IKVTService& s) { act(s, value); });
 }
 
 template <void (IKVTService::*Operation)(int32_t)>

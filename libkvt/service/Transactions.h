@@ -10,6 +10,7 @@
 
 namespace KVT {
 
+class EventRunner;
 class IKVTService;
 
 /** Transaction codes of the service. */
@@ -50,6 +51,15 @@ enum class Callers { kFramework, kCompositor, kAnyone };
 /** As its sender sends it. The service answers whoever waits, all the same. */
 enum class Call { kOneWay, kWaits };
 
+/** Where one transaction goes. */
+struct Receiver {
+    IKVTService& service;
+    /** Who acts on its event; null: the thread that received it. */
+    EventRunner* events;
+    /** Whether its sender waits, of whatever Call it is. */
+    bool senderWaits;
+};
+
 /**
  * One transaction. The dispatcher works from its row, and the protocol's description is held to it.
  * Of one that is a single number, or a query, the row also makes the client's request, kvtctl's
@@ -79,8 +89,8 @@ struct TransactionInfo {
     int32_t least;
     int32_t most;
 
-    /** Reads and logs the request, writes the reply, and acts: not before the turn is over. */
-    android::status_t (*handle)(const TransactionInfo& row, IKVTService& service,
+    /** Reads and logs the request, writes the reply, and has it acted on. */
+    android::status_t (*handle)(const TransactionInfo& row, const Receiver& receiver,
                                 const android::Parcel& data, android::Parcel* reply);
     // Of a request that is one int32, where they are not null:
     int logPriority = 0;
