@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/KVTServiceImpl.h"
 
+#include <functional>
+#include <utility>
+
 #include "detect/FrameRefreshDetect.h"
 #include "display/LcdFpsControl.h"
+#include "host/EventQueue.h"
 #include "host/Limits.h"
 #include "host/ReaderWrite.h"
 #include "host/TextDumper.h"
@@ -13,6 +17,28 @@
 namespace KVT {
 
 using android::sp;
+
+namespace {
+
+/** Takes back what the dead have left in order with the events of the living. */
+StateOwners::RunEvent InOrderWith(EventQueue* events) {
+    if (events == nullptr) {
+        return StateOwners::InPlace;
+    }
+    return [events](std::function<void()> event) {
+        EventRunner::Event toRun;
+        toRun.act = std::move(event);
+        return events->run(std::move(toRun), false) == android::OK;
+    };
+}
+
+}  // namespace
+
+KVTServiceImpl::KVTServiceImpl(const CallerUids& uids, EventQueue* events)
+    : KVTService(events),
+      mGate(uids),
+      mOwners(mGate.refusals(), InOrderWith(events)),
+      mEvents(events) {}
 
 int32_t KVTServiceImpl::RegisterListener(const sp<IKVTListener>& listener) {
     if (listener == nullptr) {
@@ -54,6 +80,9 @@ android::status_t KVTServiceImpl::dump(int fd, const android::Vector<android::St
         TextDumper dumper;
         FpsCommon::Dump(&dumper);
         mFrameGate.dump(&dumper);
+        if (mEvents != nullptr) {
+            mEvents->dump(&dumper);
+        }
         dumper.section("listeners");
         dumper.value("registered", static_cast<int64_t>(mListeners->count()));
         mOwners.dump(&dumper);

@@ -11,10 +11,16 @@
 
 namespace KVT {
 
+class EventQueue;
+
 /** The service that is published: hands each event to its subsystem and keeps the listeners. */
 class KVTServiceImpl : public KVTService {
   public:
-    explicit KVTServiceImpl(const CallerUids& uids = {}) : mGate(uids) {}
+    /**
+     * @param uids   who the phone's processes run as
+     * @param events acts on events, which happens in place without one; outlives the service
+     */
+    explicit KVTServiceImpl(const CallerUids& uids = {}, EventQueue* events = nullptr);
 
     int32_t RegisterListener(const android::sp<IKVTListener>& listener) override;
     int32_t UnRegisterListener(const android::sp<IKVTListener>& listener) override;
@@ -44,7 +50,8 @@ class KVTServiceImpl : public KVTService {
 
   private:
     Gate mGate;
-    StateOwners mOwners{mGate.refusals()};
+    StateOwners mOwners;
+    EventQueue* const mEvents;
     FrameGate mFrameGate;
     const android::sp<Listeners> mListeners = new Listeners;
 };

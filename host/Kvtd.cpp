@@ -16,6 +16,7 @@
 #include "detect/GameFpsDetect.h"
 #include "host/AwaitServiceManager.h"
 #include "host/CommandLine.h"
+#include "host/EventQueue.h"
 #include "host/Gate.h"
 #include "host/KVTServiceImpl.h"
 #include "policy/FpsCommon.h"
@@ -69,7 +70,12 @@ int Serve(const Options& options) {
     }
     SetPaths(options.paths);
     FpsCommon::Init();
-    const sp<KVTServiceImpl> service = new KVTServiceImpl(options.uids);
+    EventQueue events;
+    if (events.start() != android::OK) {
+        std::cerr << "kvtd: no thread for events\n";
+        return kFailed;
+    }
+    const sp<KVTServiceImpl> service = new KVTServiceImpl(options.uids, &events);
     GameFpsDetect::GetInstance()->AttachService(service);
     if (manager->addService(IKVTService::descriptor, service) != android::OK) {
         std::cerr << "kvtd: the service manager refuses the service\n";
