@@ -11,6 +11,7 @@
 #include "host/KVTServiceImpl.h"
 #include "policy/Consequences.h"
 #include "policy/FpsCommon.h"
+#include "sim/Invariants.h"
 #include "sim/fakes/FakePhone.h"
 #include "tests/strategy/ScheduleScenarios.h"
 #include "tests/support/LogCapture.h"
@@ -206,18 +207,16 @@ bool SchedulerWasTold90() {
     });
 }
 
-/** Everything is as the decision wants it. */
-void RequireDecision() {
-    const Decision decision = FpsCommon::Decide();
-    const bool wantsTouches = decision.outcome == Outcome::kAppDynamic;
-    Require(TheUnit().fakes.compositor->wantsTouchEvents() == wantsTouches,
-            "the compositor was not told whether touches are wanted");
-    Require(FpsCommon::forcedGameFps == kNoGameFps, "a forced frame rate outlived its reason");
-    Require(wantsTouches || decision.outcome == Outcome::kGameDynamic || PanelHz() == decision.rate,
-            "the panel is not at the decision's rate");
-    Require(FpsCommon::gameScene ==
-                (FpsCommon::GetPkgTypeByICMSManager(FpsCommon::CurrentPkgName()) == kTypeGame),
-            "the game flag is not the foreground's");
+/** Everything is as the last decision wants it. */
+void RequireInvariants() {
+    static sim::Invariants invariants(TheUnit().fakes);
+    static std::string broken;
+    const std::vector<std::string> violated =
+        invariants.violated(sim::Invariants::Lately::kNothing);
+    if (gBroken == nullptr && !violated.empty()) {
+        broken = violated.front();
+        Require(false, broken.c_str());
+    }
 }
 
 void RequireNoUnwantedTouch() {
@@ -239,7 +238,7 @@ void RequireEventsInTurn(uint64_t seed) {
             actors.start("another", [](Dice dice) { SendEvent(dice); });
         }
         VirtualTime::Settle();
-        RequireDecision();
+        RequireInvariants();
     }
 }
 
@@ -378,10 +377,10 @@ const char* RunSchedule(uint64_t seed) {
     }
     if (classifierIsSlow) {
         Rest(10 * kNsPerS + TypeAsker::kLongestBackOffNs);  // until it has been asked once more
-        RequireDecision();
+        RequireInvariants();
     }
     sameGame ? EndWithTheSameGame(Dice(seed, 0)) : EndWithAnotherGame(Dice(seed, 0));
-    RequireDecision();
+    RequireInvariants();
     RequireNoUnwantedTouch();
     RequireEventsInTurn(seed);
     RequireTouches();
