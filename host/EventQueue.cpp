@@ -43,6 +43,9 @@ bool Replaces(const EventRunner::Event& later, const EventRunner::Event& earlier
 
 /** Whether what `later` leaves behind may be another without `earlier`. */
 bool DependsOn(const EventRunner::Event& later, const EventRunner::Event& earlier) {
+    if (later.code == 0) {
+        return true;  // no transaction's: only who queued it knows what it does
+    }
     switch (earlier.code) {
         case GAME_FPS_LIMIT:
             return false;

@@ -177,7 +177,7 @@ void StateOwners::own(pid_t caller, const Change& change, unique_fd end) {
 }
 
 void StateOwners::countNotWatched(pid_t process, const char* reason) {
-    if (mNotWatched++ == 0) {
+    if (++mNotWatched == 1) {
         KVT_LOGW("process %d is not watched (%s): what it brought stays when it ends", process,
                  reason);
     }

@@ -17,7 +17,7 @@ namespace KVT {
 class EventRunner {
   public:
     struct Event {
-        /** The transaction that brought it. */
+        /** The transaction that brought it; 0 for what the host itself has to do in between. */
         uint32_t code = 0;
         /** Its number; 0 where it has none. */
         int32_t value = 0;

@@ -174,7 +174,7 @@ TEST_F(StateOwnersTest, TakesBackWhatAProcessLeavesBehind) {
         }
         FpsCommon::virtualDisplayStatus = 0;
         send(0, GAME_FPS_LIMIT, -1);
-        send(0, FINGERPRINT, 0, FpsCommon::fingerprintPkgName);
+        send(0, FINGERPRINT, 0, "com.a");
     }
 }
 
