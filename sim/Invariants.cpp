@@ -6,6 +6,7 @@
 
 #include "common/Codes.h"
 #include "common/KnownPackages.h"
+#include "common/RememberedPackages.h"
 #include "display/LcdFpsControl.h"
 #include "policy/FpsCommon.h"
 #include "sim/fakes/FakePhone.h"
@@ -161,15 +162,15 @@ void Invariants::checkPackage(const Look& now) {
 void Invariants::checkMemory() {
     {
         MutexLock lock(FpsCommon::appTypeMapMutex);
-        require(FpsCommon::appTypeMap.size() <= kMostRemembered, "too many types are remembered",
-                "types", FpsCommon::appTypeMap.size());
+        require(FpsCommon::appTypeMap.size() <= kRememberedPackages,
+                "too many types are remembered", "types", FpsCommon::appTypeMap.size());
     }
     {
         MutexLock lock(FpsCommon::codeCacheMutex);
         for (const auto* cache : {&FpsCommon::appCodeCache, &FpsCommon::gameCodeCache}) {
             for (const auto& [setting, codes] : *cache) {
-                require(codes.size() <= kMostRemembered, "too many codes are remembered", "setting",
-                        setting, "codes", codes.size());
+                require(codes.size() <= kRememberedPackages, "too many codes are remembered",
+                        "setting", setting, "codes", codes.size());
             }
         }
     }

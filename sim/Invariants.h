@@ -32,15 +32,14 @@ class Invariants {
      * change that succeeds.
      */
     void onPeerFault();
+    /** All peers answer again, and since then another package came to the front, undisturbed. */
+    void onPeersMended() { mPeersAreGood = true; }
 
     /** What has happened since the last look; kNothing: nor for longer than any strategy waits. */
     enum class Lately { kOneEvent, kManyEvents, kNothing };
 
     /** @return each rule that is violated, as "rule: name=value ..." */
     std::vector<std::string> violated(Lately lately);
-
-    /** Packages that are remembered at a time, with their types and codes. */
-    static constexpr size_t kMostRemembered = 1024;
 
   private:
     /** What the next look is compared with. */

@@ -9,6 +9,7 @@
 #include "host/CommandLine.h"
 #include "linux/Properties.h"
 #include "sim/Player.h"
+#include "sim/Soak.h"
 #include "sync/virtual/VirtualTime.h"
 
 namespace KVT::sim {
@@ -47,6 +48,14 @@ int RunSim(int argc, const char* const* argv, std::ostream& out, std::ostream& e
     CLI::Option* seeded =
         run->add_option("--seed", seed, "picks the schedule of threads at random from this seed");
     run->add_flag("--log", log, "prints the library's log, to standard error");
+    SoakOptions soaking;
+    CLI::App* soak = app.add_subcommand(
+        "soak", "Plays days of random events while peers fail, and checks what must always hold");
+    soak->add_option("--days", soaking.days, "days of the phone's time")
+        ->check(CLI::Range(0.0, 1000.0))
+        ->capture_default_str();
+    soak->add_option("--seed", soaking.seed, "chooses all that happens")->capture_default_str();
+    soak->add_option("--config", soaking.configFile, "configuration file");
     CLI::App* events = app.add_subcommand("events", "Lists the events that a scenario can have");
 
     try {
@@ -60,6 +69,11 @@ int RunSim(int argc, const char* const* argv, std::ostream& out, std::ostream& e
     }
     // Errors must be seen; everything else is for those who ask.
     __android_log_set_minimum_priority(log ? ANDROID_LOG_VERBOSE : ANDROID_LOG_ERROR);
+    if (soak->parsed()) {
+        __android_log_set_minimum_priority(ANDROID_LOG_FATAL);  // failures are what it is about
+        UsePropertyFolder("");
+        return Soak(soaking, out) ? 0 : 1;
+    }
     return Play(path, *seeded ? std::optional(seed) : std::nullopt, out, err);
 }
 
