@@ -214,27 +214,21 @@ TEST_F(Host, DumpsWhatItDidAndWhy) {
     FpsCommon::decisionMutex.lock();
     const std::string text = dumped();
     FpsCommon::decisionMutex.unlock();
-    const std::string shown = kHostileNameShown;
-    const std::string parts[] = {
-        "[foreground]\npackage=" + shown +
-            "\ntype=1\ngame=false\ncode=2\ntarget_layer=any\n"
-            "detected_fps=0\n",
-        "[strategy]\narmed=none\n",
-        "[panel]\nrequested_hz=60\nconfirmed_hz=60\nmaximum_hz=90\n"
-        "new_scheme=true\nswitches=1\nfailed_changes=0\n",
-        "[scenes]\n",
-        "display_hotplug=true\n",
-        shown + " hold rule display-hotplug 60 Hz\n",
-        "app-fixed rule app-code code 2 60 Hz\n",
-        "[frames]\nreceived=2\n",
-        "[layers]\n" + shown + "=received 1 disordered 0 last ",
-        "\nvideo#0=received 1 disordered 0 last ",
-        "[listeners]\nregistered=1\n",
-        "\n" + shown + "@60=",
-    };
-    for (const std::string& part : parts) {
+    for (const char* part :
+         {"\ntype=1\ngame=false\ncode=2\n"
+          "target_layer=any\ndetected_fps=0\n",
+          "[strategy]\narmed=none\n",
+          "[panel]\nrequested_hz=60\nconfirmed_hz=60\nmaximum_hz=90\n"
+          "new_scheme=true\nswitches=1\nfailed_changes=0\n",
+          "[scenes]\n", "display_hotplug=true\n", "hold rule display-hotplug 60 Hz\n",
+          "app-fixed rule app-code code 2 60 Hz\n", "[frames]\nreceived=2\n",
+          "\nvideo#0=received 1 disordered 0 last ", "[listeners]\nregistered=1\n"}) {
         EXPECT_THAT(text, HasSubstr(part));
     }
+    const std::string name = kHostileNameShown;
+    EXPECT_THAT(text, AllOf(HasSubstr("[foreground]\npackage=" + name + "\n"),
+                            HasSubstr(name + " hold rule "), HasSubstr("\n" + name + "@60="),
+                            HasSubstr("[layers]\n" + name + "=received 1 disordered 0 last ")));
 }
 
 TEST_F(Host, DumpsTheCodeThatDecisionsUse) {
