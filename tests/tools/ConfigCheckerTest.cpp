@@ -113,6 +113,10 @@ TEST_F(Checker, FindsWhatStandsAroundTheSections) {
           "5:2: switch value 7 counts as on; should be 0 or 1"}},
         {"\xef\xbb\xbf<Config><Params name='dynamic_fps_config'><Param/></Params></Config>",
          {"1:43: fatal: <Param> without attribute 'name'; should be a name"}},
+        {"<Config><Params name='dynamic_fps_config'><Param/></Params></Config></a >&</b",
+         {"1:43: fatal: <Param> without attribute 'name'; should be a name",
+          "1:69: '</a >' closes no element, and what follows is ignored; should be an end tag for "
+          "each element"}},
         {ConfigWith(Section("TP_pointer_position_switch", "")) + '\0' + "<Config/>",
          {"what follows the first zero byte is ignored; should be a text file",
           "1:43: <Param> without attribute 'value', which reads as 0; should be an integer"}},

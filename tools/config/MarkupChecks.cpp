@@ -43,7 +43,16 @@ std::string_view RestOfEndTag(std::string_view tag) {
 
 void CheckMarkup(const ConfigDocument& document, Findings& findings) {
     bool rootSeen = false;
+    int open = 0;
     for (const MarkupPart& part : document.markup()) {
+        if (part.kind == Kind::kOpenTag && part.text.substr(part.text.size() - 2) != "/>") {
+            ++open;
+        } else if (part.kind == Kind::kEndTag && --open < 0) {
+            findings.addAt(part.offset,
+                           Quoted(part.text) + " closes no element, and what follows is ignored",
+                           "an end tag for each element");
+            return;  // whatever follows was not even parsed
+        }
         rootSeen = rootSeen || part.kind == Kind::kOpenTag;
         if (part.kind == Kind::kText || part.kind == Kind::kOpenTag) {
             for (const std::string_view reference : BrokenReferencesIn(part.text)) {
