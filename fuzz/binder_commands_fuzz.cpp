@@ -13,10 +13,9 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
-#include <cstdlib>
 #include <iterator>
 
+#include "fuzz/FuzzInput.h"
 #include "tests/platform/linux/binder/FakeDriver.h"
 
 namespace KVT::fuzz {
@@ -27,54 +26,12 @@ using test::Answer;
 using test::FakeDriver;
 using test::NameOf;
 
-/** A fuzzer's bytes, taken from the front; zeros once they are used up. */
-class FuzzInput {
-  public:
-    FuzzInput(const uint8_t* data, size_t size) : mLeft(data, data + size) {}
-
-    bool empty() const { return mNext == mLeft.size(); }
-
-    std::vector<uint8_t> bytes(size_t wanted) {
-        const auto begin = mLeft.begin() + static_cast<ptrdiff_t>(mNext);
-        const size_t size = std::min(wanted, mLeft.size() - mNext);
-        mNext += size;
-        return {begin, begin + static_cast<ptrdiff_t>(size)};
-    }
-
-    template <typename T>
-    T take() {
-        T value{};
-        const std::vector<uint8_t> taken = bytes(sizeof(value));
-        std::copy(taken.begin(), taken.end(), reinterpret_cast<uint8_t*>(&value));
-        return value;
-    }
-
-    /** A number below `limit`, from one byte. */
-    size_t pick(size_t limit) { return take<uint8_t>() % limit; }
-
-    template <typename T, size_t N>
-    T& pickFrom(T (&choices)[N]) {
-        return choices[pick(N)];
-    }
-
-  private:
-    std::vector<uint8_t> mLeft;
-    size_t mNext = 0;
-};
-
 constexpr size_t kObjects = 3;
 constexpr int32_t kProxies = 3;
 
 // The runtime reads this much at a time, and a driver never cuts a command in two.
 constexpr size_t kRoom = 256;
 constexpr size_t kLongestCommand = 4 + sizeof(binder_transaction_data_secctx);
-
-void Require(bool condition, const char* what) {
-    if (!condition) {
-        fprintf(stderr, "broken: %s\n", what);
-        abort();
-    }
-}
 
 class Watcher : public IBinder::DeathRecipient {
   public:
