@@ -141,6 +141,10 @@ void* Parcel::writeInplace(size_t length) {
         return nullptr;
     }
     const size_t padded = Padded(length);
+    if (overlapsObject(mDataPos, mDataPos + padded)) {
+        mError = INVALID_OPERATION;  // its bytes are given back as what they were written as
+        return nullptr;
+    }
     if (makeWritable() != OK) {
         return nullptr;
     }

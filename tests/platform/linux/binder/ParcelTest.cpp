@@ -144,6 +144,16 @@ TEST(Parcel, ShowsNoPointersToPlainReads) {
     EXPECT_EQ(parcel.readInt32(), 2);
 }
 
+TEST(Parcel, WritesNothingOverItsObjects) {
+    const sp<Object> object = new Object;
+    Parcel parcel;
+    parcel.writeStrongBinder(object);
+    parcel.setDataPosition(16);
+    EXPECT_EQ(parcel.writeInt64(-1), android::INVALID_OPERATION);
+    parcel.setDataPosition(0);
+    EXPECT_EQ(parcel.readStrongBinder(), object);
+}
+
 TEST(Parcel, KeepsTheObjectsThatAreLeftWhenItShrinks) {
     const struct {
         size_t size;
