@@ -17,6 +17,7 @@
 namespace KVT {
 namespace {
 
+using android::IBinder;
 using android::OK;
 using android::WOULD_BLOCK;
 using testing::ElementsAre;

@@ -7,6 +7,7 @@
 
 #include "common/Paths.h"
 #include "detect/GameFpsDetect.h"
+#include "host/EventQueue.h"
 #include "host/FrameworkClient.h"
 #include "host/KVTServiceImpl.h"
 #include "policy/Consequences.h"
@@ -15,6 +16,7 @@
 #include "sim/fakes/FakePhone.h"
 #include "tests/strategy/ScheduleScenarios.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/Remote.h"
 
 namespace KVT {
 namespace {
@@ -30,9 +32,14 @@ constexpr int64_t kQuietNs = 12 * kNsPerS;  // longer than any wait of a strateg
 struct PhoneUnderTest {
     LogCapture logs;
     sim::FakePhone fakes;
-    android::sp<KVTServiceImpl> service = new KVTServiceImpl;
-    android::sp<IKVTService> compositor = new BpKVTService(service);
-    FrameworkClient framework{service};
+    EventQueue events;
+    android::sp<KVTServiceImpl> service;
+    /** The service to senders that wait until their event was acted on, whichever thread does it. */
+    android::sp<android::IBinder> patient =
+        new Remote([this](uint32_t code, const android::Parcel& data, android::Parcel* reply,
+                          uint32_t) { return service->transact(code, data, reply, 0); });
+    android::sp<IKVTService> compositor = new BpKVTService(patient);
+    FrameworkClient framework{patient};
     // A touch that is under way while the policy switches the touch strategy off would reach it:
     // that the compositor has looked at its switch and the service has got the touch is one step.
     Mutex touchIsUnderWay;
@@ -360,6 +367,8 @@ const char* RunSchedule(uint64_t seed) {
                              static_cast<int32_t>(seed % 3));
     unit.fakes.publish();
     FpsCommon::Init();
+    Require(unit.events.start() == android::OK, "no thread for events");
+    unit.service = new KVTServiceImpl(seed / 2 % 2 == 0 ? &unit.events : nullptr);
     GameFpsDetect::GetInstance()->AttachService(unit.service);
     const bool sameGame = seed % 2 == 0;
     const bool classifierIsSlow = seed / 2 % 2 == 0;

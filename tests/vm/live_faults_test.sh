@@ -81,6 +81,20 @@ check_lost_compositor() {
     eventually "and up" status_is confirmed_hz 90
 }
 
+check_silent_classification() {
+    kill -STOP "${part[classification]}"
+    ctl packages com.example.silent
+    ctl power-mode 1
+    kvtctl frames silent#0 --fps 60 --for 1 >"$work/frames" 2>&1
+    eventually "classification is silent: frames are received" are_frames_of silent#0 60
+    ctl self-test
+    expect "classification is silent: the service answers" "$status $out" "0 20"
+    kill -CONT "${part[classification]}"
+    eventually "events are acted on in their order" \
+        last_decision_is "com.example.silent hold rule power-saving 60 Hz"
+    ctl power-mode 2
+}
+
 readonly classify_error="fpscommon: ikora transact err"
 check_lost_classification() {
     ctl packages com.example.racer
@@ -189,6 +203,7 @@ start_manager
 start_phone_in_parts
 start_service
 check_lost_compositor
+check_silent_classification
 check_lost_classification
 check_lost_service
 check_lost_display
