@@ -17,10 +17,6 @@ using android::status_t;
 
 namespace {
 
-bool Contains(const std::vector<uid_t>& uids, uid_t uid) {
-    return std::find(uids.begin(), uids.end(), uid) != uids.end();
-}
-
 /** Reads a name as the dispatcher does, up to its first zero character, without keeping it. */
 bool NameFits(const Parcel& data) {
     size_t length = 0;
@@ -58,73 +54,95 @@ bool SelfTestFits(const Parcel& data) {
     return NameFits(data) && NameFits(data);
 }
 
-/** Whether counts and names keep to their limits, in a request that is no larger than it may be. */
-bool FieldsFit(uint32_t code, const Parcel& data) {
-    bool (*fits)(const Parcel&) = nullptr;
+using FieldsFit = bool (*)(const Parcel& data);
+
+FieldsFit FieldsFitOf(uint32_t code) {
     switch (code) {
         case APPLICATION_STATE:
-            fits = ApplicationStateFits;
-            break;
+            return ApplicationStateFits;
         case PACKAGES:
-            fits = PackagesFit;
-            break;
+            return PackagesFit;
         case FINGERPRINT:
-            fits = NameFits;
-            break;
+            return NameFits;
         case SELF_TEST:
-            fits = SelfTestFits;
-            break;
+            return SelfTestFits;
         default:
-            return true;
+            return nullptr;
     }
-    const bool fit = fits(data);
-    data.setDataPosition(0);
-    return fit;
 }
 
 }  // namespace
 
-Gate::Gate(const CallerUids& uids) : mUids(uids) {
-    mUids.framework.push_back(getuid());
-    mUids.compositor.push_back(getuid());
+Gate::Gate(const CallerUids& uids) {
+    grant(kFrameworks, uids.framework);
+    grant(kCompositors, uids.compositor);
+    grant(kObservers, uids.observers);
+    grant(kFrameworks | kCompositors, {getuid()});
+    for (const TransactionInfo& row : Transactions()) {
+        mRules.push_back(
+            {row.code, RightsFor(row.callers), MostRequestBytes(row.code), FieldsFitOf(row.code)});
+    }
+    mRules.push_back({IBinder::DUMP_TRANSACTION, kFrameworks | kCompositors | kObservers,
+                      kMostDumpRequestBytes, nullptr});
+    while (mRules[mWithoutGap].code == mWithoutGap + 1) {
+        ++mWithoutGap;
+    }
 }
 
-status_t Gate::admit(const Caller& caller, uint32_t code, const Parcel& data) {
-    const TransactionInfo* const row = FindTransaction(code);
-    const bool isDump = row == nullptr && code == IBinder::DUMP_TRANSACTION;
-    if (row == nullptr && !isDump) {
-        return android::OK;  // harmless, or nobody's
+Gate::Rights Gate::RightsFor(Callers callers) {
+    switch (callers) {
+        case Callers::kFramework:
+            return kFrameworks;
+        case Callers::kCompositor:
+            return kCompositors;
+        case Callers::kAnyone:
+            break;
     }
-    if (!(isDump ? mayDump(caller.uid) : mayCall(row->callers, caller.uid))) {
-        mRefusals.add(caller.uid, code, "not its to send");
-        return android::PERMISSION_DENIED;
+    return kAnyones;
+}
+
+void Gate::grant(Rights rights, const std::vector<uid_t>& uids) {
+    for (const uid_t uid : uids) {
+        const auto known = std::find_if(mRights.begin(), mRights.end(),
+                                        [uid](const auto& entry) { return entry.first == uid; });
+        if (known != mRights.end()) {
+            known->second |= rights;
+        } else {
+            mRights.emplace_back(uid, rights | kAnyones);
+        }
     }
-    const size_t most = isDump ? kMostDumpRequestBytes : MostRequestBytes(code);
-    if (data.dataSize() > most || !FieldsFit(code, data)) {
-        mRefusals.add(caller.uid, code, "beyond a limit");
-        return android::BAD_VALUE;
+}
+
+status_t Gate::admitLate(uid_t uid, uint32_t code, const Parcel& data) {
+    const auto found = std::find_if(mRules.begin(), mRules.end(),
+                                    [code](const Rule& rule) { return rule.code == code; });
+    // Without a rule it is harmless, or nobody's.
+    return found == mRules.end() ? android::OK : admitBy(*found, uid, data);
+}
+
+status_t Gate::admitBy(const Rule& rule, uid_t uid, const Parcel& data) {
+    if ((rule.rights & rightsOf(uid)) == 0) {
+        return refuse(uid, rule.code, android::PERMISSION_DENIED);
     }
-    return android::OK;
+    if (data.dataSize() > rule.mostBytes) {
+        return refuse(uid, rule.code, android::BAD_VALUE);
+    }
+    return rule.fieldsFit == nullptr ? android::OK : admitFields(rule, uid, data);
+}
+
+status_t Gate::admitFields(const Rule& rule, uid_t uid, const Parcel& data) {
+    const bool fit = rule.fieldsFit(data);
+    data.setDataPosition(0);
+    return fit ? android::OK : refuse(uid, rule.code, android::BAD_VALUE);
+}
+
+status_t Gate::refuse(uid_t uid, uint32_t code, status_t status) {
+    mRefusals.add(uid, code, status == android::BAD_VALUE ? "beyond a limit" : "not its to send");
+    return status;
 }
 
 bool Gate::trusts(uid_t uid) const {
-    return Contains(mUids.framework, uid) || Contains(mUids.compositor, uid);
-}
-
-bool Gate::mayCall(Callers callers, uid_t uid) const {
-    switch (callers) {
-        case Callers::kFramework:
-            return Contains(mUids.framework, uid);
-        case Callers::kCompositor:
-            return Contains(mUids.compositor, uid);
-        case Callers::kAnyone:
-            return true;
-    }
-    return false;
-}
-
-bool Gate::mayDump(uid_t uid) const {
-    return trusts(uid) || Contains(mUids.observers, uid);
+    return (rightsOf(uid) & (kFrameworks | kCompositors)) != 0;
 }
 
 }  // namespace KVT

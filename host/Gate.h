@@ -5,10 +5,11 @@
 #include <sys/types.h>
 #include <utils/Errors.h>
 
+#include <cstddef>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
-#include "host/Caller.h"
 #include "host/Refusals.h"
 #include "service/Transactions.h"
 
@@ -34,7 +35,10 @@ class Gate {
      * Changes nothing of the request, its position neither, which is to be at the beginning.
      * @return OK; PERMISSION_DENIED for who may not send it; BAD_VALUE beyond a limit
      */
-    android::status_t admit(const Caller& caller, uint32_t code, const android::Parcel& data);
+    android::status_t admit(uid_t uid, uint32_t code, const android::Parcel& data) {
+        return code - 1 < mWithoutGap ? admitBy(mRules[code - 1], uid, data)
+                                      : admitLate(uid, code, data);
+    }
 
     /** Whether that is the framework, the compositor or the service itself. */
     bool trusts(uid_t uid) const;
@@ -43,10 +47,38 @@ class Gate {
     Refusals& refusals() { return mRefusals; }
 
   private:
-    bool mayCall(Callers callers, uid_t uid) const;
-    bool mayDump(uid_t uid) const;
+    /** Bits: what a uid may do, and what a transaction takes one of. */
+    using Rights = uint32_t;
+    static constexpr Rights kAnyones = 1;
+    static constexpr Rights kFrameworks = 2;
+    static constexpr Rights kCompositors = 4;
+    static constexpr Rights kObservers = 8;
+    struct Rule {
+        uint32_t code;
+        Rights rights;
+        size_t mostBytes;
+        /** Whether counts and names keep to their limits; null without any. Reads the request. */
+        bool (*fieldsFit)(const android::Parcel& data);
+    };
 
-    CallerUids mUids;
+    static Rights RightsFor(Callers callers);
+    void grant(Rights rights, const std::vector<uid_t>& uids);
+    Rights rightsOf(uid_t uid) const {
+        for (const auto& [known, rights] : mRights) {
+            if (known == uid) {
+                return rights;
+            }
+        }
+        return kAnyones;
+    }
+    android::status_t admitLate(uid_t uid, uint32_t code, const android::Parcel& data);
+    android::status_t admitBy(const Rule& rule, uid_t uid, const android::Parcel& data);
+    android::status_t admitFields(const Rule& rule, uid_t uid, const android::Parcel& data);
+    android::status_t refuse(uid_t uid, uint32_t code, android::status_t status);
+
+    std::vector<std::pair<uid_t, Rights>> mRights;
+    std::vector<Rule> mRules;  // in ascending order of their codes
+    uint32_t mWithoutGap = 0;  // the codes up to here are the numbers of their rules, from 1 on
     Refusals mRefusals;
 };
 

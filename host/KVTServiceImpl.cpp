@@ -6,6 +6,7 @@
 
 #include "detect/FrameRefreshDetect.h"
 #include "display/LcdFpsControl.h"
+#include "host/Caller.h"
 #include "host/EventQueue.h"
 #include "host/Limits.h"
 #include "host/ReaderWrite.h"
@@ -65,7 +66,8 @@ int32_t KVTServiceImpl::UnRegisterListener(const sp<IKVTListener>& listener) {
 android::status_t KVTServiceImpl::onTransact(uint32_t code, const android::Parcel& data,
                                              android::Parcel* reply, uint32_t flags) {
     const Caller caller = Caller::Current();
-    if (const android::status_t status = mGate.admit(caller, code, data); status != android::OK) {
+    if (const android::status_t status = mGate.admit(caller.uid, code, data);
+        status != android::OK) {
         return status;
     }
     if (code == DUMP_TRANSACTION && (flags & FLAG_ONEWAY) != 0) {

@@ -101,7 +101,7 @@ TEST(ReaderWriteTest, HasOneDeadlineForAllOfAText) {
 TEST(ReaderWriteTest, HoldsFewThreadsAtATime) {
     std::vector<Ends> pipes;
     std::vector<std::future<android::status_t>> writes;
-    for (const uid_t reader : {0, 1000, 2000, 2000}) {
+    for (const uid_t reader : {0u, 1000u, 2000u, 2000u}) {
         const int fd = pipes.emplace_back(Open()).writer.get();
         writes.push_back(std::async(std::launch::async, [fd, reader] {
             return WriteToReader(fd, reader, Gather, std::chrono::seconds(100));

@@ -35,7 +35,7 @@ std::string Section(const std::string& heading) {
 
 /** The rows of the table, without its head. */
 std::vector<std::string> DocumentedTransactions() {
-    constexpr int kBars = 9;
+    constexpr int kBars = 10;
     std::vector<std::string> rows;
     for (const std::string& line : Split(Section("Transactions"), "\n")) {
         if (std::count(line.begin(), line.end(), '|') == kBars) {
@@ -51,8 +51,11 @@ std::string RowOf(const TransactionInfo& t) {
     const char* const sender = t.sender == Sender::kListener    ? "listener"
                                : t.sender == Sender::kFramework ? "framework"
                                                                 : "compositor";
-    return "| " + std::to_string(t.code) + " | " + t.name + " | " + sender + " | " +
-           (t.call == Call::kOneWay ? "one-way" : "waits") + " | " +
+    const char* const callers = t.callers == Callers::kAnyone      ? "anyone"
+                                : t.callers == Callers::kFramework ? "framework"
+                                                                   : "compositor";
+    return "| " + std::to_string(t.code) + " | " + t.name + " | " + sender + " | " + callers +
+           " | " + (t.call == Call::kOneWay ? "one-way" : "waits") + " | " +
            (t.checksToken ? "yes" : "no") + " | " + t.request + " | " + t.reply + " | ";
 }
 
