@@ -368,7 +368,7 @@ const char* RunSchedule(uint64_t seed) {
     unit.fakes.publish();
     FpsCommon::Init();
     Require(unit.events.start() == android::OK, "no thread for events");
-    unit.service = new KVTServiceImpl(seed / 2 % 2 == 0 ? &unit.events : nullptr);
+    unit.service = new KVTServiceImpl({}, seed / 2 % 2 == 0 ? &unit.events : nullptr);
     GameFpsDetect::GetInstance()->AttachService(unit.service);
     const bool sameGame = seed % 2 == 0;
     const bool classifierIsSlow = seed / 2 % 2 == 0;
