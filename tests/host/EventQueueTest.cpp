@@ -17,44 +17,42 @@
 namespace KVT {
 namespace {
 
-using android::IBinder;
 using android::OK;
+using android::sp;
 using android::WOULD_BLOCK;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-const std::map<char, uint32_t> kCodes = {{'m', POWER_MODE},
-                                         {'s', LCD_SETTING},
-                                         {'l', GAME_FPS_LIMIT},
-                                         {'p', PACKAGES},
-                                         {'o', TOUCH_POINTER},
-                                         {'h', NOTIFY_DISPLAY_HOTPLUG},
-                                         {'t', SET_LCD_EVENT},
-                                         {'d', NOTIFY_VIRTUAL_DISPLAY},
-                                         {'g', NOTIFY_GPU_COMPOSITION},
-                                         {'a', FINGERPRINT},
-                                         {'b', FINGERPRINT}};
+// clang-format off
+const std::map<char, uint32_t> kCodes = {
+    {'m', POWER_MODE}, {'s', LCD_SETTING}, {'l', GAME_FPS_LIMIT}, {'p', PACKAGES}, {'o', TOUCH_POINTER},
+    {'h', NOTIFY_DISPLAY_HOTPLUG}, {'t', SET_LCD_EVENT}, {'d', NOTIFY_VIRTUAL_DISPLAY},
+    {'g', NOTIFY_GPU_COMPOSITION}, {'a', FINGERPRINT}, {'b', FINGERPRINT}};
+// clang-format on
 
 /** Events by name: a letter for the kind, then the value; fingerprints of the packages a and b. */
 class Queue : public Phone {
   public:
     android::status_t send(const std::string& name, bool callerWaits = false) {
         const uint32_t code = kCodes.at(name[0]);
-        const std::string package = code == FINGERPRINT ? name.substr(0, 1) : "";
-        return events.run({code, stoi(name.substr(1)), package, [this, name] { act(name); }},
-                          callerWaits);
+        const auto act = [this, name] {
+            EXPECT_TRUE(Turn::IsUnderWay());
+            meanwhile();
+            mActed += name + " ";
+        };
+        return events.run(
+            {code, stoi(name.substr(1)), code == FINGERPRINT ? name.substr(0, 1) : "", act},
+            callerWaits);
     }
-    void sendAll(const std::string& names) {
+    /** While the queue is kept busy for a second. */
+    void burst(const std::string& names) {
+        events.run({POWER_MODE, 0, "", [] { SleepFor(kNsPerS); }}, false);
+        VirtualTime::Settle();
         std::istringstream stream(names);
         for (std::string name; stream >> name;) {
             EXPECT_EQ(send(name), OK);
         }
-    }
-    /** Keeps the queue busy for a second. */
-    void hang() {
-        events.run({POWER_MODE, 0, "", [] { SleepFor(kNsPerS); }}, false);
-        VirtualTime::Settle();
     }
     std::string acted() {
         SleepFor(10 * kNsPerS);
@@ -66,22 +64,17 @@ class Queue : public Phone {
         return dumper.text();
     }
 
+    void SetUp() override { ASSERT_EQ(events.start(), OK); }
+
     EventQueue events;
     std::function<void()> meanwhile = [] {};
+    const std::string eight = "d1 d0 d1 d0 d1 d0 d1 d0 ";
 
   private:
-    void act(const std::string& name) {
-        EXPECT_TRUE(Turn::IsUnderWay());
-        meanwhile();
-        mActed += name + " ";
-    }
-
     std::string mActed;
 };
 
 TEST_F(Queue, MergesStatesWhenManyWait) {
-    const std::string few = "m1 m2 m1 m2 p1 p2 p1 p2 ";
-    const std::string padding = "d1 d0 d1 d0 d1 d0 d1 d0 ";
     const std::pair<std::string, std::string> cases[] = {
         {"m1 m2 s1 m4 s0 l40 l60 p1 p2 o1 o0 h1 h0 ", "m4 s0 l60 p2 o0 h0 "},
         {"p1 m1 p2 m2 p3 m3 ", "p3 m3 "},
@@ -99,20 +92,16 @@ TEST_F(Queue, MergesStatesWhenManyWait) {
         {"o1 o7 h1 h-1 a1 a3 ", "o1 o7 h1 h-1 a1 a3 "},  // means nothing, takes nothing's place
         {"o7 o1 h-1 h1 ", "o1 h1 "},
     };
-    ASSERT_EQ(events.start(), OK);
-    hang();
-    sendAll(few);
-    EXPECT_EQ(acted(), few) << "no need";
+    burst("m1 m2 m1 m2 p1 p2 p1 p2 ");
+    EXPECT_EQ(acted(), "m1 m2 m1 m2 p1 p2 p1 p2 ") << "no need";
     for (const auto& [sent, expected] : cases) {
-        hang();
-        sendAll(padding + sent);
-        EXPECT_EQ(acted(), padding + expected) << sent;
+        burst(eight + sent);
+        EXPECT_EQ(acted(), eight + expected) << sent;
     }
 }
 
 TEST_F(Queue, HasAnEnd) {
-    ASSERT_EQ(events.start(), OK);
-    hang();
+    burst("");
     for (size_t i = 0; i < 100; ++i) {
         EXPECT_EQ(send("t1"), i < 48 ? OK : WOULD_BLOCK);
     }
@@ -133,9 +122,7 @@ TEST_F(Queue, HasAnEnd) {
 }
 
 TEST_F(Queue, KeepsCallersWhoWaitButNotTooMany) {
-    ASSERT_EQ(events.start(), OK);
-    hang();
-    sendAll("d1 d0 d1 d0 d1 d0 d1 d0");
+    burst(eight);
     const int64_t sent = MonotonicNow();
     std::vector<int64_t> answered;
     {
@@ -148,105 +135,27 @@ TEST_F(Queue, KeepsCallersWhoWaitButNotTooMany) {
         }
     }
     EXPECT_THAT(answered, ElementsAre(0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1));
-    EXPECT_EQ(acted(), "d1 d0 d1 d0 d1 d0 d1 d0 m1 ") << "one of them, which all have waited for";
-    send("m1", true);
-    EXPECT_EQ(acted(), "m1 ");
+    EXPECT_EQ(acted(), eight + "m1 ") << "one of them, which all have waited for";
 }
 
 TEST_F(Queue, DoesNotKeepACallerWhomAnEventMayHaveToWaitFor) {
-    ASSERT_EQ(events.start(), OK);
     meanwhile = [this, once = true]() mutable {
         if (std::exchange(once, false)) {
             EXPECT_EQ(send("m2", true), OK);
         }
     };
     EXPECT_EQ(send("m1", true), OK);
-    Turn::Take([&] {
-        EXPECT_EQ(send("m3", true), OK);
-        EXPECT_EQ(dumped().substr(0, 18), "[events]\nqueued=1\n") << "not before the turn is over";
-    });
+    Turn::Take([&] { EXPECT_EQ(send("m3", true), OK); });
     EXPECT_EQ(acted(), "m1 m2 m3 ");
 }
 
-TEST_F(Queue, DropsAtItsEndWhatItHasNotBegun) {
-    const auto never = std::make_shared<bool>();
-    {
-        EventQueue ending;
-        ASSERT_EQ(ending.start(), OK);
-        ending.run({POWER_MODE, 0, "", [] { SleepFor(kNsPerS); }}, false);
-        ending.run({POWER_MODE, 0, "", [never] { *never = true; }}, false);
-        VirtualTime::Settle();
-    }
-    EXPECT_FALSE(*never);
-    EXPECT_EQ(never.use_count(), 1);
-}
-
-/** The service as its host runs it. */
-class QueuedService : public Queue {
-  public:
-    void start() {
-        Phone::start();
-        ASSERT_EQ(events.start(), OK);
-    }
-
-    /** What a burst of events ends in, sent to a phone that is as it was before the last one. */
-    std::string endOfBurst(const android::sp<android::IBinder>& receiver, std::mt19937_64 random) {
-        FrameworkClient client{receiver};
-        for (const char* pkg : {"app.c", "app.b", "app.a"}) {
-            client.fingerprint(pkg, 0);
-            SleepFor(kNsPerS);
-            client.packages(pkg, {});
-        }
-        for (const uint32_t code :
-             {POWER_MODE, LCD_SETTING, TOUCH_POINTER, NOTIFY_DISPLAY_HOTPLUG, GAME_FPS_LIMIT}) {
-            client.send(code, 0);
-        }
-        FpsCommon::virtualDisplayStatus = 0;
-        SleepFor(10 * kNsPerS);
-        hang();
-        const auto oneOf = [&random](auto... values) {
-            const std::common_type_t<decltype(values)...> list[] = {values...};
-            return list[random() % sizeof...(values)];
-        };
-        for (int event = 0; event < 40; ++event) {
-            const std::string pkg = oneOf("app.a", "app.b", "app.high");
-            const int kind = oneOf(0, 1, 2, 3, 4, 5, 6);
-            if (kind < 2) {
-                client.packages(pkg, {pkg, oneOf("app.a", "app.high")});
-            } else if (kind == 2 && oneOf(0, 1) == 0) {
-                client.fingerprint(pkg, oneOf(0, 1, 2, 3));
-            } else {
-                client.send(oneOf(POWER_MODE, LCD_SETTING, TOUCH_POINTER, NOTIFY_DISPLAY_HOTPLUG,
-                                  NOTIFY_VIRTUAL_DISPLAY, GAME_FPS_LIMIT),
-                            oneOf(0, 1, 2, 4));
-            }
-        }
-        SleepFor(20 * kNsPerS);
-        return FpsCommon::CurrentPkgName() + " " + scenes() + std::to_string(panelHz());
-    }
-
-    android::sp<KVTServiceImpl> impl = new KVTServiceImpl({}, &events);
-};
-
-TEST_F(QueuedService, EndsAsIfNothingHadBeenMerged) {
-    FpsCommon::tables.settingSwitchMap[1]["app_perceptible_switch"] = 3;
-    FpsCommon::tables.settingSwitchMap[0]["app_perceptible_switch"] = 3;
-    FpsCommon::tables.appPkgFilterMap["app_pkg_perceptible_list"].insert("app.high");
-    start();
-    const android::sp<KVTServiceImpl> inPlace = new KVTServiceImpl;
-    for (uint64_t seed = 0; seed < 40; ++seed) {
-        const std::string expected = endOfBurst(inPlace, std::mt19937_64(seed));
-        EXPECT_EQ(endOfBurst(impl, std::mt19937_64(seed)), expected) << seed;
-    }
-    EXPECT_THAT(dumped(), AllOf(Not(HasSubstr("merged=0\n")), HasSubstr("dropped=0\n")));
-}
-
-TEST_F(QueuedService, AnswersWhileAnEventHangs) {
+TEST_F(Queue, LeavesQueriesAloneWhileAnEventHangs) {
     Meddle("IKoraCMSService", fakes.classifier,
            [](uint32_t, const android::Parcel&) { SleepFor(5 * kNsPerS); });
     start();
     decisions();
-    FrameworkClient client{impl};
+    const sp<KVTServiceImpl> host = new KVTServiceImpl({}, &events);
+    FrameworkClient client{host};
     const int64_t sent = MonotonicNow();
     client.packages("com.example.app", {});
     client.send(POWER_MODE, 1);
@@ -257,6 +166,56 @@ TEST_F(QueuedService, AnswersWhileAnEventHangs) {
     EXPECT_THAT(decisions(), IsEmpty());
     SleepFor(20 * kNsPerS);
     EXPECT_THAT(decisions(), ElementsAre("app-fixed app-code 60", "hold power-saving 60"));
+}
+
+class Bursts : public Queue {
+  public:
+    /** What 40 random events end in, on a phone that is as it was before the last burst. */
+    std::string endOf(uint64_t seed, const sp<KVTServiceImpl>& host) {
+        std::mt19937_64 random(seed);
+        const auto oneOf = [&random](auto... values) {
+            const std::common_type_t<decltype(values)...> list[] = {values...};
+            return list[random() % sizeof...(values)];
+        };
+        FrameworkClient client{host};
+        client.fingerprint("app.low", 0);
+        client.packages("app.low", {});
+        for (const uint32_t code :
+             {POWER_MODE, LCD_SETTING, TOUCH_POINTER, NOTIFY_DISPLAY_HOTPLUG, GAME_FPS_LIMIT}) {
+            client.send(code, 0);
+        }
+        FpsCommon::virtualDisplayStatus = 0;
+        SleepFor(10 * kNsPerS);
+        burst("");
+        for (int event = 0; event < 40; ++event) {
+            const std::string pkg = oneOf("app.low", "app.listed");
+            switch (oneOf(0, 1, 1, 2, 2, 2, 2)) {
+                case 0:
+                    client.fingerprint(pkg, oneOf(0, 1, 2, 3));
+                    break;
+                case 1:
+                    client.packages(pkg, {pkg, oneOf("app.low", "app.listed")});
+                    break;
+                default:
+                    client.send(oneOf(POWER_MODE, LCD_SETTING, TOUCH_POINTER,
+                                      NOTIFY_DISPLAY_HOTPLUG, NOTIFY_VIRTUAL_DISPLAY),
+                                oneOf(0, 1, 2, 4));
+            }
+        }
+        SleepFor(20 * kNsPerS);
+        return FpsCommon::CurrentPkgName() + " " + scenes() + std::to_string(panelHz());
+    }
+};
+
+TEST_F(Bursts, EndAsIfNothingHadBeenMerged) {
+    listPackages(3, 2);
+    start();
+    const sp<KVTServiceImpl> inPlace = new KVTServiceImpl;
+    const sp<KVTServiceImpl> queued = new KVTServiceImpl({}, &events);
+    for (uint64_t seed = 0; seed < 40; ++seed) {
+        EXPECT_EQ(endOf(seed, queued), endOf(seed, inPlace)) << seed;
+    }
+    EXPECT_THAT(dumped(), AllOf(Not(HasSubstr("merged=0\n")), HasSubstr("dropped=0\n")));
 }
 
 }  // namespace

@@ -178,15 +178,18 @@ void HoldStates(const sp<IBinder>& service, int, int) {
     SleepFor(10 * kNsPerMs);
 }
 
-void RegisterListeners(const sp<IBinder>& service, int, int blow) {
+void RegisterListeners(const sp<IBinder>& service, int process, int) {
     static std::vector<sp<IBinder>> listeners;
     constexpr size_t kMost = 5'000;
-    listeners.push_back(new BBinder);
-    Parcel data;
-    Parcel reply;
-    data.writeInterfaceToken(IKVTService::descriptor);
-    data.writeStrongBinder(listeners.back());
-    service->transact(REGISTER_LISTENER, data, &reply, blow % 2 == 0 ? kOneWay : kWaits);
+    constexpr int kAtOnce = 25;
+    for (int i = 0; i < kAtOnce && listeners.size() < kMost; ++i) {
+        listeners.push_back(new BBinder);
+        Parcel data;
+        Parcel reply;
+        data.writeInterfaceToken(IKVTService::descriptor);
+        data.writeStrongBinder(listeners.back());
+        service->transact(REGISTER_LISTENER, data, &reply, process == 0 ? kOneWay : kWaits);
+    }
     if (listeners.size() == kMost) {
         listeners.clear();
     }
