@@ -185,9 +185,9 @@ void Invariants::checkPeers() {
     const bool wantsTouches = mPhone.compositor->wantsTouchEvents();
     require(wantsTouches == FpsCommon::appDynamicSwitch,
             "the compositor was not told whether touches are wanted", "told", wantsTouches);
-    const bool isGame = FpsCommon::CachedType(FpsCommon::CurrentPkgName()) == kTypeGame;
-    require(FpsCommon::gameScene == isGame, "the game flag is not the foreground's", "flag",
-            FpsCommon::gameScene.load());
+    const auto type = FpsCommon::RememberedType(FpsCommon::CurrentPkgName());
+    require(!type.has_value() || FpsCommon::gameScene == (*type == kTypeGame),
+            "the game flag is not the foreground's", "flag", FpsCommon::gameScene.load());
     const int32_t panel = mPhone.panel->currentHz();
     require(panel == LcdFpsControl::GetLastLcdFps(), "the panel does not follow", "panel", panel,
             "requested", LcdFpsControl::GetLastLcdFps());

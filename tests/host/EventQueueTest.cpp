@@ -151,7 +151,7 @@ TEST_F(Queue, DoesNotKeepACallerWhomAnEventMayHaveToWaitFor) {
 
 TEST_F(Queue, LeavesQueriesAloneWhileAnEventHangs) {
     Meddle("IKoraCMSService", fakes.classifier,
-           [](uint32_t, const android::Parcel&) { SleepFor(5 * kNsPerS); });
+           [](uint32_t, const android::Parcel&) { SleepFor(kNsPerS / 2); });
     start();
     decisions();
     const sp<KVTServiceImpl> host = new KVTServiceImpl({}, &events);
