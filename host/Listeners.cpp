@@ -40,24 +40,22 @@ class Listeners::Death : public IBinder::DeathRecipient {
 bool Listeners::add(const sp<IKVTListener>& listener, const Caller& caller, bool trusted) {
     const sp<IBinder> binder = IInterface::asBinder(listener);
     const sp<Death> death = new Death(this);
-    {
-        MutexLock lock(mMutex);
-        if (mByBinder.count(binder.get()) != 0) {
-            return true;
-        }
-        const uint64_t owner = OwnerOf(caller);
-        if (!hasRoom(owner, trusted)) {
-            return false;
-        }
-        mEntries.push_back({listener, death, owner});
-        mByBinder[binder.get()] = std::prev(mEntries.end());
-        ++mCountByOwner[owner];
+    MutexLock lock(mMutex);
+    if (mByBinder.count(binder.get()) != 0) {
+        return true;
     }
-    // After the entry is there, so that a death in this very moment finds something to remove.
+    const uint64_t owner = OwnerOf(caller);
+    if (!hasRoom(owner, trusted)) {
+        return false;
+    }
+    // With the lock: a removal or a death in this very moment then finds entry and link, or neither.
     // One of this process can not be linked to, and need not be.
     if (binder->linkToDeath(death) == android::DEAD_OBJECT) {
-        remove(binder);
+        return true;  // as if it had died just afterwards
     }
+    mEntries.push_back({listener, death, owner});
+    mByBinder[binder.get()] = std::prev(mEntries.end());
+    ++mCountByOwner[owner];
     return true;
 }
 

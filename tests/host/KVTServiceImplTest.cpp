@@ -28,6 +28,7 @@ class Listener : public BnKVTListener {
   public:
     std::vector<int32_t> heard;
     std::function<void()> then = [] {};
+    std::function<void()> linking = [] {};
     bool alive = true;
     std::vector<wp<DeathRecipient>> links;
 
@@ -36,11 +37,15 @@ class Listener : public BnKVTListener {
         then();
     }
     android::status_t linkToDeath(const sp<DeathRecipient>& recipient, void*, uint32_t) override {
+        linking();
         links.push_back(recipient);
         return alive ? android::OK : android::DEAD_OBJECT;
     }
     android::status_t unlinkToDeath(const wp<DeathRecipient>& recipient, void*, uint32_t,
                                     wp<DeathRecipient>*) override {
+        if (links.empty()) {
+            return android::NAME_NOT_FOUND;
+        }
         EXPECT_EQ(links.back(), recipient);
         links.pop_back();
         return android::OK;
@@ -106,6 +111,20 @@ TEST_F(Host, ForgetsListenersThatDied) {
     listener->alive = false;
     EXPECT_EQ(impl->RegisterListener(listener), 0);
     EXPECT_EQ(impl->listenerCount(), 0u) << "died before";
+}
+
+TEST_F(Host, KeepsNoLinkToAListenerThatIsRemovedAsItRegisters) {
+    const sp<Listener> listener = new Listener;
+    listener->linking = [] { SleepFor(kNsPerMs); };
+    {
+        const VirtualThread adds("adds", [&] { impl->RegisterListener(listener); });
+        const VirtualThread removes("removes", [&] {
+            SleepFor(kNsPerUs);
+            impl->UnRegisterListener(listener);
+        });
+    }
+    EXPECT_EQ(impl->listenerCount(), 0u);
+    EXPECT_TRUE(listener->links.empty());
 }
 
 TEST_F(Host, LetsAListenerRegisterAnotherOneInItsReport) {
