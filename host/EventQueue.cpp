@@ -37,6 +37,17 @@ bool IsState(const EventRunner::Event& event) {
     }
 }
 
+/** Whether nobody says it again: one display more or less is counted for good, and states stay. */
+bool Lasts(const EventRunner::Event& event) {
+    return IsState(event) || event.code == NOTIFY_VIRTUAL_DISPLAY;
+}
+
+/** One virtual display more, and one less. */
+bool Cancel(const EventRunner::Event& one, const EventRunner::Event& other) {
+    return one.code == NOTIFY_VIRTUAL_DISPLAY && other.code == NOTIFY_VIRTUAL_DISPLAY &&
+           ((one.value == 0 && other.value == 1) || (one.value == 1 && other.value == 0));
+}
+
 bool Replaces(const EventRunner::Event& later, const EventRunner::Event& earlier) {
     return later.code == earlier.code && later.package == earlier.package && IsState(later);
 }
@@ -125,10 +136,13 @@ status_t EventQueue::run(Event event, bool callerWaits) {
 }
 
 bool EventQueue::add(Event event) {
-    const size_t most = IsState(event) ? kMostQueued : kMostQueued - kKeptForStates;
+    const size_t most = Lasts(event) ? kMostQueued : kMostQueued - kKeptForLasting;
     mQueue.push_back({std::move(event), {}});
     if (mQueue.size() > kOrdinary) {
         mergeStates();
+    }
+    if (mQueue.size() > kMostQueued / 2) {
+        cancelDisplays();
     }
     if (mQueue.size() > most && !replaceAnyway()) {
         mQueue.pop_back();
@@ -167,6 +181,23 @@ bool EventQueue::replaceAnyway() {
     }
     replace(std::prev(earlier.base()), newest);
     return true;
+}
+
+/** For a queue half full: without the newest event and its opposite as many displays are there. */
+void EventQueue::cancelDisplays() {
+    const Event& newest = mQueue.back().event;
+    const auto opposite = std::find_if(mQueue.begin(), mQueue.end(), [&newest](const Entry& entry) {
+        return Cancel(newest, entry.event);
+    });
+    if (opposite == mQueue.end()) {
+        return;
+    }
+    replace(opposite, mQueue.back());
+    const std::vector<Condition*> acted = std::move(mQueue.back().acted);
+    mQueue.pop_back();
+    // Whoever waits for these two waits for all that was sent before.
+    std::vector<Condition*>& all = mQueue.back().acted;
+    all.insert(all.end(), acted.begin(), acted.end());
 }
 
 EventQueue::Entries::iterator EventQueue::replace(Entries::iterator earlier, Entry& later) {

@@ -20,17 +20,17 @@ class Dumper;
  *
  * Events are acted on as they were sent, until they come faster than that. Then one that states
  * something (a power mode, a package) takes the place of the one before it about the same, unless
- * something between them would have another effect without that one. What counts is never merged:
- * touches, virtual displays, GPU composition. A package that comes and goes in such a time was
- * never in front.
+ * something between them would have another effect without that one. What counts is not merged:
+ * touches, virtual displays, GPU composition; but in a queue that is half full a display that
+ * comes and one that goes cancel. A package that comes and goes in such a time was never in front.
  */
 class EventQueue : public EventRunner {
   public:
     /** So many are acted on as sent, whatever they are: about a second of a slow panel's changes. */
     static constexpr size_t kOrdinary = 8;
     static constexpr size_t kMostQueued = 64;
-    /** Room that events that count leave, for those that state: to lose the last of these lasts. */
-    static constexpr size_t kKeptForStates = 16;
+    /** Room that touches and GPU composition leave for what nobody says again when it is lost. */
+    static constexpr size_t kKeptForLasting = 16;
     /**
      * Callers that wait for their event at one time; others are answered at once. Of the pool's 17
      * threads that leaves nine: four may serve dumps, and calls that wait for a lock take some.
@@ -68,6 +68,7 @@ class EventQueue : public EventRunner {
     bool add(Event event) REQUIRES(mMutex);
     void mergeStates() REQUIRES(mMutex);
     bool replaceAnyway() REQUIRES(mMutex);
+    void cancelDisplays() REQUIRES(mMutex);
     Entries::iterator replace(Entries::iterator earlier, Entry& later) REQUIRES(mMutex);
     void reportDropped() EXCLUDES(mMutex);
     void actOnNext() EXCLUDES(mMutex);

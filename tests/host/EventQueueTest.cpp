@@ -121,6 +121,28 @@ TEST_F(Queue, HasAnEnd) {
     EXPECT_THAT(logs.take(), IsEmpty());
 }
 
+TEST_F(Queue, CountsDisplaysHoweverFastTheyComeAndGo) {
+    burst("");
+    const VirtualThread waits("waits", [this] { EXPECT_EQ(send("d1", true), OK); });
+    VirtualTime::Settle();
+    std::string names;
+    for (int i = 0; i < 60; ++i) {
+        names += "d1 d0 ";
+    }
+    std::istringstream sent(names + "t1 d0 d0 d1 d1 d1 p1 ");
+    for (std::string name; sent >> name;) {
+        EXPECT_EQ(send(name), OK);
+    }
+    const std::string all = acted();
+    int open = 0;
+    std::istringstream stream(all);
+    for (std::string name; stream >> name;) {
+        open += name == "d1" ? 1 : name == "d0" ? -1 : 0;
+    }
+    EXPECT_EQ(open, 2) << all;
+    EXPECT_THAT(all, testing::EndsWith("p1 "));
+}
+
 TEST_F(Queue, KeepsCallersWhoWaitButNotTooMany) {
     burst(eight);
     const int64_t sent = MonotonicNow();
