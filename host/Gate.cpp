@@ -25,11 +25,10 @@ bool NameFits(const Parcel& data) {
                                   static_cast<ssize_t>(kMostNameBytes);
 }
 
-/** Reads how many follow. Less than none are none; what follows may end early, but not so early. */
-bool CountFits(const Parcel& data, int32_t most, size_t bytesOfOne, int32_t* count) {
+/** Reads how many follow. Less than none are none; those that a request lacks read as empty. */
+bool CountFits(const Parcel& data, size_t most, int32_t* count) {
     *count = data.readInt32();
-    return *count <= 0 ||
-           (*count <= most && static_cast<size_t>(*count) <= data.dataAvail() / bytesOfOne);
+    return *count <= 0 || static_cast<size_t>(*count) <= most;
 }
 
 bool ApplicationStateFits(const Parcel& data) {
@@ -37,12 +36,12 @@ bool ApplicationStateFits(const Parcel& data) {
     data.readInt32();  // state
     data.readInt32();  // game mode
     int32_t characters = 0;
-    return CountFits(data, static_cast<int32_t>(kMostNameBytes), sizeof(int32_t), &characters);
+    return CountFits(data, kMostNameBytes, &characters);
 }
 
 bool PackagesFit(const Parcel& data) {
     int32_t count = 0;
-    bool fits = NameFits(data) && CountFits(data, kMostVisiblePackages, sizeof(int32_t), &count);
+    bool fits = NameFits(data) && CountFits(data, kMostVisiblePackages, &count);
     for (int32_t i = 0; fits && i < count; ++i) {
         fits = NameFits(data);
     }

@@ -17,7 +17,7 @@ namespace KVT {
 constexpr size_t kMostNameBytes = 255;
 
 /** Packages that are visible at a time: split screen, floating windows and what shines through. */
-constexpr int32_t kMostVisiblePackages = 64;
+constexpr size_t kMostVisiblePackages = 64;
 
 /** A layer's name, UTF-8: package and activity, 255 each, and what the compositor writes around. */
 constexpr size_t kMostLayerNameBytes = 1024;
@@ -43,7 +43,7 @@ constexpr size_t MostRequestBytes(uint32_t code) {
             case APPLICATION_STATE:
                 return 4 * kInt32 + kMostNameBytes * kInt32;
             case PACKAGES:
-                return kName + kInt32 + static_cast<size_t>(kMostVisiblePackages) * kName;
+                return kName + kInt32 + kMostVisiblePackages * kName;
             case SEND_LAYER_TIME_INFO:
                 return kMostLayerNameBytes + kInt64 + kInt32;
             case FINGERPRINT:
