@@ -78,11 +78,11 @@ Gate::Gate(const CallerUids& uids) {
     grant(kObservers, uids.observers);
     grant(kFrameworks | kCompositors, {getuid()});
     for (const TransactionInfo& row : Transactions()) {
-        mRules.push_back(
-            {row.code, RightsFor(row.callers), MostRequestBytes(row.code), FieldsFitOf(row.code)});
+        mRules.push_back({row.code, RightsFor(row.callers), MostRequestBytes(row.code),
+                          FieldsFitOf(row.code), row.call == Call::kWaits});
     }
     mRules.push_back({IBinder::DUMP_TRANSACTION, kFrameworks | kCompositors | kObservers,
-                      kMostDumpRequestBytes, nullptr});
+                      kMostDumpRequestBytes, nullptr, false});
     while (mRules[mWithoutGap].code == mWithoutGap + 1) {
         ++mWithoutGap;
     }
@@ -126,17 +126,23 @@ status_t Gate::admitBy(const Rule& rule, uid_t uid, const Parcel& data) {
     if (data.dataSize() > rule.mostBytes) {
         return refuse(uid, rule.code, android::BAD_VALUE);
     }
-    return rule.fieldsFit == nullptr ? android::OK : admitFields(rule, uid, data);
+    return rule.isPlain ? android::OK : admitClosely(rule, uid, data);
 }
 
-status_t Gate::admitFields(const Rule& rule, uid_t uid, const Parcel& data) {
-    const bool fit = rule.fieldsFit(data);
+status_t Gate::admitClosely(const Rule& rule, uid_t uid, const Parcel& data) {
+    if (rule.isQuery && !trusts(uid) && !mQueries.take(uid)) {
+        return refuse(uid, rule.code, android::WOULD_BLOCK);
+    }
+    const bool fit = rule.fieldsFit == nullptr || rule.fieldsFit(data);
     data.setDataPosition(0);
     return fit ? android::OK : refuse(uid, rule.code, android::BAD_VALUE);
 }
 
 status_t Gate::refuse(uid_t uid, uint32_t code, status_t status) {
-    mRefusals.add(uid, code, status == android::BAD_VALUE ? "beyond a limit" : "not its to send");
+    mRefusals.add(uid, code,
+                  status == android::BAD_VALUE     ? "beyond a limit"
+                  : status == android::WOULD_BLOCK ? "asks too often"
+                                                   : "not its to send");
     return status;
 }
 

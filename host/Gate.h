@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/QueryQuota.h"
 #include "host/Refusals.h"
 #include "service/Transactions.h"
 
@@ -25,7 +26,8 @@ struct CallerUids {
 
 /**
  * Decides whether a transaction gets to the dispatcher: by who sends it, and by whether the request
- * keeps to the limits (Limits.h). Any thread; what is admitted costs no lock and no allocation.
+ * keeps to the limits (Limits.h). Any thread; what is admitted costs no lock and no allocation,
+ * but for queries of those who are not trusted.
  */
 class Gate {
   public:
@@ -33,7 +35,8 @@ class Gate {
 
     /**
      * Changes nothing of the request, its position neither, which is to be at the beginning.
-     * @return OK; PERMISSION_DENIED for who may not send it; BAD_VALUE beyond a limit
+     * @return OK; PERMISSION_DENIED for who may not send it; BAD_VALUE beyond a limit;
+     *         WOULD_BLOCK for who asks too often
      */
     android::status_t admit(uid_t uid, uint32_t code, const android::Parcel& data) {
         return code - 1 < mWithoutGap ? admitBy(mRules[code - 1], uid, data)
@@ -59,6 +62,9 @@ class Gate {
         size_t mostBytes;
         /** Whether counts and names keep to their limits; null without any. Reads the request. */
         bool (*fieldsFit)(const android::Parcel& data);
+        bool isQuery;
+        /** Admitted by sender and size alone, as frames are. */
+        bool isPlain = fieldsFit == nullptr && !isQuery;
     };
 
     static Rights RightsFor(Callers callers);
@@ -73,12 +79,13 @@ class Gate {
     }
     android::status_t admitLate(uid_t uid, uint32_t code, const android::Parcel& data);
     android::status_t admitBy(const Rule& rule, uid_t uid, const android::Parcel& data);
-    android::status_t admitFields(const Rule& rule, uid_t uid, const android::Parcel& data);
+    android::status_t admitClosely(const Rule& rule, uid_t uid, const android::Parcel& data);
     android::status_t refuse(uid_t uid, uint32_t code, android::status_t status);
 
     std::vector<std::pair<uid_t, Rights>> mRights;
     std::vector<Rule> mRules;  // in ascending order of their codes
     uint32_t mWithoutGap = 0;  // the codes up to here are the numbers of their rules, from 1 on
+    QueryQuota mQueries;
     Refusals mRefusals;
 };
 

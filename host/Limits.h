@@ -68,6 +68,12 @@ constexpr size_t kListenersKeptForTrusted = 256;
 /** Of a caller that is not trusted. A process needs one. */
 constexpr size_t kMostListenersOfCaller = 16;
 
+// Of queries of those who are not trusted: what they ask for stays the same as long as the phone runs.
+
+constexpr size_t kMostQueriesAMinute = 60;
+/** Uids that may ask in a minute: far more than a phone has apps that run at a time. */
+constexpr size_t kMostAskingUids = 1024;
+
 // Of the dump.
 
 /** What a pipe takes at once. */

@@ -255,6 +255,28 @@ TEST_F(Gated, TellsOfRefusalsOnceAMinute) {
     EXPECT_THAT(text, HasSubstr("\nother uids=9939\n"));
 }
 
+TEST_F(Gated, LetsNobodyFillTheLogWithQueries) {
+    start();
+    const auto served = [this](const Caller& caller) {
+        int count = 0;
+        for (int i = 0; i < 100; ++i) {
+            for (const uint32_t code : {GET_MAX_LCD_FPS, GET_NEW_SCHEME_SUPPORTED, SELF_TEST}) {
+                const status_t status = call(caller, code, [](Parcel&) {});
+                EXPECT_TRUE(status == OK || status == android::WOULD_BLOCK);
+                count += status == OK ? 1 : 0;
+            }
+        }
+        return count;
+    };
+    logs.take();
+    EXPECT_EQ(served(kApp), 60);
+    EXPECT_EQ(logs.take().size(), 61u) << "and that it asks too often";
+    EXPECT_EQ(served(kIsolated), 60) << "for itself";
+    EXPECT_EQ(served(kSystem), 300);
+    SleepFor(60 * kNsPerS);
+    EXPECT_EQ(served(kApp), 60) << "in another minute";
+}
+
 TEST_F(Gated, HasRoomForTheListenersOfEachCaller) {
     std::vector<sp<LocalListener>> all;
     const auto add = [&](const Caller& caller) {
