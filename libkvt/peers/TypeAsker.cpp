@@ -19,7 +19,7 @@ namespace {
 
 constexpr const char* kAskerThread = "KVT::TypeAsker";
 
-/** Answers that come as quickly as this are told to the listener together. */
+/** Answers that come within this time are told to the listener together. */
 constexpr int64_t kQuickNs = 100 * kNsPerMs;
 
 thread_local bool tIsAsker = false;
@@ -122,16 +122,20 @@ void TypeAsker::Serve() {
     std::vector<std::string> learned;
     {
         MutexLock lock(mMutex);
-        const int64_t tookNs = MonotonicNow() - mCallSinceNs;
+        const int64_t nowNs = MonotonicNow();
+        const int64_t tookNs = nowNs - mCallSinceNs;
         if (isAsked) {
             TakeTime(tookNs);
         }
         mCallSinceNs = 0;
         Deliver(pkg, type);
         if (mCurrent.isForListener && isLearned) {
+            if (mLearned.empty()) {
+                mLearnedSinceNs = nowNs - tookNs;
+            }
             mLearned.push_back(pkg);
         }
-        if ((mRequests.empty() || tookNs > kQuickNs) && !mStopped) {
+        if ((mRequests.empty() || nowNs - mLearnedSinceNs > kQuickNs) && !mStopped) {
             learned.swap(mLearned);
         }
     }

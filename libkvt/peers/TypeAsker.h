@@ -113,6 +113,8 @@ class TypeAsker {
     int32_t mOwnAsks GUARDED_BY(mMutex) = 0;
     /** Learned, and not told to the listener yet. */
     std::vector<std::string> mLearned GUARDED_BY(mMutex);
+    /** When the first of them was asked for. */
+    int64_t mLearnedSinceNs GUARDED_BY(mMutex) = 0;
 
     // The call under way; since 0 when there is none.
     Request mCurrent GUARDED_BY(mMutex){};

@@ -115,6 +115,17 @@ TEST_F(TypesOfEvent, DecideAnewWhenTheyComeLate) {
     EXPECT_THAT(decisions(), IsEmpty()) << "of a package that nobody sees any more";
 }
 
+TEST_F(TypesOfEvent, AreDecidedUponWhileOthersAreStillAskedFor) {
+    answerAfter(5 * kNsPerS);
+    for (int i = 0; i < 100; ++i) {
+        focus("app." + std::to_string(i));
+    }
+    focus("game.listed");
+    answerAfter(90 * kNsPerMs);
+    SleepFor(7 * kNsPerS);
+    EXPECT_TRUE(FpsCommon::gameScene);
+}
+
 TEST_F(TypesOfEvent, AreAskedForLessAndLessOftenOfASlowService) {
     std::vector<int64_t> seconds;
     const int64_t begin = MonotonicNow();
