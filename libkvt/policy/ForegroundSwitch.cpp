@@ -95,10 +95,13 @@ void FpsCommon::OnGameExitReceived(const std::string& pkg, int32_t state) {
     }
     Event event;
     event.ask(pkg);
-    if (!IsGame(pkg) || visibleAppSet.count(pkg) == 0 || IsGame(focusApp)) {
+    if (!IsGame(pkg) || visibleAppSet.count(pkg) == 0) {
         return;
     }
-    visibleAppSet.erase(pkg);
+    event.askShown();
+    if (IsGame(focusApp) || visibleAppSet.erase(pkg) == 0) {
+        return;
+    }
     OnPackageInfoUpateInEvent(focusApp, visibleAppSet, Foreground());
 }
 

@@ -177,9 +177,13 @@ class FpsCommon : public PolicyState,
         std::optional<int32_t> typeOf(const std::string& pkg) const;
         /** Asks for a type that is not known, without the lock: any state may change meanwhile. */
         void ask(const std::string& pkg) REQUIRES(decisionMutex);
+        /** The same for the packages last reported, as far as the choice among them needs it. */
+        void askShown() REQUIRES(decisionMutex);
 
       private:
         void lock() ACQUIRE(decisionMutex);
+        void learnShown(const std::string& focus, const std::unordered_set<std::string>& visible)
+            EXCLUDES(decisionMutex);
         void learn(const std::vector<std::string>& pkgs);
 
         TypeAsker::Answers mAnswers;

@@ -19,19 +19,7 @@ FpsCommon::Event::Event() {
 
 FpsCommon::Event::Event(const std::string& focus, const std::unordered_set<std::string>& visible) {
     const uint64_t number = ++packageEvents;
-    // With nothing else visible the type makes a difference to a change only.
-    if (!typeOf(focus).has_value() && !(visible.empty() && focus == CurrentPkgName())) {
-        learn({focus});
-    }
-    if (!visible.empty() && typeOf(focus) != kTypeGame) {
-        std::vector<std::string> unknown;
-        for (const std::string& pkg : visible) {
-            if (pkg != focus && !typeOf(pkg).has_value()) {
-                unknown.push_back(pkg);
-            }
-        }
-        learn(unknown);
-    }
+    learnShown(focus, visible);
     lock();
     mIsOvertaken = number < lastPackageEvent;
     lastPackageEvent = std::max(number, lastPackageEvent);
@@ -45,6 +33,23 @@ FpsCommon::Event::~Event() {
 void FpsCommon::Event::lock() {
     decisionMutex.lock();
     currentEvent = this;
+}
+
+void FpsCommon::Event::learnShown(const std::string& focus,
+                                  const std::unordered_set<std::string>& visible) {
+    // With nothing else visible the type makes a difference to a change only.
+    if (!typeOf(focus).has_value() && !(visible.empty() && focus == CurrentPkgName())) {
+        learn({focus});
+    }
+    if (!visible.empty() && typeOf(focus) != kTypeGame) {
+        std::vector<std::string> unknown;
+        for (const std::string& pkg : visible) {
+            if (pkg != focus && !typeOf(pkg).has_value()) {
+                unknown.push_back(pkg);
+            }
+        }
+        learn(unknown);
+    }
 }
 
 std::optional<int32_t> FpsCommon::Event::typeOf(const std::string& pkg) const {
@@ -72,6 +77,14 @@ void FpsCommon::Event::ask(const std::string& pkg) {
     const std::vector<std::string> unknown{pkg};
     decisionMutex.unlock();
     learn(unknown);
+    lock();
+}
+
+void FpsCommon::Event::askShown() {
+    const std::string focus = focusApp;
+    const std::unordered_set<std::string> visible = visibleAppSet;
+    decisionMutex.unlock();
+    learnShown(focus, visible);
     lock();
 }
 

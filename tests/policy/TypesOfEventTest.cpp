@@ -156,6 +156,16 @@ TEST_F(TypesOfEvent, DoNotLetAnEventOvertakeALaterOne) {
     EXPECT_EQ(FpsCommon::CurrentPkgName(), "app.known");
 }
 
+TEST_F(TypesOfEvent, AreAskedForAgainWhenAGameEnds) {
+    focus("game.listed");
+    fakes.classifier->failCalls(android::DEAD_OBJECT);
+    packages("game.a", {"game.a", "game.listed"});
+    fakes.classifier->failCalls(android::OK);
+    FpsCommon::OnGameExitReceived("game.listed", 0);
+    EXPECT_EQ(FpsCommon::CurrentPkgName(), "game.listed") << "the focus is on a game";
+    EXPECT_EQ(decisions().back(), "game-dynamic game-code 60");
+}
+
 TEST_F(TypesOfEvent, AreRememberedOfTheLastPackagesOnly) {
     focus("app.first");
     for (int i = 0; i < 1100; ++i) {
