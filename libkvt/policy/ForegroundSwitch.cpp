@@ -28,6 +28,7 @@ void FpsCommon::OnPackageInfoReceived(const std::string& focus,
     }
     focusApp = focus;
     visibleAppSet = visible;
+    isChosenFromShown = true;
     OnPackageInfoUpateInEvent(focusApp, visibleAppSet, Foreground());
 }
 
@@ -38,6 +39,7 @@ void FpsCommon::OnPackageInfoUpate(const std::string& focus,
     if (event.isOvertaken()) {
         return;
     }
+    isChosenFromShown = focus == focusApp && visible == visibleAppSet;
     OnPackageInfoUpateInEvent(focus, visible, current);
 }
 
@@ -102,6 +104,7 @@ void FpsCommon::OnGameExitReceived(const std::string& pkg, int32_t state) {
     if (IsGame(focusApp) || visibleAppSet.erase(pkg) == 0) {
         return;
     }
+    isChosenFromShown = true;
     OnPackageInfoUpateInEvent(focusApp, visibleAppSet, Foreground());
 }
 
@@ -110,6 +113,7 @@ void FpsCommon::DoWithPackageUpdate(const std::string& pkg) {
     if (event.isOvertaken()) {
         return;
     }
+    isChosenFromShown = false;
     DoWithPackageUpdateInEvent(pkg);
 }
 

@@ -78,8 +78,8 @@ class FpsCommon : public PolicyState,
     /** Makes `pkg` the foreground package. */
     static void DoWithPackageUpdate(const std::string& pkg) EXCLUDES(decisionMutex);
     /**
-     * Decides anew if one of these packages is in front or visible: their types, which an earlier
-     * event had to do without, have become known.
+     * Decides anew if one of these packages is in front, or visible to the latest event: their
+     * types, which an earlier event had to do without, have become known.
      */
     static void OnTypesLearned(const std::vector<std::string>& pkgs) EXCLUDES(decisionMutex);
     /** Takes note of whether the foreground package is a game. */
@@ -238,6 +238,8 @@ class FpsCommon : public PolicyState,
 
     /** The event that holds decisionMutex. */
     static Event* currentEvent GUARDED_BY(decisionMutex);
+    /** Whether what is in front was chosen among the packages last reported, or put there. */
+    static bool isChosenFromShown GUARDED_BY(decisionMutex);
     /** Counts the events of packages. */
     static Atomic<uint64_t> packageEvents;
     /** The number of the latest that was acted on. */

@@ -10,6 +10,7 @@
 namespace KVT {
 
 FpsCommon::Event* FpsCommon::currentEvent = nullptr;
+bool FpsCommon::isChosenFromShown = true;
 Atomic<uint64_t> FpsCommon::packageEvents{0};
 uint64_t FpsCommon::lastPackageEvent = 0;
 
@@ -110,7 +111,7 @@ void FpsCommon::OnTypesLearned(const std::vector<std::string>& pkgs) {
         return pkg == focusApp || visibleAppSet.count(pkg) != 0;
     };
     const std::string* chosen = nullptr;
-    if (std::any_of(pkgs.begin(), pkgs.end(), isShown)) {
+    if (isChosenFromShown && std::any_of(pkgs.begin(), pkgs.end(), isShown)) {
         chosen = ChooseForeground(focusApp, visibleAppSet, Foreground());
     } else if (!isInFront) {
         return;

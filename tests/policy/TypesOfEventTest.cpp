@@ -115,6 +115,27 @@ TEST_F(TypesOfEvent, DecideAnewWhenTheyComeLate) {
     EXPECT_THAT(decisions(), IsEmpty()) << "of a package that nobody sees any more";
 }
 
+TEST_F(TypesOfEvent, LeaveInFrontWhatWasPutThereMeanwhile) {
+    const struct {
+        const char* late;
+        void (*put)();
+    } cases[] = {
+        {"game.listed", [] { FpsCommon::DoWithPackageUpdate("app.listed"); }},
+        {"game.a", [] { FpsCommon::OnPackageInfoUpate("app.listed", {}, ""); }},
+    };
+    for (const auto& c : cases) {
+        answerAfter(0);
+        focus("app.listed");
+        answerAfter(1500 * kNsPerMs);
+        focus(c.late);
+        c.put();
+        decisions();
+        SleepFor(60 * kNsPerS);
+        EXPECT_EQ(FpsCommon::CurrentPkgName(), "app.listed");
+        EXPECT_THAT(decisions(), IsEmpty());
+    }
+}
+
 TEST_F(TypesOfEvent, AreDecidedUponWhileOthersAreStillAskedFor) {
     answerAfter(5 * kNsPerS);
     for (int i = 0; i < 100; ++i) {
