@@ -62,7 +62,8 @@ void FpsCommon::Init() {
 
     // The game SDK knows us by now, and may report while these are decided.
     Turn::Take([] { DoWithPowerModeUpdate(IntProperty("persist.sys.smart_power", "0")); });
-    Turn::Take([&] {
+    // By value: in the middle of a turn it is done after this has returned.
+    Turn::Take([defaultSetting] {
         DoWithLcdSettingUpdate(IntProperty("persist.sys.zr_screen_freq", defaultSetting.c_str()));
     });
 }

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "common/Turn.h"
 #include "display/LcdFpsControl.h"
 #include "linux/vendor/Protocol.h"
 #include "tests/support/Phone.h"
@@ -49,6 +50,12 @@ TEST_F(Startup, RunsTheDynamicPolicy) {
     EXPECT_EQ(panelHz(), 90);
     EXPECT_EQ(fakes.classifier->asked("com.norvik.android.launcher"), 0)
         << "everyone knows the launcher";
+}
+
+TEST_F(Startup, MayBePartOfATurn) {
+    Turn::Take(
+        [this] { start(ConfigWith(R"(<Param name="setting_switch_id_default" value="2"/>)")); });
+    EXPECT_EQ(FpsCommon::lcdSetting, 2);
 }
 
 TEST_F(Startup, TellsTheCompositorFirst) {
