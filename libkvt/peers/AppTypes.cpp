@@ -22,7 +22,7 @@ constexpr const char* kClassificationService = "IKoraCMSService";
 constexpr uint32_t kGetPackageType = 25;
 
 std::optional<int32_t> AskForType(const sp<IBinder>& classifier, const std::string& pkg) {
-    static const String16 interface("android.rms.ikora.ICMSManager");
+    const String16 interface("android.rms.ikora.ICMSManager");
     Parcel data;
     Parcel reply;
     data.writeInterfaceToken(interface);
@@ -40,10 +40,10 @@ std::optional<int32_t> AskForType(const sp<IBinder>& classifier, const std::stri
 
 }  // namespace
 
-Mutex AppTypes::appTypeMapMutex;
-RememberedPackages<int32_t> AppTypes::appTypeMap;
-sp<IServiceManager> AppTypes::sm;
-sp<IBinder> AppTypes::service;
+Mutex& AppTypes::appTypeMapMutex = *new Mutex;
+RememberedPackages<int32_t>& AppTypes::appTypeMap = *new RememberedPackages<int32_t>;
+sp<IServiceManager>& AppTypes::sm = *new sp<IServiceManager>;
+sp<IBinder>& AppTypes::service = *new sp<IBinder>;
 
 void AppTypes::ConnectClassifier() {
     const sp<IServiceManager> manager = android::defaultServiceManager();

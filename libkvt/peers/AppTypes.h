@@ -36,12 +36,14 @@ class AppTypes {
     /** The same, and -1 when it is not known. */
     static int32_t CachedType(const std::string& pkg) EXCLUDES(appTypeMapMutex);
 
+    // These are never destroyed: an answer may still come while the process ends.
+
     /** Never held across a binder call. */
-    static Mutex appTypeMapMutex;
-    static RememberedPackages<int32_t> appTypeMap GUARDED_BY(appTypeMapMutex);
-    static android::sp<android::IServiceManager> sm GUARDED_BY(appTypeMapMutex);
+    static Mutex& appTypeMapMutex;
+    static RememberedPackages<int32_t>& appTypeMap GUARDED_BY(appTypeMapMutex);
+    static android::sp<android::IServiceManager>& sm GUARDED_BY(appTypeMapMutex);
     /** The classification service. */
-    static android::sp<android::IBinder> service GUARDED_BY(appTypeMapMutex);
+    static android::sp<android::IBinder>& service GUARDED_BY(appTypeMapMutex);
 };
 
 }  // namespace KVT
