@@ -45,10 +45,10 @@ int32_t KVTServiceImpl::RegisterListener(const sp<IKVTListener>& listener) {
     if (listener == nullptr) {
         return REGISTRATION_NULL_LISTENER;
     }
-    const Caller caller = Caller::Current();
+    const uid_t caller = Caller::Current().uid;
     const bool isSelf = IInterface::asBinder(listener) == this;  // would hold itself for good
-    if (isSelf || !mListeners->add(listener, caller, mGate.trusts(caller.uid))) {
-        mGate.refusals().add(caller.uid, REGISTER_LISTENER,
+    if (isSelf || !mListeners->add(listener, caller, mGate.trusts(caller))) {
+        mGate.refusals().add(caller, REGISTER_LISTENER,
                              isSelf ? "the service is no listener" : "too many listeners");
         return REGISTRATION_REFUSED;
     }

@@ -65,7 +65,7 @@ constexpr size_t kMostDumpRequestBytes = 4096;
 constexpr size_t kMostListeners = 1024;
 /** Of those, the ones that only trusted callers get. */
 constexpr size_t kListenersKeptForTrusted = 256;
-/** Of a caller that is not trusted. A process needs one. */
+/** Of a uid that is not trusted, however many processes it has. A process needs one. */
 constexpr size_t kMostListenersOfCaller = 16;
 
 // Of queries of those who are not trusted: what they ask for stays the same as long as the phone runs.

@@ -12,16 +12,6 @@ using android::IInterface;
 using android::sp;
 using android::wp;
 
-namespace {
-
-/** Whom a registration counts for: the process, or where it is not told all of its uid. */
-uint64_t OwnerOf(const Caller& caller) {
-    constexpr uint64_t kWholeUid = uint64_t{1} << 32;
-    return caller.pid != 0 ? static_cast<uint64_t>(caller.pid) : kWholeUid | caller.uid;
-}
-
-}  // namespace
-
 class Listeners::Death : public IBinder::DeathRecipient {
   public:
     explicit Death(Listeners* listeners) : mListeners(listeners) {}
@@ -37,14 +27,13 @@ class Listeners::Death : public IBinder::DeathRecipient {
     const wp<Listeners> mListeners;
 };
 
-bool Listeners::add(const sp<IKVTListener>& listener, const Caller& caller, bool trusted) {
+bool Listeners::add(const sp<IKVTListener>& listener, uid_t owner, bool trusted) {
     const sp<IBinder> binder = IInterface::asBinder(listener);
     const sp<Death> death = new Death(this);
     MutexLock lock(mMutex);
     if (mByBinder.count(binder.get()) != 0) {
         return true;
     }
-    const uint64_t owner = OwnerOf(caller);
     if (!hasRoom(owner, trusted)) {
         return false;
     }
@@ -59,7 +48,7 @@ bool Listeners::add(const sp<IKVTListener>& listener, const Caller& caller, bool
     return true;
 }
 
-bool Listeners::hasRoom(uint64_t owner, bool trusted) const {
+bool Listeners::hasRoom(uid_t owner, bool trusted) const {
     if (trusted) {
         return mEntries.size() < kMostListeners;
     }

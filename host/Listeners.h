@@ -2,6 +2,7 @@
 #pragma once
 
 #include <binder/IBinder.h>
+#include <sys/types.h>
 #include <utils/RefBase.h>
 
 #include <cstddef>
@@ -10,7 +11,6 @@
 #include <unordered_map>
 #include <vector>
 
-#include "host/Caller.h"
 #include "service/IKVTListener.h"
 #include "sync/Mutex.h"
 
@@ -23,11 +23,12 @@ namespace KVT {
 class Listeners : public android::RefBase {
   public:
     /**
+     * @param owner   a uid and no process: who registers one-way, as all do that use the proxy, has
+     *                no more than that
      * @param trusted neither bound by kMostListenersOfCaller nor by kListenersKeptForTrusted
      * @return whether it is registered now; false when there is no room for it
      */
-    bool add(const android::sp<IKVTListener>& listener, const Caller& caller, bool trusted)
-        EXCLUDES(mMutex);
+    bool add(const android::sp<IKVTListener>& listener, uid_t owner, bool trusted) EXCLUDES(mMutex);
     void remove(const android::sp<android::IBinder>& binder) EXCLUDES(mMutex);
 
     std::vector<android::sp<IKVTListener>> all() EXCLUDES(mMutex);
@@ -38,16 +39,16 @@ class Listeners : public android::RefBase {
     struct Entry {
         android::sp<IKVTListener> listener;
         android::sp<android::IBinder::DeathRecipient> death;
-        uint64_t owner;
+        uid_t owner;
     };
     using Entries = std::list<Entry>;
 
-    bool hasRoom(uint64_t owner, bool trusted) const REQUIRES(mMutex);
+    bool hasRoom(uid_t owner, bool trusted) const REQUIRES(mMutex);
 
     Mutex mMutex;
     Entries mEntries GUARDED_BY(mMutex);
     std::unordered_map<const android::IBinder*, Entries::iterator> mByBinder GUARDED_BY(mMutex);
-    std::unordered_map<uint64_t, size_t> mCountByOwner GUARDED_BY(mMutex);
+    std::unordered_map<uid_t, size_t> mCountByOwner GUARDED_BY(mMutex);
 };
 
 }  // namespace KVT

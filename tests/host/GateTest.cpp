@@ -287,13 +287,14 @@ TEST_F(Gated, HasRoomForTheListenersOfEachCaller) {
     }
     EXPECT_EQ(add(kApp), REGISTRATION_REFUSED);
     EXPECT_EQ(registerAs(kApp, all[0]), REGISTRATION_DONE) << "is one of them";
-    EXPECT_EQ(add({kApp.uid, kApp.pid + 1}), REGISTRATION_DONE) << "another process";
-    EXPECT_EQ(add({kApp.uid, 0}), REGISTRATION_DONE) << "one of which the uid is all that is known";
+    EXPECT_EQ(add({kApp.uid, kApp.pid + 1}), REGISTRATION_REFUSED) << "another process";
+    EXPECT_EQ(add(kIsolated), REGISTRATION_DONE);
     impl->UnRegisterListener(all[0]);
     EXPECT_EQ(add(kApp), REGISTRATION_DONE);
     EXPECT_EQ(add(kApp), REGISTRATION_REFUSED);
 
-    for (pid_t pid = 100; add({kApp.uid, pid}) == REGISTRATION_DONE; ++pid) {
+    for (uid_t uid = 20000; add({uid, 0}) == REGISTRATION_DONE;) {
+        uid += all.size() % kMostListenersOfCaller == 0 ? 1 : 0;
     }
     EXPECT_EQ(impl->listenerCount(), kMostListeners - kListenersKeptForTrusted);
     while (add(kSystem) == REGISTRATION_DONE) {
