@@ -13,6 +13,14 @@ if(KVT_SANITIZE)
     target_link_options(kvt_options INTERFACE -fsanitize=${KVT_SANITIZE})
 endif()
 
+# In builds that count what is reached, a process hands over its counts however it ends by itself.
+if(CMAKE_CXX_FLAGS_RELWITHDEBINFO MATCHES "--coverage")
+    set(KVT_COVERAGE ON)
+    add_library(kvt_coverage_at_any_end STATIC ${CMAKE_CURRENT_LIST_DIR}/CoverageAtAnyEnd.cpp)
+    target_link_options(kvt_coverage_at_any_end INTERFACE LINKER:--undefined=_exit)  # before the C library's
+    target_link_libraries(kvt_options INTERFACE kvt_coverage_at_any_end)
+endif()
+
 # For what takes a compiler long and is never hot: tests and command lines. For a debugger: leave it empty.
 set(KVT_COLD_OPTIONS -O1 -g1 CACHE STRING "Options of code that is never hot")
 
