@@ -8,11 +8,9 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
-#include <functional>
 #include <limits>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -274,37 +272,6 @@ TEST_F(GameFpsDetectTest, SurvivesAbsurdTimestamps) {
         detect().ProcessLayerTimeInfo("", std::numeric_limits<int64_t>::max());
     }
     EXPECT_GT(detect().GetCurrentFps(), 0);
-}
-
-/** Meant for ThreadSanitizer: everything that may happen while frames arrive, on real threads. */
-TEST_F(GameFpsDetectTest, StandsConcurrentUse) {
-    std::atomic<bool> done{false};
-    const auto meanwhile = [&done](const std::function<void()>& action) {
-        return std::thread([&done, action] {
-            while (!done) {
-                action();
-            }
-        });
-    };
-    std::thread others[] = {
-        meanwhile([this] {
-            detect().Clear();
-            detect().AttachService(service);
-        }),
-        meanwhile([this] {
-            detect().SendTargetFpsToAiSched(detect().GetCurrentFps());
-            scheduler->broken = !scheduler->broken;
-            log.take();
-        }),
-    };
-    frames(20'000, k60);
-    done = true;
-    for (std::thread& thread : others) {
-        thread.join();
-    }
-    detect().Clear();
-    frames(100, k90);
-    EXPECT_EQ(detect().GetCurrentFps(), 90);
 }
 
 TEST(GameFpsHelper, FindsBuiltInThenAddedLayers) {

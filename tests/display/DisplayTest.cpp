@@ -25,46 +25,6 @@ class Display : public Phone {
     }
 };
 
-TEST_F(Display, ParsesDescriptions) {
-    const struct {
-        const char* text;
-        const char* current;
-        const char* normal;
-        const char* rates;
-        const char* max;
-        bool dynamic;
-    } cases[] = {
-        {"current_fps:90;default_fps:60;support_fps_list:60,90", "90", "60", "60|90|", "90", true},
-        {"current_fps:60;default_fps:60n;support_fps_list:90,60n", "60", "60n", "90|60n|", "60n",
-         true},
-        {"current_fps:60;default_fps:60;support_fps_list:,60", "60", "60", "|60|", "60", true},
-        {"current_fps:60;default_fps:60;support_fps_list:60,90,", "60", "60", "60|90|", "90", true},
-        {"current_fps:60;default_fps:60;support_fps_list:60,90;", "60", "60", "60|90|", "90", true},
-        {"current_fps:90;default_fps:90", "", "60", "", "60", false},
-        {"current_fps:90;default_fps:90;support_fps_list:90;x:1", "", "60", "", "60", false},
-        {"default_fps:90;current_fps:90;support_fps_list:90", "", "60", "", "60", false},
-        {"current_fps:90;default:90;support_fps_list:90", "90", "60", "", "60", false},
-        {"current_fps:90;default_fps:45;support_list:90", "90", "45", "", "60", false},
-        {"current_fps:90;default_fps:45;support_fps_list:", "90", "45", "", "60", false},
-        {"current_fps:;default_fps:60;support_fps_list:60", "", "60", "", "60", false},
-        {";;", "", "60", "", "60", false},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.text);
-        describe(c.text);
-        const sp<DisplayFreqClient> client = new DisplayFreqClient;
-        std::string rates;
-        for (const std::string& rate : client->GetAllFreq()) {
-            rates += rate + "|";
-        }
-        EXPECT_EQ(client->GetCurrentFreq(), c.current);
-        EXPECT_EQ(client->GetDefaultFreq(), c.normal);
-        EXPECT_EQ(rates, c.rates);
-        EXPECT_EQ(client->GetMaxFreq(), c.max);
-        EXPECT_EQ(client->IsDynamicFreq(), c.dynamic);
-    }
-}
-
 TEST_F(Display, SendsTheIndexOfARate) {
     const struct {
         const char *normal, *rate;

@@ -212,16 +212,6 @@ TEST(FrameStatsTest, CountsTheFramesOfTheLayersThatSentLast) {
     EXPECT_EQ(totals.layers.back().name, "first") << "the other one was silent for longer";
 }
 
-TEST_F(Host, HandsSceneEventsToThePolicy) {
-    start();
-    FpsCommon::tables.gpuCompositionSwitch = true;
-    impl->NotifyDisplayHotplugEvent(1);
-    impl->NotifyVirtualDisplayEvent(1);
-    impl->NotifyGpuCompositionEvent(1);
-    EXPECT_EQ(scenes(),
-              "display_hotplug=1 virtual_displays=1 gpu_composition=1 gpu_composition_count=1 ");
-}
-
 TEST_F(Host, DumpsWhatItDidAndWhy) {
     start();
     focus(kHostileName);
@@ -306,20 +296,6 @@ TEST_F(Host, DumpsOnlyToWhoWaitsForIt) {
     EXPECT_EQ(read(ends[0], &byte, 1), 1);
     close(ends[0]);
     close(ends[1]);
-}
-
-TEST_F(Host, KeepsADumpOfLongNamesSmall) {
-    start();
-    for (int i = 0; i < 60; ++i) {
-        const std::string name = std::to_string(i) + std::string(100'000, 'n');
-        frames(name, 1);
-        focus(name);
-    }
-    const std::string text = dumped();
-    EXPECT_LT(text.size(), 48u * 1024);
-    EXPECT_THAT(text, HasSubstr("nnn...nnn"));
-    EXPECT_THAT(text, HasSubstr("[layers]\n59nnn"));
-    EXPECT_THAT(text, HasSubstr("nnn app-fixed rule app-code code 2 60 Hz\n"));
 }
 
 }  // namespace

@@ -47,6 +47,19 @@ void WriteName(Parcel* data, const std::u16string& name) {
     data->writeString16(String16(name.data(), name.size()));
 }
 
+/** All packages are visible, and the first has the focus. */
+status_t SendPackages(const sp<IBinder>& service, const std::vector<std::u16string>& names,
+                      uint32_t flags) {
+    Parcel data;
+    Parcel reply;
+    WriteName(&data, names.front());
+    data.writeInt32(static_cast<int32_t>(names.size()));
+    for (const std::u16string& name : names) {
+        WriteName(&data, name);
+    }
+    return service->transact(PACKAGES, data, &reply, flags);
+}
+
 void SendFingerprint(const sp<IBinder>& service, const std::u16string& name) {
     constexpr int32_t kWants60Hz = 2;
     Parcel data;
@@ -195,26 +208,8 @@ void RegisterListeners(const sp<IBinder>& service, int process, int) {
     }
 }
 
+/** With forged lines, keys and orders to a terminal, and lists that are said to be long. */
 void Forge(const sp<IBinder>& service, int, int) {
-    SendForgeries(service);
-    SleepFor(kNsPerMs);
-}
-
-}  // namespace
-
-status_t SendPackages(const sp<IBinder>& service, const std::vector<std::u16string>& names,
-                      uint32_t flags) {
-    Parcel data;
-    Parcel reply;
-    WriteName(&data, names.front());
-    data.writeInt32(static_cast<int32_t>(names.size()));
-    for (const std::u16string& name : names) {
-        WriteName(&data, name);
-    }
-    return service->transact(PACKAGES, data, &reply, flags);
-}
-
-void SendForgeries(const sp<IBinder>& service) {
     const std::u16string forgery =
         u"com.evil\nforged=1\rforged\x1b[2J\u009b31m\u202eforged\u2028\xd800";
     SendPackages(service, {forgery}, kOneWay);
@@ -227,7 +222,10 @@ void SendForgeries(const sp<IBinder>& service) {
         }
         service->transact(code, data, nullptr, kOneWay);
     }
+    SleepFor(kNsPerMs);
 }
+
+}  // namespace
 
 const std::vector<Attack>& Attacks() {
     static const std::vector<Attack> attacks = {

@@ -3,7 +3,6 @@
 
 #include <binder/IBinder.h>
 
-#include <string>
 #include <vector>
 
 namespace KVT::test {
@@ -18,15 +17,5 @@ struct Attack {
 };
 
 const std::vector<Attack>& Attacks();
-
-/** All packages are visible, and the first has the focus. */
-android::status_t SendPackages(const android::sp<android::IBinder>& service,
-                               const std::vector<std::u16string>& names, uint32_t flags);
-
-/**
- * Names in which lines, keys and what a terminal obeys are forged ("forged" begins each such line),
- * and lists that are said to be long.
- */
-void SendForgeries(const android::sp<android::IBinder>& service);
 
 }  // namespace KVT::test

@@ -44,9 +44,8 @@ void StartPool() {
 
 /** What only the test asks of the service. */
 enum Question : uint32_t {
-    kReport = 1000,  // int32 fps; reports it to the listeners
-    kListeners,      // -> int32: how many are registered
-    kHeap,           // -> int32: bytes in use
+    kListeners = 1000,  // -> int32: how many are registered
+    kHeap,              // -> int32: bytes in use
 };
 
 int32_t HeapBytes() {
@@ -57,9 +56,6 @@ class AnsweringService : public KVTServiceImpl {
   protected:
     status_t onTransact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags) override {
         switch (code) {
-            case kReport:
-                ReportGameFps(data.readInt32());
-                return OK;
             case kListeners:
                 return reply->writeInt32(static_cast<int32_t>(listenerCount()));
             case kHeap:
@@ -79,10 +75,10 @@ void RunService(const Signal& published) {
     IPCThreadState::self()->joinThreadPool();
 }
 
-int32_t Ask(Question question, int32_t argument = 0) {
+int32_t Ask(Question question) {
     const sp<IBinder> service = Manager()->checkService(IKVTService::descriptor);
     Parcel reply;
-    return service == nullptr ? -1 : Call(service, question, &reply, argument).readInt32();
+    return service == nullptr ? -1 : Call(service, question, &reply).readInt32();
 }
 
 void ExpectListeners(int32_t count) {
@@ -93,14 +89,11 @@ class Listener : public KVTListener {
   public:
     Listener() { ++sAlive; }
     ~Listener() override { --sAlive; }
-    void NotifyGameFpsToAps(int32_t fps) override { sTold += fps; }
 
     static int alive() { return sAlive; }
-    static int told() { return sTold; }
 
   private:
     inline static std::atomic<int> sAlive{0};
-    inline static std::atomic<int> sTold{0};
 };
 
 void RegisterNewListeners() {
@@ -170,28 +163,6 @@ class LifetimeVm : public testing::Test {
     std::optional<Child> mManager;
     std::optional<Child> mService;
 };
-
-TEST_F(LifetimeVm, AManagerLivesAsLongAsTheServiceHoldsIt) {
-    startService();
-    Child client([this] {
-        StartPool();
-        {
-            const sp<Listener> twice = new Listener;
-            EXPECT_EQ(KVTManager::RegisterListener(twice), 0);
-            EXPECT_EQ(KVTManager::RegisterListener(twice), 0);
-            EXPECT_EQ(KVTManager::RegisterListener(new Listener), 0);
-        }
-        ExpectListeners(3);
-        Ask(kReport, 45);
-        EXPECT_TRUE(Eventually([] { return Listener::told() == 3 * 45; })) << Listener::told();
-        EXPECT_EQ(Listener::alive(), 2);
-        mRegistered.raise();
-        EXPECT_TRUE(Eventually([] { return Listener::alive() == 0; }));
-    });
-    mRegistered.await();
-    mService->kill();
-    EXPECT_EQ(client.wait(), 0);
-}
 
 TEST_F(LifetimeVm, DeadServicesLeaveNothingWithTheirClients) {
     Signal ready;

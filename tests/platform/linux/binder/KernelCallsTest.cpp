@@ -248,30 +248,6 @@ TEST_F(KernelCalls, AreServedWhileOneWaits) {
     EXPECT_EQ(mDriver.count(BC_REPLY), 1);
 }
 
-TEST_F(KernelCalls, DoNotNestForEver) {
-    mObject->onCall = [this](const Parcel&, Parcel*) {
-        const pid_t caller = mObject->calls.back().pid;
-        const status_t status = call(nullptr);
-        EXPECT_EQ(IPCThreadState::self()->getCallingPid(), caller);
-        return status;
-    };
-    mDriver.onCommand = [this](const FakeDriver::Command& command) -> std::optional<Answer> {
-        if (command.code == BC_TRANSACTION && mDriver.count(BC_REPLY) == 0) {
-            binder_transaction_data nested = callOf(mObject);
-            nested.sender_pid = mDriver.count(BC_TRANSACTION);
-            return Answer().add(BR_TRANSACTION, nested);
-        }
-        return command.code == BC_TRANSACTION ? std::optional(Answer().add(BR_FAILED_REPLY))
-               : command.code == BC_REPLY     ? std::optional(Answer().add(BR_TRANSACTION_COMPLETE))
-                                              : std::nullopt;
-    };
-    EXPECT_NE(call(nullptr), OK);
-    EXPECT_LE(mObject->calls.size(), 100u);
-    const FakeDriver::Command refusal = mDriver.commands(BC_REPLY).at(0);
-    EXPECT_EQ(refusal.as<binder_transaction_data>().flags, uint32_t{TF_STATUS_CODE});
-    EXPECT_EQ(refusal.data, FromHex("02000080")) << "FAILED_TRANSACTION";
-}
-
 TEST_F(KernelCalls, AreNotEndedByWhatEndsARefusedOne) {
     constexpr size_t kDeepest = 100;
     std::vector<status_t> oneWay;
