@@ -50,11 +50,6 @@ class PropertyStore {
         mFolder = folder;
     }
 
-    void clear() {
-        MutexLock lock(mMutex);
-        mValues.clear();
-    }
-
     std::optional<std::string> find(const std::string& name) {
         MutexLock lock(mMutex);
         return findLocked(name);
@@ -108,10 +103,6 @@ bool IsLegalName(const char* name) {
 
 void UsePropertyFolder(const std::string& folder) {
     PropertyStore::Get().useFolder(folder);
-}
-
-void ClearProperties() {
-    PropertyStore::Get().clear();
 }
 
 }  // namespace KVT

@@ -14,7 +14,4 @@ namespace KVT {
  */
 void UsePropertyFolder(const std::string& folder);
 
-/** Forgets all properties held in memory, "ro." ones included; for a fresh simulated phone. */
-void ClearProperties();
-
 }  // namespace KVT
