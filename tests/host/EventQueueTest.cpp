@@ -28,7 +28,7 @@ using testing::IsEmpty;
 const std::map<char, uint32_t> kCodes = {
     {'m', POWER_MODE}, {'s', LCD_SETTING}, {'l', GAME_FPS_LIMIT}, {'p', PACKAGES}, {'o', TOUCH_POINTER},
     {'h', NOTIFY_DISPLAY_HOTPLUG}, {'t', SET_LCD_EVENT}, {'d', NOTIFY_VIRTUAL_DISPLAY},
-    {'g', NOTIFY_GPU_COMPOSITION}, {'a', FINGERPRINT}, {'b', FINGERPRINT}};
+    {'g', NOTIFY_GPU_COMPOSITION}, {'a', FINGERPRINT}, {'b', FINGERPRINT}, {'x', 0}};
 // clang-format on
 
 /** Events by name: a letter for the kind, then the value; fingerprints of the packages a and b. */
@@ -84,6 +84,7 @@ TEST_F(Queue, MergesStatesWhenManyWait) {
         {"s1 p1 s2 ", "s1 p1 s2 "},
         {"s1 p1 s2 p2 ", "s2 p2 "},
         {"p1 g1 p2 ", "p1 g1 p2 "},
+        {"m1 x1 m2 ", "m1 x1 m2 "},                    // no transaction's: who knows what it does
         {"m1 t1 m2 o1 t0 o0 ", "m1 t1 m2 o1 t0 o0 "},  // whoever arms the touch strategy, or not
         {"a1 a2 a0 b1 a1 b0 ", "a0 b1 a1 b0 "},
         {"a0 a1 ", "a0 a1 "},  // the end decides, the beginning may leave that to others

@@ -11,9 +11,12 @@
 #include <condition_variable>
 #include <deque>
 #include <mutex>
+#include <thread>
 
+#include "host/EventQueue.h"
 #include "host/KVTServiceImpl.h"
 #include "sync/Worker.h"
+#include "tests/support/CallingAs.h"
 #include "tests/support/Phone.h"
 
 namespace KVT {
@@ -199,6 +202,33 @@ TEST_F(StateOwnersTest, LeavesWhatIsSetBetweenAnEndAndItsEvent) {
     EXPECT_EQ(scenes(), "display_hotplug=1 ");
     EXPECT_EQ(send(owner.pid(), TOUCH_POINTER, 1), android::DEAD_OBJECT) << "killed as it waited";
     EXPECT_EQ(scenes(), "display_hotplug=1 ");
+}
+
+TEST_F(StateOwnersTest, TakesItBackInOrderWithTheEventsOfTheLiving) {
+    start();
+    EventQueue events;
+    ASSERT_EQ(events.start(), android::OK);
+    for (EventQueue* const queue : {&events, static_cast<EventQueue*>(nullptr)}) {
+        impl = new KVTServiceImpl({}, queue);
+        Child owner;
+        Parcel data, reply;
+        data.writeInterfaceToken(IKVTService::descriptor);
+        data.writeInt32(1);
+        {
+            const CallingAs as({1000, owner.pid()});
+            EXPECT_EQ(impl->transact(NOTIFY_DISPLAY_HOTPLUG, data, &reply), android::OK);
+        }
+        settle();
+        EXPECT_EQ(scenes(), "display_hotplug=1 ");
+        owner.end();
+        while (!scenes().empty()) {  // the test's time limit ends it when nobody notices
+            {
+                const OutsideScope outside;
+                std::this_thread::yield();
+            }
+            settle();
+        }
+    }
 }
 
 TEST_F(StateOwnersTest, WatchesABoundedNumberOfProcesses) {

@@ -25,6 +25,7 @@ TEST(TextDumperTest, StaysSmallAndSaysSo) {
     TextDumper accents;
     accents.value(twoBytesEach, int32_t{1});
     accents.value("a" + twoBytesEach, int32_t{1});
+    accents.value(twoBytesEach + "a", int32_t{1});
     EXPECT_THAT(accents.text(), Not(ContainsRegex("\xc3\\.|\\.\xa9")));
 
     TextDumper many;

@@ -116,6 +116,21 @@ TEST_F(NestedCallsOfAGame, AnEventIsNotPutOffToTheEndOfATrial) {
     EXPECT_EQ(FpsCommon::forcedGameFps, kNoGameFps) << "the trial has ended with it";
 }
 
+TEST_F(NestedCalls, APeerThatSendsTooMuchAtOnceLosesTheRest) {
+    meddle("IKoraCMSService", fakes.classifier, kGetPackageType, 1, [this] {
+        for (int32_t mode = 100; mode < 200; ++mode) {
+            send(POWER_MODE, mode);
+        }
+    });
+    start();
+    logs.take();
+    enable();
+    focus("com.example.app");
+    EXPECT_THAT(logs.take(), Contains("E/KVTService: events dropped: more than 64 from processes "
+                                      "that are being waited for"));
+    EXPECT_EQ(FpsCommon::powerMode, 163);
+}
+
 TEST_F(NestedCalls, APeerThatNeverStopsIsStopped) {
     std::vector<status_t> answers;
     meddle("IKoraCMSService", fakes.classifier, kGetPackageType, 1000, [&] {

@@ -161,6 +161,7 @@ TEST_F(KVTManagerTest, RegistersItselfAndHandsOutTheServicesResult) {
         const int32_t result = published == elsewhere ? 0 : 17;  // nothing comes back one-way
         const sp<KVTManagerImpl> manager = new KVTManagerImpl;
         EXPECT_EQ(manager->RegisterListener(listener), result);
+        manager->NotifyGameFpsToAps(60);  // which this listener does not care for
         EXPECT_THAT(service->listeners(), ElementsAre(sp<IKVTListener>(manager)));
         EXPECT_THAT(log.take(), SizeIs(published == elsewhere ? 2 : 0)) << "of proxy and stub";
         EXPECT_EQ(manager->UnRegisterListener(listener), result);

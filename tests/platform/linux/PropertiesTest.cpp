@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <string>
 
 namespace KVT {
@@ -41,7 +42,7 @@ TEST(Properties, FollowThePhonesRulesInMemory) {
 
 TEST(Properties, FollowThePhonesRulesInAFolder) {
     TemporaryDir folder;
-    UsePropertyFolder(folder.path);
+    setenv("KVT_PROPERTY_DIR", folder.path, 1);
     ExpectPhoneRules();
     ASSERT_TRUE(android::base::WriteStringToFile("by hand\n", std::string(folder.path) + "/sys.b"));
     EXPECT_EQ(Read("sys.b", ""), "by hand");
@@ -63,6 +64,7 @@ TEST(Properties, AreFilesAndNothingThatBlocks) {
         EXPECT_EQ(property_set(name, "1"), 0);
         EXPECT_EQ(Read(name, "none"), "1") << name;
     }
+    EXPECT_NE(property_set("sys.folder", "1"), 0);
 }
 
 TEST(Properties, CoerceBooleans) {

@@ -39,6 +39,9 @@ void ExpectField(const char* bytes, const Value& value,
 TEST(Parcel, WritesAndReadsAndroidTensBytes) {
     ExpectField("feffffff", -2, &Parcel::writeInt32, &Parcel::readInt32);
     ExpectField("0807060504030201", 0x0102030405060708, &Parcel::writeInt64, &Parcel::readInt64);
+    ExpectField("ffffffff", UINT32_MAX, &Parcel::writeUint32, &Parcel::readUint32);
+    ExpectField("ffffffffffffffff", UINT64_MAX, &Parcel::writeUint64, &Parcel::readUint64);
+    ExpectField("000000000000f03f", 1.0, &Parcel::writeDouble, &Parcel::readDouble);
     ExpectField("01000000", true, &Parcel::writeBool, &Parcel::readBool);
     ExpectField("ffffffff", int8_t{-1}, &Parcel::writeByte, &Parcel::readByte);
     ExpectField("0000803f", 1.0f, &Parcel::writeFloat, &Parcel::readFloat);
