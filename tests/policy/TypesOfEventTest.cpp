@@ -158,6 +158,7 @@ TEST_F(TypesOfEvent, AreAskedForLessAndLessOftenOfASlowService) {
     packages("a", {"b", "c", "d", "e", "f", "g", "h", "i", "j"});
     EXPECT_EQ(timeOf([this] { focus("app.x"); }), 0);
     SleepFor(110 * kNsPerS);
+    EXPECT_THAT(dump(), HasSubstr("classification=silent for 111 s"));
     EXPECT_THAT(seconds, ElementsAre(0, 3, 7, 13, 23, 41, 73, 105));
     answerAfter(0);
     SleepFor(40 * kNsPerS);
@@ -166,15 +167,44 @@ TEST_F(TypesOfEvent, AreAskedForLessAndLessOftenOfASlowService) {
     EXPECT_EQ(timeOf([this] { focus("app.y"); }), 900) << "and is waited for again";
 }
 
+TEST_F(TypesOfEvent, AreAskedForTheLastOfTooMany) {
+    const auto event = [this](const std::string& prefix) {
+        std::vector<std::string> names(600);
+        for (std::string& name : names) {
+            name = prefix + std::to_string(&name - names.data());
+        }
+        packages(prefix + "0", names);
+    };
+    answerAfter(2 * kNsPerS);
+    event("early.");
+    event("late.");
+    answerAfter(0);
+    SleepFor(60 * kNsPerS);
+    int asked = 0;
+    for (int i = 0; i < 600; ++i) {
+        EXPECT_GT(fakes.classifier->asked("late." + std::to_string(i)), 0) << i;
+        asked += fakes.classifier->asked("early." + std::to_string(i));
+    }
+    EXPECT_LE(asked, 1024 - 600 + 1) << "the one under way beside those that wait";
+}
+
 TEST_F(TypesOfEvent, DoNotLetAnEventOvertakeALaterOne) {
+    const std::function<void(const std::string&)> ways[] = {
+        [this](const auto& pkg) { focus(pkg); },
+        FpsCommon::DoWithPackageUpdate,
+        [](const auto& pkg) { FpsCommon::OnPackageInfoUpate(pkg, {}, "x"); },
+    };
     focus("app.known");
     answerAfter(500 * kNsPerMs);
-    {
-        VirtualThread waiting("earlier", [this] { focus("app.asked.for"); });
-        SleepFor(100 * kNsPerMs);
-        focus("app.known");
+    for (const auto& come : ways) {
+        {
+            const std::string pkg = "app.asked.for." + std::to_string(&come - ways);
+            VirtualThread waiting("earlier", [&] { come(pkg); });
+            SleepFor(100 * kNsPerMs);
+            focus("app.known");
+        }
+        EXPECT_EQ(FpsCommon::CurrentPkgName(), "app.known") << &come - ways;
     }
-    EXPECT_EQ(FpsCommon::CurrentPkgName(), "app.known");
 }
 
 TEST_F(TypesOfEvent, AreAskedForAgainWhenAGameEnds) {
