@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdint>
 #include <cstring>
@@ -70,7 +71,11 @@ int EndOfALife(const std::function<void()>& life) {
         EndLife();
     }
     int status = 0;
-    Require(waitpid(child, &status, 0) == child, "a life's end was not seen");
+    pid_t ended = 0;
+    do {
+        ended = waitpid(child, &status, 0);
+    } while (ended < 0 && errno == EINTR);  // the fuzzer has a clock of its own
+    Require(ended == child, "a life's end was not seen");
     if (status == 0) {
         coverage.takeOver();
     }
