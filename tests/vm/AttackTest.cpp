@@ -37,11 +37,9 @@ namespace {
 using namespace android;
 namespace fs = std::filesystem;
 
-constexpr uid_t kApp = 10057;
 constexpr int64_t kEventNs = 3 * kNsPerS;
 constexpr int64_t kQueryNs = 200 * kNsPerMs;
 constexpr int kMemoryKb = 2'048;
-// Between an attacker's blows: the emulated processor is to be kept busy by the service.
 constexpr int64_t kBetweenBlowsNs = 5 * kNsPerMs;
 
 int Rounds() {
@@ -211,13 +209,7 @@ class AttackVm : public testing::Test {
         std::vector<std::unique_ptr<Child>> apps;
         for (int process = 0; process < attack.processes; ++process) {
             apps.push_back(std::make_unique<Child>([this, &attack, process] {
-                ASSERT_EQ(setuid(kApp), 0);
-                const sp<IBinder> service = Manager()->getService(IKVTService::descriptor);
-                for (int blow = 0;; ++blow) {
-                    attack.strike(service, process, blow);
-                    ++mFigures->blows;
-                    SleepFor(kBetweenBlowsNs);
-                }
+                Strike(attack, process, &mFigures->blows, kBetweenBlowsNs);
             }));
         }
         return apps;
@@ -237,20 +229,24 @@ class AttackVm : public testing::Test {
 };
 
 TEST_F(AttackVm, AppsAreRefusedWhateverChangesTheState) {
-    InProcess([] {
-        ASSERT_EQ(setuid(kApp), 0);
-        const sp<IBinder> service = Manager()->getService(IKVTService::descriptor);
-        for (const TransactionInfo& row : Transactions()) {
-            Parcel data;
-            Parcel reply;
-            data.writeInterfaceToken(IKVTService::descriptor);
-            const bool isForAll = row.sender == Sender::kListener || row.code == SELF_TEST ||
-                                  row.code == GET_MAX_LCD_FPS ||
-                                  row.code == GET_NEW_SCHEME_SUPPORTED;
-            EXPECT_EQ(service->transact(row.code, data, &reply) == PERMISSION_DENIED, !isForAll)
-                << row.name;
-        }
-    });
+    for (const uid_t uid : {kApp, kIsolated}) {
+        InProcess([uid] {
+            const sp<IBinder> service = Manager()->getService(IKVTService::descriptor);
+            ASSERT_EQ(setuid(uid), 0);
+            for (const TransactionInfo& row : Transactions()) {
+                Parcel data;
+                Parcel reply;
+                data.writeInterfaceToken(IKVTService::descriptor);
+                const bool isForAll = row.sender == Sender::kListener || row.code == SELF_TEST ||
+                                      row.code == GET_MAX_LCD_FPS ||
+                                      row.code == GET_NEW_SCHEME_SUPPORTED;
+                EXPECT_EQ(service->transact(row.code, data, &reply) == PERMISSION_DENIED, !isForAll)
+                    << row.name << " by " << uid;
+            }
+            EXPECT_EQ(Manager()->checkService(IKVTService::descriptor) == nullptr,
+                      uid == kIsolated);
+        });
+    }
 }
 
 class EachAttackVm : public AttackVm, public testing::WithParamInterface<Attack> {

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <climits>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <thread>
@@ -15,6 +16,7 @@
 #include "service/IKVTService.h"
 #include "service/Transactions.h"
 #include "sync/Clock.h"
+#include "tests/vm/Processes.h"
 
 namespace KVT::test {
 namespace {
@@ -188,14 +190,15 @@ void HoldStates(const sp<IBinder>& service, int, int) {
     }
     SendFrame(service, "SurfaceView - com.example.racer/Main#0");
     SendFingerprint(service, u"com.evil");
+    SendPackages(service, {u"android.view.cts"}, kOneWay);
     SleepFor(10 * kNsPerMs);
 }
 
 void RegisterListeners(const sp<IBinder>& service, int process, int) {
     static std::vector<sp<IBinder>> listeners;
     constexpr size_t kMost = 5'000;
-    constexpr int kAtOnce = 25;
-    for (int i = 0; i < kAtOnce && listeners.size() < kMost; ++i) {
+    const size_t atOnce = process == 0 ? 25 : kMost;
+    for (size_t i = 0; i < atOnce && listeners.size() < kMost; ++i) {
         listeners.push_back(new BBinder);
         Parcel data;
         Parcel reply;
@@ -226,6 +229,20 @@ void Forge(const sp<IBinder>& service, int, int) {
 }
 
 }  // namespace
+
+[[noreturn]] void Strike(const Attack& attack, int process, std::atomic<int>* blows,
+                         int64_t pause) {
+    // Before it is an isolated process, to which the manager gives nothing; an app may hand it over.
+    const sp<IBinder> service = Manager()->getService(IKVTService::descriptor);
+    if (setuid(process % 2 == 0 ? kApp : kIsolated) != 0) {
+        abort();
+    }
+    for (int blow = 0;; ++blow) {
+        attack.strike(service, process, blow);
+        ++*blows;
+        SleepFor(pause);
+    }
+}
 
 const std::vector<Attack>& Attacks() {
     static const std::vector<Attack> attacks = {
