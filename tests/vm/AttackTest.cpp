@@ -18,11 +18,10 @@
 #include <optional>
 #include <sstream>
 
-#include "host/FrameworkClient.h"
-#include "linux/vendor/Protocol.h"
 #include "service/IKVTService.h"
 #include "sync/Clock.h"
 #include "tests/vm/Attacks.h"
+#include "tests/vm/Framework.h"
 #include "tests/vm/Processes.h"
 
 namespace KVT::test {
@@ -54,68 +53,22 @@ struct Figures {
     std::atomic<int64_t> slowestQuery{0};
 };
 
-void Raise(std::atomic<int64_t>* slowest, int64_t duration) {
-    *slowest = std::max<int64_t>(*slowest, duration);
-}
-
-/** The phone's framework, in a process of its own. */
-class Framework {
+/** Expects events to take effect, and answers. */
+class SteadyFramework : public Framework {
   public:
-    explicit Framework(Figures* figures) : mFigures(figures) {}
+    explicit SteadyFramework(Figures* figures) : mFigures(figures) {}
 
-    /** Another package comes to the front, and with it the other rate. */
-    void change() {
-        mHz = mHz == 90 ? 60 : 90;
-        const char* const pkg = mHz == 90 ? "com.example.reader" : "com.example.mail";
-        const int64_t begin = MonotonicNow();
-        const auto passed = [begin] { return MonotonicNow() - begin; };
-        // Refused by the driver when there is no room; whoever needs it to arrive sends it again.
-        while (mClient.packages(pkg, {pkg}) != OK && passed() < kEventNs) {
-            SleepFor(kNsPerMs);
-        }
-        while (panelHz() != mHz && passed() < kEventNs) {
-            SleepFor(5 * kNsPerMs);
-        }
-        EXPECT_EQ(panelHz(), mHz) << pkg;
-        Raise(&mFigures->slowestEvent, passed());
-    }
-
-    void ask() {
-        const int64_t begin = MonotonicNow();
-        int32_t hz = 0;
-        EXPECT_EQ(mClient.ask(GET_MAX_LCD_FPS, &hz), OK);
-        EXPECT_EQ(hz, 90);
-        Raise(&mFigures->slowestQuery, MonotonicNow() - begin);
-    }
-
-    /** The service's state, as whoever looks after a phone reads it. */
-    std::string dump() {
-        FILE* const file = tmpfile();
-        EXPECT_EQ(mService->dump(fileno(file), {}), OK);
-        std::string text(1 << 17, '\0');
-        text.resize(static_cast<size_t>(
-            std::max<ssize_t>(pread(fileno(file), text.data(), text.size(), 0), 0)));
-        fclose(file);
-        return text;
-    }
-
-    const sp<IBinder>& service() const { return mService; }
+    void change() { note(Framework::change(kEventNs), "an event", &mFigures->slowestEvent); }
+    void ask() { note(Framework::ask(), "an answer", &mFigures->slowestQuery); }
 
   private:
-    int panelHz() {
-        Parcel reply;
-        constexpr int32_t kSelector = 1;
-        Call(mPanel, vendor::kDisplayGetFps, &reply, kSelector).readInt32();
-        int hz = 0;
-        sscanf(reply.readString8().string(), "current_fps:%d;", &hz);
-        return hz;
+    static void note(std::optional<int64_t> duration, const char* what,
+                     std::atomic<int64_t>* slowest) {
+        EXPECT_TRUE(duration.has_value()) << what << " did not come";
+        *slowest = std::max<int64_t>(*slowest, duration.value_or(kEventNs));
     }
 
     Figures* const mFigures;
-    const sp<IBinder> mService = Manager()->getService(IKVTService::descriptor);
-    const sp<IBinder> mPanel = Manager()->getService(String16(vendor::kDisplayService));
-    FrameworkClient mClient{mService};
-    int mHz = 60;
 };
 
 /** A program of the system; what it logs is in a file with its name. */
@@ -185,7 +138,7 @@ class AttackVm : public testing::Test {
                                                   "--cpuset", mFolder / "cpus"});
         // The first change also makes what is made once.
         InProcess([this] {
-            Framework framework(mFigures);
+            SteadyFramework framework(mFigures);
             for (int i = 0; i < 4; ++i) {
                 framework.change();
                 framework.ask();
@@ -257,7 +210,7 @@ class EachAttackVm : public AttackVm, public testing::WithParamInterface<Attack>
         InProcess([this, rounds] {
             const int begin = mFigures->blows;
             EXPECT_TRUE(Eventually([&] { return mFigures->blows > begin; }));
-            Framework framework(mFigures);
+            SteadyFramework framework(mFigures);
             for (int round = 0; round < rounds && !HasFailure(); ++round) {
                 framework.change();
                 for (int i = 0; i < 5; ++i) {
@@ -286,7 +239,7 @@ class EachAttackVm : public AttackVm, public testing::WithParamInterface<Attack>
 TEST_P(EachAttackVm, IsEnduredAndLeavesNothing) {
     mFigures->slowestQuery = 0;
     InProcess([this] {
-        Framework framework(mFigures);
+        SteadyFramework framework(mFigures);
         for (int i = 0; i < 20; ++i) {
             framework.ask();
         }
@@ -298,7 +251,7 @@ TEST_P(EachAttackVm, IsEnduredAndLeavesNothing) {
     endure(kWarmUp);
     const Holdings before = holdings();
     endure(Rounds());
-    InProcess([this] { Framework(mFigures).change(); });
+    InProcess([this] { SteadyFramework(mFigures).change(); });
     const Holdings after = holdings();
     const int64_t event = mFigures->slowestEvent;
     const int64_t query = mFigures->slowestQuery;
