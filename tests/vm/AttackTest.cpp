@@ -214,7 +214,7 @@ class EachAttackVm : public AttackVm, public testing::WithParamInterface<Attack>
             for (int round = 0; round < rounds && !HasFailure(); ++round) {
                 framework.change();
                 for (int i = 0; i < 5; ++i) {
-                    SleepFor(50 * kNsPerMs);
+                    SleepFor(20 * kNsPerMs);
                     framework.ask();
                 }
             }
