@@ -3,6 +3,7 @@
 // the format word by word understands it, at the start and again while the service runs.
 #include <android/log.h>
 
+#include <cstring>
 #include <optional>
 #include <regex>
 
@@ -96,7 +97,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     using namespace KVT;
     constexpr size_t kLongest = 4096;  // the reading above takes its time for long ones
     std::string text(reinterpret_cast<const char*>(data), std::min(size, kLongest));
-    text = text.c_str();  // as a String8 arrives
+    text.resize(strlen(text.c_str()));  // as a String8 arrives
     if (text.empty()) {
         return 0;  // for the fake panel: make a description of its own
     }

@@ -7,7 +7,6 @@
 #include <cmath>
 #include <cstdio>
 #include <iterator>
-#include <random>
 #include <vector>
 
 #include "common/Codes.h"
@@ -18,6 +17,7 @@
 #include "host/KVTServiceImpl.h"
 #include "linux/vendor/Protocol.h"
 #include "policy/FpsCommon.h"
+#include "sim/Dice.h"
 #include "sim/Invariants.h"
 #include "sim/fakes/FakePhone.h"
 #include "sync/Clock.h"
@@ -34,20 +34,6 @@ constexpr uint64_t kPackages = 1500;
 constexpr const char* kFamilies[] = {"com.soak.app.",  "com.soak.high.",  "com.soak.touch.",
                                      "com.soak.game.", "com.soak.const.", "android.view.cts"};
 constexpr const char* kReportingGame = "com.tencent.tmgp.pubgmhd";
-
-class Dice {
-  public:
-    explicit Dice(uint64_t seed) : mRandom(seed) {}
-    uint64_t below(uint64_t bound) { return mRandom() % bound; }
-    bool onceIn(uint64_t times) { return below(times) == 0; }
-    template <typename T, size_t N>
-    T oneOf(const T (&choices)[N]) {
-        return choices[below(N)];
-    }
-
-  private:
-    std::mt19937_64 mRandom;
-};
 
 /** One way in which the phone around the service can be out of order, until it is mended. */
 struct Fault {
@@ -118,7 +104,7 @@ void ConfigurePackages() {
 class SoakRun {
   public:
     SoakRun(const SoakOptions& options, std::ostream& out)
-        : mOptions(options), mOut(out), mDice(options.seed) {}
+        : mOptions(options), mOut(out), mDice(options.seed, 0) {}
 
     bool run();
 
@@ -334,9 +320,9 @@ void SoakRun::stretch() {
         ++mAccounts[broken.back()].injected;
     }
     {
-        const Dice events(mDice.below(UINT64_MAX));
-        const Dice finger(mDice.below(UINT64_MAX));
-        const Dice frames(mDice.below(UINT64_MAX));
+        const Dice events(mDice.below(UINT64_MAX), 0);
+        const Dice finger(mDice.below(UINT64_MAX), 0);
+        const Dice frames(mDice.below(UINT64_MAX), 0);
         VirtualThread framework("framework", [this, events] { sendEvents(events); });
         VirtualThread touches("finger", [this, finger] { touch(finger); });
         VirtualThread game("game", [this, frames] { play(frames); });

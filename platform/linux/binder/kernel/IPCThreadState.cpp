@@ -56,19 +56,6 @@ IPCThreadState::IPCThreadState()
 
 IPCThreadState::~IPCThreadState() = default;
 
-int64_t IPCThreadState::clearCallingIdentity() {
-    const auto token = static_cast<int64_t>(static_cast<uint64_t>(mCallingUid) << 32 |
-                                            static_cast<uint32_t>(mCallingPid));
-    mCallingPid = getpid();
-    mCallingUid = getuid();
-    return token;
-}
-
-void IPCThreadState::restoreCallingIdentity(int64_t token) {
-    mCallingUid = static_cast<uid_t>(static_cast<uint64_t>(token) >> 32);
-    mCallingPid = static_cast<pid_t>(token);
-}
-
 void IPCThreadState::joinThreadPool(bool isMain) {
     serveCalls(isMain);
     leaveThreadPool();
