@@ -75,6 +75,9 @@ int Serve(const Options& options) {
         std::cerr << "kvtd: no thread for events\n";
         return kFailed;
     }
+    // Else apps in the background would have all threads wait for the processor at their priority,
+    // and the framework's events behind them.
+    android::IPCThreadState::disableBackgroundScheduling(true);
     const sp<KVTServiceImpl> service = new KVTServiceImpl(options.uids, &events);
     GameFpsDetect::GetInstance()->AttachService(service);
     if (manager->addService(IKVTService::descriptor, service) != android::OK) {

@@ -4,6 +4,7 @@
 #include <binder/IPCThreadState.h>
 #include <binder/ProcessState.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -33,6 +34,7 @@ enum Work : uint32_t {
     kBounce,    // binder; calls it in turn, until a call is refused; each then notes that one-way
     kNote,      // one-way
     kNotes,     // -> int32 how many there were
+    kNice,      // -> int32 nice value of the thread that serves this
 };
 
 /** A service to play with. */
@@ -56,6 +58,8 @@ class Workshop : public BBinder {
                 return OK;
             case kNotes:
                 return reply->writeInt32(mNotes);
+            case kNice:
+                return reply->writeInt32(getpriority(PRIO_PROCESS, 0));
             default:
                 return BBinder::onTransact(code, data, reply, flags);
         }
@@ -88,6 +92,7 @@ class Workshop : public BBinder {
 /** Publishes a workshop under the name "shop" and serves until killed. */
 void RunWorkshop() {
     ProcessState::self()->startThreadPool();
+    IPCThreadState::disableBackgroundScheduling(true);
     ASSERT_EQ(Manager()->addService(String16("shop"), new Workshop), OK);
     IPCThreadState::self()->joinThreadPool();
 }
@@ -221,6 +226,14 @@ status_t Add(const std::string& name, const sp<IBinder>& service, bool allowIsol
 
 sp<IBinder> Check(const char* name) {
     return Manager()->checkService(String16(name));
+}
+
+TEST_F(BinderVm, ServesLowPrioritiesAtItsOwn) {
+    InProcess([] {
+        ASSERT_EQ(setpriority(PRIO_PROCESS, 0, 10), 0);
+        Parcel reply;
+        EXPECT_EQ(Call(Shop(), kNice, &reply).readInt32(), 0);
+    });
 }
 
 TEST_F(ServiceManagerVm, KeepsTheDirectory) {

@@ -47,7 +47,8 @@ crash_in_turn() { # SECONDS
         for name in $services $clients; do
             ((SECONDS < end)) || return 0
             sleep 1
-            crash "${part[$name]}"
+            # A client may have been refused, and be gone already.
+            crash "${part[$name]}" 2>/dev/null || true
             kills[$name]=$((${kills[$name]-0} + 1))
             sleep 0.5
             start_one "$name" >/dev/null
@@ -77,6 +78,7 @@ soak() { # SECONDS
     expect "the attackers end" "$status" 0
     await_end "$framework"
     expect "each event took effect, and each query was answered" "$status" 0
+    ((status == 0)) || cat "$work/framework"
     for name in $clients; do
         crash "${part[$name]}"
     done

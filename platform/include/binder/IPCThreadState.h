@@ -33,6 +33,13 @@ class IPCThreadState {
     int64_t clearCallingIdentity();
     void restoreCallingIdentity(int64_t token);
 
+    /**
+     * Whether objects that this process gives away from now on are served at nice 0 at least, and
+     * not at the priority of whoever calls, however low that is. Any thread.
+     */
+    static void disableBackgroundScheduling(bool disable);
+    bool backgroundSchedulingDisabled();
+
     /** Serves calls until stopProcess(), or until the driver has no more need of the thread. */
     void joinThreadPool(bool isMain = true);
     /**

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The objects of a parcel: binders and file descriptors among its fields.
 #include <binder/Binder.h>
+#include <binder/IPCThreadState.h>
 #include <binder/Parcel.h>
 #include <fcntl.h>
 #include <unistd.h>
@@ -14,8 +15,9 @@
 namespace android {
 namespace {
 
-// Lowest priority that a served call may run at (nice 19), and "accepts file descriptors".
-constexpr uint32_t kBinderFlags = 0x13 | FLAT_BINDER_FLAG_ACCEPTS_FDS;
+// Lowest priorities that a served call may run at.
+constexpr uint32_t kNice0 = 0;
+constexpr uint32_t kNice19 = 0x13;
 constexpr uint32_t kFileDescriptorFlags = 0x7f | FLAT_BINDER_FLAG_ACCEPTS_FDS;
 
 flat_binder_object ObjectAt(const uint8_t* data, binder_size_t offset) {
@@ -135,7 +137,8 @@ const flat_binder_object* Parcel::readObject(bool evenIfNull) const {
 
 status_t Parcel::writeStrongBinder(const sp<IBinder>& binder) {
     flat_binder_object object{};
-    object.flags = kBinderFlags;
+    object.flags = FLAT_BINDER_FLAG_ACCEPTS_FDS |
+                   (IPCThreadState::self()->backgroundSchedulingDisabled() ? kNice0 : kNice19);
     object.hdr.type = BINDER_TYPE_BINDER;
     if (binder != nullptr) {
         if (BBinder* local = binder->localBinder(); local != nullptr) {

@@ -1,9 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
-// Who calls, taken for this process itself for a while.
+// What is the same whatever the transport.
 #include <binder/IPCThreadState.h>
 #include <unistd.h>
 
+#include <atomic>
+
 namespace android {
+namespace {
+
+std::atomic<bool> gDisableBackgroundScheduling{false};
+
+}  // namespace
 
 int64_t IPCThreadState::clearCallingIdentity() {
     const auto token = static_cast<int64_t>(static_cast<uint64_t>(mCallingUid) << 32 |
@@ -16,6 +23,14 @@ int64_t IPCThreadState::clearCallingIdentity() {
 void IPCThreadState::restoreCallingIdentity(int64_t token) {
     mCallingUid = static_cast<uid_t>(static_cast<uint64_t>(token) >> 32);
     mCallingPid = static_cast<pid_t>(token);
+}
+
+void IPCThreadState::disableBackgroundScheduling(bool disable) {
+    gDisableBackgroundScheduling = disable;
+}
+
+bool IPCThreadState::backgroundSchedulingDisabled() {
+    return gDisableBackgroundScheduling;
 }
 
 }  // namespace android
