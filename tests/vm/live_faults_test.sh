@@ -184,16 +184,16 @@ check_load() {
 
 check_refusals() {
     local name before driver
-    name=$(printf 'x%.0s' {1..4000}) # so that few frames fill the space for one-way calls
+    name=$(printf 'x%.0s' {1..1000}) # so that few frames fill the space for one-way calls
     before=$(status_value received)
     driver=$(refused_by_driver)
     kill -STOP "$service"
-    kvtctl frames "$name" --fps 200 --for 1 >"$work/frames" 2>&1 && status=0 || status=$?
+    kvtctl frames "$name" --fps 500 --for 2 >"$work/frames" 2>&1 && status=0 || status=$?
     kill -CONT "$service"
     driver=$(($(refused_by_driver) - driver))
     count_frames "$work/frames"
     expect "a frozen service: all that was not sent was refused" \
-        "$status $((failed > 0)) $((sent > 0)) $((sent + failed))" "1 1 1 200"
+        "$status $((failed > 0)) $((sent > 0)) $((sent + failed))" "1 1 1 1000"
     expect "the driver counts as many" "$driver" "$failed"
     eventually "all that was sent arrives later" status_is received $((before + sent))
 }
