@@ -375,7 +375,8 @@ bool Soak(const SoakOptions& options, std::ostream& out) {
     time.seed = options.seed;
     VirtualTime::Enter(time);
     // It lives as long as the check threads, which is as long as the process.
-    return (new SoakRun(options, out))->run();
+    static auto* const soak = new SoakRun(options, out);
+    return soak->run();
 }
 
 }  // namespace KVT::sim
