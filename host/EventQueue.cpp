@@ -200,7 +200,7 @@ void EventQueue::cancelDisplays() {
     all.insert(all.end(), acted.begin(), acted.end());
 }
 
-EventQueue::Entries::iterator EventQueue::replace(Entries::iterator earlier, Entry& later) {
+EventQueue::Entries::iterator EventQueue::replace(const Entries::iterator& earlier, Entry& later) {
     later.acted.insert(later.acted.end(), earlier->acted.begin(), earlier->acted.end());
     ++mMerged;
     return mQueue.erase(earlier);

@@ -69,7 +69,7 @@ class EventQueue : public EventRunner {
     void mergeStates() REQUIRES(mMutex);
     bool replaceAnyway() REQUIRES(mMutex);
     void cancelDisplays() REQUIRES(mMutex);
-    Entries::iterator replace(Entries::iterator earlier, Entry& later) REQUIRES(mMutex);
+    Entries::iterator replace(const Entries::iterator& earlier, Entry& later) REQUIRES(mMutex);
     void reportDropped() EXCLUDES(mMutex);
     void actOnNext() EXCLUDES(mMutex);
 

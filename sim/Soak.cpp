@@ -26,7 +26,7 @@
 namespace KVT::sim {
 namespace {
 
-constexpr int64_t kDayNs = 24 * 3600 * kNsPerS;
+constexpr int64_t kDayNs = int64_t{24} * 3600 * kNsPerS;
 /** Longer than any wait of a strategy, and than the longest pause before a peer is asked again. */
 constexpr int64_t kQuietNs = 60 * kNsPerS;
 /** More than are remembered, so that some are forgotten every day. */
