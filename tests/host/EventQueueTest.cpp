@@ -39,6 +39,7 @@ class Queue : public Phone {
         const auto act = [this, name] {
             EXPECT_TRUE(Turn::IsUnderWay());
             meanwhile();
+            MutexLock lock(mMutex);
             mActed += name + " ";
         };
         return events.run(
@@ -56,6 +57,7 @@ class Queue : public Phone {
     }
     std::string acted() {
         SleepFor(10 * kNsPerS);
+        MutexLock lock(mMutex);
         return std::exchange(mActed, "");
     }
     std::string dumped() {
@@ -71,7 +73,8 @@ class Queue : public Phone {
     const std::string eight = "d1 d0 d1 d0 d1 d0 d1 d0 ";
 
   private:
-    std::string mActed;
+    Mutex mMutex;
+    std::string mActed GUARDED_BY(mMutex);
 };
 
 TEST_F(Queue, MergesStatesWhenManyWait) {
@@ -147,12 +150,14 @@ TEST_F(Queue, CountsDisplaysHoweverFastTheyComeAndGo) {
 TEST_F(Queue, KeepsCallersWhoWaitButNotTooMany) {
     burst(eight);
     const int64_t sent = MonotonicNow();
+    Mutex mutex;
     std::vector<int64_t> answered;
     {
         std::list<VirtualThread> callers;
         for (int caller = 0; caller < 12; ++caller) {
             callers.emplace_back("caller", [&] {
                 EXPECT_EQ(send("m1", true), OK);
+                MutexLock lock(mutex);
                 answered.push_back((MonotonicNow() - sent) / kNsPerS);
             });
         }
