@@ -159,8 +159,8 @@ class Life {
     /** In the middle of a call of the service to a peer. */
     void nest() {
         constexpr int kDeepest = 3;
-        const bool isStarted = mInvariants != nullptr;
-        if (std::this_thread::get_id() == mThread && isStarted && mNested < kDeepest &&
+        // The service's own threads call peers as well; the rest is this one's.
+        if (std::this_thread::get_id() == mThread && mInvariants != nullptr && mNested < kDeepest &&
             mInput.pick(4) == 1) {
             ++mNested;
             act();
