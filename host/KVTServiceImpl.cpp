@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/KVTServiceImpl.h"
 
+#include <utils/String8.h>
+
+#include <cstdlib>
 #include <functional>
 #include <utility>
 
@@ -9,6 +12,7 @@
 #include "host/Caller.h"
 #include "host/EventQueue.h"
 #include "host/Limits.h"
+#include "host/RateHistory.h"
 #include "host/ReaderWrite.h"
 #include "host/TextDumper.h"
 #include "policy/FpsCommon.h"
@@ -77,9 +81,17 @@ android::status_t KVTServiceImpl::onTransact(uint32_t code, const android::Parce
                          [&] { return KVTService::onTransact(code, data, reply, flags); });
 }
 
-android::status_t KVTServiceImpl::dump(int fd, const android::Vector<android::String16>&) {
-    const auto gather = [this] {
+android::status_t KVTServiceImpl::dump(int fd, const android::Vector<android::String16>& args) {
+    const std::string wanted = args.empty() ? "" : android::String8(args[0]).string();
+    const uint64_t after =
+        args.size() < 2 ? 0 : strtoull(android::String8(args[1]).string(), nullptr, 10);
+    const auto gather = [this, &wanted, after] {
         TextDumper dumper;
+        if (wanted == "history") {
+            DumpHistory(&dumper, after);
+            return dumper.text();
+        }
+        FpsCommon::DumpWhy(&dumper);
         FpsCommon::Dump(&dumper);
         mFrameGate.dump(&dumper);
         if (mEvents != nullptr) {

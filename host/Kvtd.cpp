@@ -19,6 +19,7 @@
 #include "host/EventQueue.h"
 #include "host/Gate.h"
 #include "host/KVTServiceImpl.h"
+#include "host/RateHistory.h"
 #include "policy/FpsCommon.h"
 
 namespace KVT {
@@ -69,6 +70,7 @@ int Serve(const Options& options) {
         return kFailed;
     }
     SetPaths(options.paths);
+    RateLog::Start();
     FpsCommon::Init();
     EventQueue events;
     if (events.start() != android::OK) {

@@ -8,6 +8,7 @@
 #include "common/CleanText.h"
 #include "common/Fatal.h"
 #include "common/Log.h"
+#include "common/PeerHealth.h"
 #include "display/DisplayService.h"
 #include "display/RateTable.h"
 
@@ -62,7 +63,9 @@ void DisplayFreqClient::CreateFreqsMap() {
 }
 
 std::string DisplayFreqClient::GetLcdNodeInfo() {
+    KVT::PeerCall call(KVT::Peer::kDisplay);
     const sp<DisplayService::IDisplay> display = ConnectedDisplay();
+    call.reached(display != nullptr);
     if (display == nullptr) {
         dynamicFreq = false;
         // Function name and line feed are what log readers have always looked for.
@@ -147,7 +150,9 @@ std::string DisplayFreqClient::GetMaxFreq() const {
 }
 
 int32_t DisplayFreqClient::SetFreq(const std::string& freq, bool highFreqOn) {
+    KVT::PeerCall call(KVT::Peer::kDisplay);
     const sp<DisplayService::IDisplay> display = ConnectedDisplay();
+    call.reached(display != nullptr);
     if (display == nullptr) {
         dynamicFreq = false;
         KVT_LOGI("DisplayFreqClient: SetFreq fail");

@@ -32,6 +32,7 @@ constexpr int64_t kConfirmIntervalNs = 16'000 * kNsPerUs;
 }  // namespace
 
 RateStats LcdFpsControl::stats;
+RateJournal LcdFpsControl::journal;
 bool LcdFpsControl::particalComposeEnabled = false;
 RateObserver* LcdFpsControl::observer = nullptr;
 android::sp<android::DisplayFreqClient> LcdFpsControl::client;
@@ -46,13 +47,19 @@ void LcdFpsControl::Init() {
     if (const int32_t current = GetCurrentLcdFps(); current != -1) {
         MutexLock lock(setFpsMutex);
         lastLcdFps = current;
+        journal.onSeen(current);
     }
 }
 
-void LcdFpsControl::SetLcdFps(int32_t fps) {
+void LcdFpsControl::OnPackage(const std::string& pkg) {
+    stats.onPackage(pkg);
+    journal.onPackage(pkg);
+}
+
+void LcdFpsControl::SetLcdFps(int32_t fps, const Cause& cause) {
     MutexLock lock(setFpsMutex);
     lastLcdFps = fps;
-    SetLcdFpsInternal(fps);
+    SetLcdFpsInternal(fps, cause);
 }
 
 void LcdFpsControl::RecoverLcdFps(int32_t fps) {
@@ -69,7 +76,7 @@ void LcdFpsControl::RecoverLastLcdFps() {
 
 void LcdFpsControl::RecoverLcdFpsInternal(int32_t fps) {
     KVT_LOGI("LcdFpsControl: recover lcd fps %d", fps);
-    SetLcdFpsInternal(fps);
+    SetLcdFpsInternal(fps, {Cause::kRecovery});
 }
 
 int32_t LcdFpsControl::GetLastLcdFps() {
@@ -122,15 +129,19 @@ void LcdFpsControl::WriteVipCpus(const char* cpus) {
     close(file);
 }
 
-void LcdFpsControl::SetLcdFpsInternal(int32_t fps) {
+void LcdFpsControl::SetLcdFpsInternal(int32_t fps, const Cause& cause) {
     if (client == nullptr) {
         KVT_LOGE("LcdFpsControl: client must not be nullptr");
         return;
     }
+    const int64_t since = MonotonicNow();
     stats.onRequested(fps);
     const std::string rate = std::to_string(fps);
     client->SetFreq(rate, highFreqOnFlag);  // whether it worked is seen on the panel alone
-    if (!TryRefreshFrame(fps)) {
+    int32_t shown = -1;
+    const bool followed = TryRefreshFrame(fps, &shown);
+    journal.onAsked(cause, fps, shown, since);
+    if (!followed) {
         stats.onFailed();
         return;
     }
@@ -144,9 +155,10 @@ void LcdFpsControl::SetLcdFpsInternal(int32_t fps) {
     }
 }
 
-bool LcdFpsControl::TryRefreshFrame(int32_t fps) {
+bool LcdFpsControl::TryRefreshFrame(int32_t fps, int32_t* shown) {
     for (int refreshes = 0; refreshes < kConfirmAttempts; ++refreshes) {
-        if (GetCurrentLcdFps() == fps) {
+        *shown = GetCurrentLcdFps();
+        if (*shown == fps) {
             KVT_LOGI("LcdFpsControl: set lcd finished, tryRefreshNum = %d, lcdFps = %d", refreshes,
                      fps);
             return true;

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <string>
 
+#include "display/Cause.h"
+#include "display/RateJournal.h"
 #include "display/RateStats.h"
 #include "sync/Mutex.h"
 
@@ -36,7 +38,11 @@ class LcdFpsControl {
     /** From now on `follower`, which lives to the end, hears of every change. At start-up. */
     static void SetObserver(RateObserver* follower) { observer = follower; }
 
-    static void SetLcdFps(int32_t fps) EXCLUDES(setFpsMutex);
+    /** What is in front from now on, for the account of the changes. */
+    static void OnPackage(const std::string& pkg);
+
+    static void SetLcdFps(int32_t fps) { SetLcdFps(fps, Cause{}); }
+    static void SetLcdFps(int32_t fps, const Cause& cause) EXCLUDES(setFpsMutex);
     /** Sets the panel back to a rate that was requested before; GetLastLcdFps() stays as it is. */
     static void RecoverLcdFps(int32_t fps) EXCLUDES(setFpsMutex);
     /** Sets the panel back to the rate last requested, if it shows another one. */
@@ -57,6 +63,8 @@ class LcdFpsControl {
 
     /** What became of all changes so far. */
     static RateStats stats;
+    /** The last of them one by one, each with its cause. */
+    static RateJournal journal;
 
     /** The section "panel". */
     static void Dump(Dumper* dumper);
@@ -68,8 +76,9 @@ class LcdFpsControl {
   private:
     static void WriteVipCpus(const char* cpus);
     static void RecoverLcdFpsInternal(int32_t fps) REQUIRES(setFpsMutex);
-    static void SetLcdFpsInternal(int32_t fps) REQUIRES(setFpsMutex);
-    static bool TryRefreshFrame(int32_t fps) REQUIRES(setFpsMutex);
+    static void SetLcdFpsInternal(int32_t fps, const Cause& cause) REQUIRES(setFpsMutex);
+    /** @param shown the rate that the panel reported last */
+    static bool TryRefreshFrame(int32_t fps, int32_t* shown) REQUIRES(setFpsMutex);
 
     // Set once, at start-up.
     static RateObserver* observer;

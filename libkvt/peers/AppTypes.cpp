@@ -7,6 +7,7 @@
 
 #include "common/Codes.h"
 #include "common/Log.h"
+#include "common/PeerHealth.h"
 
 namespace KVT {
 namespace {
@@ -62,6 +63,7 @@ void AppTypes::RememberType(const std::string& pkg, int32_t type) {
 int32_t AppTypes::GetPkgTypeByICMSManager(const std::string& pkg) {
     sp<IServiceManager> manager;
     sp<IBinder> classifier;
+    PeerCall call(Peer::kClassification);
     {
         MutexLock lock(appTypeMapMutex);
         if (const auto known = appTypeMap.find(pkg); known.has_value()) {
@@ -74,6 +76,7 @@ int32_t AppTypes::GetPkgTypeByICMSManager(const std::string& pkg) {
         KVT_LOGE("fpscommon: defaultServiceManager null");
         manager = android::defaultServiceManager();
         if (manager == nullptr) {
+            call.reached(false);
             return kTypeUnknown;
         }
         MutexLock lock(appTypeMapMutex);
@@ -83,12 +86,14 @@ int32_t AppTypes::GetPkgTypeByICMSManager(const std::string& pkg) {
         KVT_LOGE("fpscommon: ikora checkService null");
         classifier = manager->checkService(String16(kClassificationService));
         if (classifier == nullptr) {
+            call.reached(false);
             return kTypeUnknown;
         }
         MutexLock lock(appTypeMapMutex);
         service = classifier;
     }
     const std::optional<int32_t> answer = AskForType(classifier, pkg);
+    call.reached(answer.has_value());
     if (!answer.has_value()) {
         return kTypeUnknown;
     }

@@ -7,6 +7,7 @@
 #include <atomic>
 
 #include "common/Codes.h"
+#include "common/PeerHealth.h"
 
 namespace KVT {
 namespace {
@@ -56,7 +57,9 @@ const String16& Interface() {
 
 template <typename WriteBody>
 void Send(uint32_t code, uint32_t flags, Sent sent, WriteBody writeBody) {
+    PeerCall call(Peer::kCompositor);
     const sp<IBinder> compositor = FindCompositor(sent);
+    call.reached(compositor != nullptr);
     if (compositor == nullptr) {
         return;
     }

@@ -9,6 +9,7 @@
 #include "common/Codes.h"
 #include "common/Dumper.h"
 #include "common/Log.h"
+#include "common/PeerHealth.h"
 #include "common/RememberedPackages.h"
 #include "common/Turn.h"
 #include "peers/AppTypes.h"
@@ -237,8 +238,10 @@ int64_t TypeAsker::SilentForNs() {
 void TypeAsker::Dump(Dumper* dumper) {
     const int64_t silentForNs = SilentForNs();
     dumper->section("peers");
+    dumper->value("display", HealthOf(Peer::kDisplay));
+    dumper->value("compositor", HealthOf(Peer::kCompositor));
     dumper->value("classification",
-                  silentForNs == 0 ? std::string("in time")
+                  silentForNs == 0 ? HealthOf(Peer::kClassification)
                                    : "silent for " + std::to_string(silentForNs / kNsPerS) + " s");
 }
 

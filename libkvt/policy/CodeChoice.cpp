@@ -22,10 +22,6 @@ int32_t SwitchValue(const ConfigTables& tables, int32_t setting, const char* nam
     return found == row->second.end() ? 0 : found->second;
 }
 
-CodeChoice Default(const ConfigTables& tables, int32_t setting, const char* switchName) {
-    return {SwitchValue(tables, setting, switchName), switchName};
-}
-
 /** Takes the list's switch, unless its value says that the list changes nothing. */
 void Override(CodeChoice* choice, const ConfigTables& tables, int32_t setting, const ListRule& rule,
               const std::string* prefix) {
@@ -61,15 +57,20 @@ void OverrideByType(CodeChoice* choice, const ConfigTables& tables, int32_t sett
 
 }  // namespace
 
+CodeChoice ChooseDefault(const ConfigTables& tables, int32_t setting, bool game) {
+    const char* const switchName = game ? "game_default" : "app_default";
+    return {SwitchValue(tables, setting, switchName), switchName};
+}
+
 CodeChoice ChooseGameCode(const ConfigTables& tables, int32_t setting, std::string_view pkg) {
-    CodeChoice choice = Default(tables, setting, "game_default");
+    CodeChoice choice = ChooseDefault(tables, setting, true);
     OverrideByPackage(&choice, tables, tables.gameFilterMap, setting, pkg, kGamePackages);
     return choice;
 }
 
 CodeChoice ChooseAppCode(const ConfigTables& tables, int32_t setting, std::string_view pkg,
                          int32_t type) {
-    CodeChoice choice = Default(tables, setting, "app_default");
+    CodeChoice choice = ChooseDefault(tables, setting, false);
     OverrideByType(&choice, tables, setting, type);
     OverrideByPackage(&choice, tables, tables.appPkgFilterMap, setting, pkg, kAppPackages);
     return choice;

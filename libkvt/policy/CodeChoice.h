@@ -34,6 +34,8 @@ struct CodeChoice {
 
 /** Pure functions of the tables: the caches above them are FpsCommon's. */
 CodeChoice ChooseGameCode(const ConfigTables& tables, int32_t setting, std::string_view pkg);
+/** What a package gets that is in no list. */
+CodeChoice ChooseDefault(const ConfigTables& tables, int32_t setting, bool game);
 CodeChoice ChooseAppCode(const ConfigTables& tables, int32_t setting, std::string_view pkg,
                          int32_t type);
 

@@ -50,9 +50,9 @@ Rows<Rule> Rules() {
     return {std::begin(kRules), std::end(kRules)};
 }
 
-std::optional<Decision> DecideByScene(const PolicySnapshot& state) {
+std::optional<Decision> DecideByScene(const PolicySnapshot& state, const Rule* except) {
     for (const Rule& rule : kRules) {
-        if (rule.holds != nullptr && rule.holds(state)) {
+        if (rule.holds != nullptr && &rule != except && rule.holds(state)) {
             return Decision{Outcome::kHold, rule.rate, &rule};
         }
     }

@@ -52,8 +52,12 @@ struct Decision {
     }
 };
 
-/** The decision of the first scene that holds; nothing when the package is to decide. */
-std::optional<Decision> DecideByScene(const PolicySnapshot& state);
+/**
+ * The decision of the first scene that holds; nothing when the package is to decide.
+ *
+ * @param except a rule that is passed over, to find what would hold without it
+ */
+std::optional<Decision> DecideByScene(const PolicySnapshot& state, const Rule* except = nullptr);
 
 /** The decision for a package without a scene, by its refresh-rate code (0 to 6, 9). */
 Decision DecideGame(int32_t code);

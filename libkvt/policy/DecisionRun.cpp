@@ -78,8 +78,11 @@ void FpsCommon::Apply(const Decision& decision) {
     const Course& course = kCourses[static_cast<size_t>(decision.outcome)];
     course.resetFirst();
     course.resetThen();
+    const Cause cause{Cause::kDecision, decision.rule->name, decision.code};
     if (decision.rate != kRateUntouched) {
-        LcdFpsControl::SetLcdFps(decision.rate);
+        LcdFpsControl::SetLcdFps(decision.rate, cause);
+    } else {
+        LcdFpsControl::journal.onCause(cause);
     }
     course.arm();
 }

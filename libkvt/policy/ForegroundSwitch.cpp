@@ -121,7 +121,7 @@ void FpsCommon::DoWithPackageUpdateInEvent(const std::string& pkg) {
     KVT_LOGI("aps-info: new pkgName - %s", CleanText(pkg).c_str());
     const bool changed = pkg != Foreground();
     if (changed) {
-        LcdFpsControl::stats.onPackage(pkg);
+        LcdFpsControl::OnPackage(pkg);
         SetCurrentPkgName(pkg);
     }
     if (switchAll != 0) {

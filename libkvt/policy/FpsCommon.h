@@ -41,7 +41,7 @@ class Dumper;
  * come later lead to a decision of their own.
  *
  * One source file a topic: Startup, UserInputs, ForegroundSwitch, SceneEvents, DecisionRun,
- * TypesOfEvent, PackageCodes, PolicyDump. What others read, and what only speaks to a peer, is inherited.
+ * TypesOfEvent, PackageCodes, PolicyDump, Why. What others read, and what only speaks to a peer, is inherited.
  */
 class FpsCommon : public PolicyState,
                   public PolicyConfig,
@@ -142,6 +142,8 @@ class FpsCommon : public PolicyState,
 
     /** The policy's sections: foreground, strategy, panel, scenes, decisions, time at each rate. */
     static void Dump(Dumper* dumper);
+    /** The section "why": the rate, its cause, and what would hold without that. */
+    static void DumpWhy(Dumper* dumper);
     /** Decision runs, the last of them. */
     static DecisionLog decisions;
 

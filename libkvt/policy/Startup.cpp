@@ -33,12 +33,12 @@ void FpsCommon::Init() {
     const std::string launcher = CurrentPkgName();
     RememberType(launcher, kTypeLauncher);
 
-    LcdFpsControl::stats.onPackage(launcher);
+    LcdFpsControl::OnPackage(launcher);
     LcdFpsControl::Init();
     NotifyIsDynamicFreq();
     if (LcdFpsControl::GetMaxLcdFps() <= kLowHz) {
         switchAll = kLowHz;
-        LcdFpsControl::SetLcdFps(switchAll);
+        LcdFpsControl::SetLcdFps(switchAll, {Cause::kFixedMode});
         return;
     }
     switchAll = IntProperty("persist.dynamicfps.switch", "0");
@@ -46,7 +46,7 @@ void FpsCommon::Init() {
         if (switchAll != kHighHz) {
             switchAll = kLowHz;
         }
-        LcdFpsControl::SetLcdFps(switchAll);
+        LcdFpsControl::SetLcdFps(switchAll, {Cause::kFixedMode});
         return;
     }
 

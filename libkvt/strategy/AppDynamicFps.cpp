@@ -71,7 +71,7 @@ void AppDynamicFps::TouchDown() {
     if (mIsHighFps) {
         mTouchDownCond.signal();
     } else if (!AppFpsDetect::GetInstance()->IsFullSurfaceViewActive()) {
-        LcdFpsControl::SetLcdFps(kHighHz);
+        LcdFpsControl::SetLcdFps(kHighHz, {Cause::kTouchDown});
         mIsHighFps = true;
         KVT_LOGI("AppDynamicFps: set lcd to 90Hz - touch down");
     }
@@ -101,7 +101,7 @@ void AppDynamicFps::DropUnlessRefreshing() {
     if (elapsed <= kMaxHighNs && FrameRefreshDetect::GetInstance()->IsFrameRefreshActive()) {
         return;
     }
-    LcdFpsControl::SetLcdFps(kLowHz);
+    LcdFpsControl::SetLcdFps(kLowHz, {Cause::kTouchRest});
     mIsHighFps = false;
     mIsLifted = false;
     const int64_t elapsedMs = elapsed / kNsPerMs;

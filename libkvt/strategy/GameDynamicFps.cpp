@@ -120,10 +120,10 @@ void GameDynamicFps::CheckFps() {
         return;
     }
     if (mGameFps > kUpAboveFps && LcdFpsControl::GetCurrentLcdFps() == kLowHz) {
-        LcdFpsControl::SetLcdFps(kHighHz);
+        LcdFpsControl::SetLcdFps(kHighHz, {Cause::kClimb});
         KVT_LOGI("GameDynamicFps: set lcd to 90Hz");
     } else if (mGameFps < kDownBelowFps && LcdFpsControl::GetCurrentLcdFps() == kHighHz) {
-        LcdFpsControl::SetLcdFps(kLowHz);
+        LcdFpsControl::SetLcdFps(kLowHz, {Cause::kFall});
         KVT_LOGI("GameDynamicFps: set lcd to 60Hz");
     } else if (mGameFps == kTrialFps && LcdFpsControl::GetCurrentLcdFps() == kLowHz) {
         RunTrial();
@@ -131,12 +131,14 @@ void GameDynamicFps::CheckFps() {
 }
 
 void GameDynamicFps::RunTrial() {
-    LcdFpsControl::SetLcdFps(kHighHz);
+    LcdFpsControl::SetLcdFps(kHighHz, {Cause::kTrial});
     KVT_LOGI("GameDynamicFps: set lcd to 90Hz 5s");
     const Forced trial = Force(kHighHz);
     if (trial.lasted && mGameFps <= kUpAboveFps) {
-        LcdFpsControl::SetLcdFps(kLowHz);
+        LcdFpsControl::SetLcdFps(kLowHz, {Cause::kTrialOver});
         KVT_LOGI("GameDynamicFps: set lcd to 60Hz back after 5s");
+    } else if (trial.lasted) {
+        LcdFpsControl::journal.onCause({Cause::kClimb});
     }
     // The event that ended the trial may have stood for several: a rate that left 60 and came back,
     // or that of the next game, if it is known by now, has not been looked at yet.

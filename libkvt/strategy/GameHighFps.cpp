@@ -2,6 +2,7 @@
 #include "strategy/GameHighFps.h"
 
 #include "common/Log.h"
+#include "display/LcdFpsControl.h"
 #include "strategy/CheckThread.h"
 
 namespace KVT {
@@ -45,7 +46,11 @@ void GameHighFps::CheckFps() {
 
 void GameHighFps::RunBoost() {
     KVT_LOGI("GameHighFps: send 90fps to sched 5s: start");
+    LcdFpsControl::journal.onCause({Cause::kBoost});
     const Forced boost = Force(kBoostToFps);
+    if (boost.lasted) {
+        LcdFpsControl::journal.onCause({Cause::kBoostOver});
+    }
     KVT_LOGI("GameHighFps: send 90fps to sched: end");
     if (boost.rateChanged && mGameFps == kBoostFromFps) {
         // The event that ended the boost may have stood for several: the rate left 60 and came

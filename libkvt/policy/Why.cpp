@@ -1,0 +1,128 @@
+// SPDX-License-Identifier: Apache-2.0
+// Why the panel is at its rate, and what it would be at otherwise. Like the rest of the dump it waits
+// for no event in progress.
+#include <iterator>
+
+#include "common/Codes.h"
+#include "common/Dumper.h"
+#include "common/PeerHealth.h"
+#include "common/Rows.h"
+#include "display/LcdFpsControl.h"
+#include "policy/CodeChoice.h"
+#include "policy/FpsCommon.h"
+#include "sync/Clock.h"
+
+namespace KVT {
+namespace {
+
+struct Meaning {
+    Cause::Kind kind;
+    const char* text;
+};
+
+constexpr Meaning kMeanings[] = {
+    {Cause::kUnnamed, "a program in the service's process asked for it"},
+    {Cause::kDecision, "decided"},
+    {Cause::kFixedMode, "the policy is off: a property fixes the rate, or the panel has no other"},
+    {Cause::kRecovery, "the rate was changed from outside, and set back"},
+    {Cause::kTouchDown, "a finger is, or was just, on the screen"},
+    {Cause::kTouchRest, "no finger on the screen, and nothing moves"},
+    {Cause::kClimb, "the game runs at more than 60 frames per second"},
+    {Cause::kFall, "the game runs at fewer than 46 frames per second"},
+    {Cause::kTrial, "a game at 60 frames per second gets 90 Hz for 5 s, to climb if it can"},
+    {Cause::kTrialOver, "the game did not climb above 60 frames per second within 5 s"},
+    {Cause::kBoost, "the scheduler is told 90 frames per second for 5 s, to help the game climb"},
+    {Cause::kBoostOver, "those 5 s are over"},
+};
+static_assert(std::size(kMeanings) == Cause::kBoostOver + 1);
+static_assert(AreInPlace(kMeanings, &Meaning::kind));
+
+const Rule* RuleNamed(const char* name) {
+    for (const Rule& rule : Rules()) {
+        if (rule.name == name) {  // both are the one in the table
+            return &rule;
+        }
+    }
+    return nullptr;
+}
+
+std::string RateText(const Decision& decision) {
+    return decision.rate == kRateUntouched ? "as the strategy sets it"
+                                           : std::to_string(decision.rate) + " Hz";
+}
+
+/** "com.example is a game of code 3 (game_pkg_perceptible_list, entry com.ex)" */
+std::string PackageText(const std::string& pkg, bool game, int32_t code, const CodeChoice& choice) {
+    std::string text = pkg + (game ? " is a game of code " : " is an application of code ") +
+                       std::to_string(code) + " (";
+    if (code != choice.code) {
+        return text + "settled when less was known of it)";
+    }
+    if (choice.listName == nullptr) {
+        return text + choice.switchName + ")";
+    }
+    text += choice.listName;
+    return text + (choice.prefix == nullptr ? "" : ", entry " + *choice.prefix) + ")";
+}
+
+}  // namespace
+
+void FpsCommon::DumpWhy(Dumper* dumper) {
+    const RateEntry last = LcdFpsControl::journal.last();
+    const Rule* const rule = RuleNamed(last.cause.rule);
+    dumper->section("why");
+    dumper->value("hz", last.shownHz);
+    dumper->value("asked_hz", LcdFpsControl::stats.totals().requestedHz);
+    dumper->seconds("seconds", last.number == 0 ? 0 : MonotonicNow() - last.time);
+    dumper->value("cause", last.number == 0 ? "start" : last.cause.name());
+    dumper->value("because", rule == nullptr          ? kMeanings[last.cause.kind].text
+                             : rule->holds == nullptr ? "no scene holds"
+                                                      : rule->when);
+    dumper->value("followed", last.followed());
+    if (switchAll != 0) {
+        return;  // there is nothing else
+    }
+
+    const std::string pkg = CurrentPkgName();
+    const int32_t type = CachedType(pkg);
+    const bool game = type == kTypeGame;
+    const int32_t setting = lcdSetting;
+    const CodeChoice choice =
+        game ? ChooseGameCode(tables, setting, pkg) : ChooseAppCode(tables, setting, pkg, type);
+    const int32_t code = PeekCode(pkg, type);
+    const Decision byPackage = game ? DecideGame(code) : DecideApp(code);
+    const PolicySnapshot scenes = TakeSnapshot();
+    const std::optional<Decision> scene = DecideByScene(scenes);
+
+    dumper->value("package", pkg);
+    dumper->value("package_text", PackageText(pkg, game, code, choice));
+    if (choice.listName != nullptr) {
+        dumper->value("list", choice.listName);
+        dumper->value("entry", choice.prefix == nullptr ? std::to_string(type) : *choice.prefix);
+    } else {
+        dumper->value("switch", choice.switchName);
+    }
+
+    // What stands behind the present cause: of a strategy the decision that armed it, of a scene the
+    // next one that holds, of the package's own entry the default.
+    if (last.cause.kind != Cause::kDecision) {
+        const Decision& inForce = scene.has_value() ? *scene : byPackage;
+        dumper->value("without", inForce.rule->name);
+        dumper->value("without_rate", RateText(inForce));
+        return;
+    }
+    if (rule->holds != nullptr) {
+        const Decision next = DecideByScene(scenes, rule).value_or(byPackage);
+        dumper->value("without", next.rule->name);
+        dumper->value("without_rate", RateText(next));
+        return;
+    }
+    if (choice.listName != nullptr) {
+        const CodeChoice other = ChooseDefault(tables, setting, game);
+        dumper->value("without", other.switchName);
+        dumper->value("without_rate",
+                      RateText(game ? DecideGame(other.code) : DecideApp(other.code)));
+    }
+}
+
+}  // namespace KVT
