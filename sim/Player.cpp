@@ -35,6 +35,14 @@ std::string Describe(const Decision& decision) {
                                                    : ", " + std::to_string(decision.rate) + " Hz");
 }
 
+/** What a strategy asks for, or who else it is; a decision has a line of its own. */
+std::string Describe(const RateEntry& entry) {
+    std::string text = std::string("cause: ") + entry.cause.name();
+    return entry.askedHz == RateEntry::kNothingAsked
+               ? text
+               : text + ", " + std::to_string(entry.askedHz) + " Hz";
+}
+
 /** Hears what the service tells its listeners. */
 class JournalListener : public BnKVTListener {
   public:
@@ -83,6 +91,12 @@ void Player::printConsequences() {
     for (Journal::Entry& entry : mWorld.phone.journal->take()) {
         entries.push_back({entry.time, std::move(entry.text), nullptr});
     }
+    for (const RateEntry& entry : LcdFpsControl::journal.since(mLastRate)) {
+        mLastRate = entry.number;
+        if (entry.cause.kind != Cause::kDecision) {
+            entries.push_back({entry.time + entry.tookNs, Describe(entry), nullptr});
+        }
+    }
     std::stable_sort(entries.begin(), entries.end(),
                      [](const Entry& a, const Entry& b) { return a.time < b.time; });
     for (const Entry& entry : entries) {
@@ -111,7 +125,17 @@ void Player::printSummary() {
     }
     mOut << "  panel switches: " << mWorld.phone.panel->switches() << "\n"
          << "  failed changes: " << LcdFpsControl::stats.totals().failures << "\n"
-         << "  decisions: " << mLastDecision << "\n";
+         << "  decisions: " << mLastDecision << "\n"
+         << "  by package\n";
+    for (const auto& [pkg, times] : LcdFpsControl::stats.totals().nsAtRateByPackage) {
+        const std::string name(Beginning(CleanText(pkg), kForegroundWidth));
+        for (const auto& [hz, ns] : times) {
+            char text[128];
+            snprintf(text, sizeof(text), "    %-*s  %10.3f s at %d Hz\n", kForegroundWidth,
+                     name.c_str(), Seconds(ns), hz);
+            mOut << text;
+        }
+    }
 }
 
 void Player::play() {

@@ -32,6 +32,7 @@ class Player {
     World mWorld{true};
     int64_t mStart = 0;
     uint64_t mLastDecision = 0;
+    uint64_t mLastRate = 0;
     uint64_t mFailures = 0;
     int32_t mHz = 0;
     std::string mForeground;

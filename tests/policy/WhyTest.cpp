@@ -1,0 +1,234 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the service says of why the panel is at its rate.
+#include <gmock/gmock.h>
+
+#include <map>
+#include <string>
+
+#include "common/KnownPackages.h"
+#include "host/RateHistory.h"
+#include "host/TextDumper.h"
+#include "strategy/AppDynamicFps.h"
+#include "strategy/GameHighFps.h"
+#include "tests/support/Phone.h"
+
+namespace KVT {
+namespace {
+
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+
+class Why : public Phone {
+  public:
+    Why() {
+        RateLog::Start();
+        type("game.listed", kTypeGame);
+        type("game.other", kTypeGame);
+        FpsCommon::tables.appPkgFilterMap["app_pkg_imperceptible_list"].insert("app.touch");
+        FpsCommon::tables.settingSwitchMap[0]["app_imperceptible_switch"] = kCodeDynamic;
+    }
+
+    /** "60 power-saving, without it app-code 90 Hz" */
+    static std::string why() {
+        std::map<std::string, std::string> values;
+        class Reader : public Dumper {
+          public:
+            explicit Reader(std::map<std::string, std::string>* into) : mInto(into) {}
+            using Dumper::value;
+            void section(const char*) override {}
+            void value(const std::string& name, const std::string& value) override {
+                (*mInto)[name] = value;
+            }
+
+          private:
+            std::map<std::string, std::string>* const mInto;
+        };
+        Reader reader(&values);
+        FpsCommon::DumpWhy(&reader);
+        EXPECT_NE(values["because"], "");
+        std::string text = values["hz"] + " " + values["cause"];
+        text += values["followed"] == "true" ? "" : ", asked " + values["asked_hz"];
+        return values["without"].empty()
+                   ? text
+                   : text + ", without it " + values["without"] + " " + values["without_rate"];
+    }
+
+    static std::string packageText() {
+        TextDumper dumper;
+        FpsCommon::DumpWhy(&dumper);
+        const std::string text = dumper.text();
+        const size_t begin = text.find("package_text=") + 13;
+        return text.substr(begin, text.find('\n', begin) - begin);
+    }
+
+    std::vector<std::string> lines() {
+        std::vector<std::string> lines;
+        for (const std::string& line : logs.take()) {
+            if (line.find("KVTService: panel ") != std::string::npos) {
+                lines.push_back(line.substr(sizeof("I/KVTService: ") - 1));
+            }
+        }
+        return lines;
+    }
+};
+
+TEST_F(Why, NamesEachScene) {
+    listPackages(3, 2);
+    start();
+    focus("app.listed");
+    using Policy = FpsCommon;
+    const struct {
+        const char* why;
+        void (*set)(bool on);
+    } cases[] = {
+        {"60 display-hotplug", [](bool on) { Policy::underDisplayHotplugControl = on; }},
+        {"60 virtual-display", [](bool on) { Policy::virtualDisplayStatus = on; }},
+        {"60 touch-pointer", [](bool on) { Policy::underTpPointerControl = on; }},
+        {"60 power-saving", [](bool on) { Policy::powerModeSwitch = on; }},
+        {"60 video-call", [](bool on) { Policy::underWechatVideoScene = on; }},
+        {"60 full-video", [](bool on) { Policy::underFullVideoScene = on; }},
+        {"60 gpu-composition", [](bool on) { Policy::gpuCompositionStatus = on; }},
+        {"60 gpu-composition-count", [](bool on) { Policy::gpuCompositionCount = on ? 9 : 0; }},
+        {"60 fingerprint-low", [](bool on) { Policy::fingerprintStatus = on ? 2 : 0; }},
+        {"60 compatibility-test", [](bool on) { Policy::ctsTestCount = on; }},
+        {"60 multi-app-forced", [](bool on) { Policy::underMultiAppStatus = on ? 2 : 0; }},
+        {"90 fingerprint-high", [](bool on) { Policy::fingerprintStatus = on; }},
+        {"90 multi-app-mixed", [](bool on) { Policy::underMultiAppStatus = on; }},
+    };
+    for (const auto& c : cases) {
+        c.set(true);
+        FpsCommon::DoWithForeAppSwitchInternal();
+        EXPECT_EQ(why(), std::string(c.why) + ", without it app-code 90 Hz");
+        Policy::underMultiAppStatus = 2;
+        const bool isLast = std::string(c.why).find("multi-app-forced") != std::string::npos;
+        EXPECT_THAT(why(), EndsWith(isLast ? "90 Hz" : "without it multi-app-forced 60 Hz"));
+        Policy::underMultiAppStatus = 0;
+        c.set(false);
+    }
+    FpsCommon::DoWithForeAppSwitchInternal();
+    EXPECT_EQ(why(), "90 app-code, without it app_default 60 Hz");
+}
+
+TEST_F(Why, NamesTheEntryThatChoseTheCode) {
+    listPackages(3, 3);
+    FpsCommon::tables.appTypeFilterMap["app_type_perceptible_list"].insert(10);
+    type("app.of.type", 10);
+    start();
+    const struct {
+        const char* pkg;
+        const char* text;
+        const char* why;
+    } cases[] = {
+        {"app.listed.too",
+         "app.listed.too is an application of code 3 (app_pkg_perceptible_list, entry app.listed)",
+         "90 app-code, without it app_default 60 Hz"},
+        {"app.of.type", "app.of.type is an application of code 3 (app_type_perceptible_list)",
+         "90 app-code, without it app_default 60 Hz"},
+        {"app.other", "app.other is an application of code 2 (app_default)", "60 app-code"},
+        {"game.listed",
+         "game.listed is a game of code 3 (game_pkg_perceptible_list, entry game.listed)",
+         "90 game-code, without it game_default 60 Hz"},
+        {"game.other", "game.other is a game of code 2 (game_default)", "60 game-code"},
+    };
+    for (const auto& c : cases) {
+        focus(c.pkg);
+        EXPECT_EQ(packageText(), c.text);
+        EXPECT_EQ(why(), c.why) << c.pkg;
+    }
+    fakes.classifier->failCalls(android::DEAD_OBJECT);
+    type("app.late", 10);
+    focus("app.late");
+    fakes.classifier->failCalls(android::OK);
+    focus("app.late");
+    EXPECT_EQ(packageText(),
+              "app.late is an application of code 2 (settled when less was known of it)");
+}
+
+TEST_F(Why, FollowsTheFinger) {
+    start();
+    focus("app.touch");
+    EXPECT_EQ(why(), "60 app-code, without it app_default 60 Hz");
+    lines();
+    for (int i = 0; i < 2; ++i) {
+        AppDynamicFps::GetInstance()->SetLcdEvent(1);
+        EXPECT_EQ(why(), "90 touch-down, without it app-code as the strategy sets it");
+        AppDynamicFps::GetInstance()->SetLcdEvent(0);
+        SleepFor(kNsPerS);
+        EXPECT_EQ(why(), "60 touch-rest, without it app-code as the strategy sets it");
+    }
+    FpsCommon::RecoverLcd();
+    fakes.panel->changeByItself("90");
+    FpsCommon::RecoverLcd();
+    EXPECT_THAT(lines(), ElementsAre("panel 60 -> 90 Hz: touch-down, app.touch, in 0 ms",
+                                     "panel 90 -> 60 Hz: touch-rest, app.touch, in 0 ms",
+                                     "panel 60 -> 90 Hz: touch-down, app.touch, in 0 ms",
+                                     "panel 90 -> 60 Hz: touch-rest, app.touch, in 0 ms",
+                                     "panel stays at 60 Hz: recovery, app.touch, in 0 ms"));
+}
+
+TEST_F(Why, SaysHowLongTheSchedulerIsToldMore) {
+    listPackages(2, 3);
+    start();
+    focus("game.listed");
+    GameHighFps::GetInstance()->SetGameFps(60);
+    SleepFor(kNsPerS);
+    EXPECT_EQ(why(), "90 boost, without it game-code 90 Hz");
+    SleepFor(5 * kNsPerS);
+    EXPECT_EQ(why(), "90 boost-over, without it game-code 90 Hz");
+    GameHighFps::GetInstance()->SetGameFps(61);
+    GameHighFps::GetInstance()->SetGameFps(60);
+    SleepFor(kNsPerS);
+    focus(kLauncher);
+    SleepFor(9 * kNsPerS);
+    EXPECT_EQ(why(), "60 app-code") << "a boost that was cut short is not what ends it";
+}
+
+TEST_F(Why, TellsOfAPanelThatDoesNotFollow) {
+    listPackages(3, 2);
+    start();
+    panel("60", {"60", "90"}, sim::FakePanel::kNever);
+    lines();
+    focus("app.listed");
+    focus("app.listed");
+    EXPECT_EQ(why(), "60 app-code, asked 90, without it app_default 60 Hz");
+    panel("60", {"60", "90"}, 3);
+    focus("app.listed");
+    EXPECT_EQ(why(), "90 app-code, without it app_default 60 Hz");
+    EXPECT_THAT(lines(),
+                ElementsAre("panel stays at 60 Hz, 90 asked: app-code 3, app.listed, in 144 ms",
+                            "panel 60 -> 90 Hz: app-code 3, app.listed, in 48 ms"));
+}
+
+TEST_F(Why, IsAFixedRate) {
+    const struct {
+        const char* property;
+        const char* why;
+    } cases[] = {{"60", "60 fixed-mode"}, {"90", "90 fixed-mode"}, {"7", "60 fixed-mode"}};
+    for (const auto& c : cases) {
+        apart([&] {
+            property("persist.dynamicfps.switch", c.property);
+            start();
+            EXPECT_EQ(why(), c.why);
+        });
+    }
+}
+
+TEST_F(Why, KeepsTheLastChangesOnly) {
+    RateJournal journal;
+    EXPECT_EQ(journal.last().number, 0u);
+    for (int32_t i = 0; i < 2000; ++i) {
+        journal.onPackage("app." + std::to_string(i / 2));
+        journal.onAsked({Cause::kTouchDown}, 90, i % 4 < 2 ? -1 : 90, MonotonicNow());
+    }
+    EXPECT_EQ(journal.last().number, 1000u) << "what repeats the one before is none";
+    const auto entries = journal.since(0);
+    ASSERT_EQ(entries.size(), RateJournal::kCapacity);
+    EXPECT_EQ(entries.front().pkg, "app.488");
+    EXPECT_EQ(entries.back().pkg, "app.999");
+    EXPECT_EQ(journal.since(998).size(), 2u);
+    EXPECT_TRUE(journal.since(5000).empty());
+}
+
+}  // namespace
+}  // namespace KVT
