@@ -17,6 +17,7 @@ namespace {
 /** The scene inputs as the decision sees them. */
 PolicySnapshot Scenes() {
     PolicySnapshot scenes = FpsCommon::TakeSceneInputs();
+    MutexLock lock(FpsCommon::codeCacheMutex);
     scenes.gpuCompositionCountLimit = FpsCommon::tables.gpuCompositionCountLimit;
     return scenes;
 }

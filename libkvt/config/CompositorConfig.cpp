@@ -15,8 +15,7 @@ namespace KVT {
 
 using tinyxml2::XMLElement;
 
-void XmlParser::ParseSfCompositionConfig(const XMLElement* param) {
-    ConfigTables& tables = PolicyConfig::tables;
+void XmlParser::ParseSfCompositionConfig(const XMLElement* param, ConfigTables& tables) {
     int32_t switchValue = 1;
     int32_t accumTime = 5;
     int32_t accumCount = 20;
@@ -45,7 +44,7 @@ void XmlParser::ParseSfCompositionConfig(const XMLElement* param) {
     }
 }
 
-void XmlParser::ParseSlideModelConfig(const XMLElement* param) {
+void XmlParser::ParseSlideModelConfig(const XMLElement* param, ConfigTables& tables) {
     SlideModel model;
     ForEachChild(param, "slide_param", [&model](const XMLElement* element) {
         const char* name = RequiredName(element);
@@ -56,15 +55,15 @@ void XmlParser::ParseSlideModelConfig(const XMLElement* param) {
         }
     });
     const std::string text = model.text();
-    PolicyConfig::tables.slideModelParams = text;
+    tables.slideModelParams = text;
     if (owner != nullptr) {
         owner->onSlideModel(text);
     }
 }
 
-void XmlParser::ParseParticalComposeThresholdConfig(const XMLElement* param) {
+void XmlParser::ParseParticalComposeThresholdConfig(const XMLElement* param, ConfigTables& tables) {
     int32_t switchValue = 0;
-    ForEachChild(param, "cfg_param", [&switchValue](const XMLElement* element) {
+    ForEachChild(param, "cfg_param", [&](const XMLElement* element) {
         const char* name = RequiredName(element);
         const int32_t value = IntegerAttribute(element, "value");
         if (strcmp(name, kComposeParamNames[0]) == 0) {
@@ -73,11 +72,11 @@ void XmlParser::ParseParticalComposeThresholdConfig(const XMLElement* param) {
                 owner->onParticalCompose(value == 1);
             }
         } else if (strcmp(name, kComposeParamNames[1]) == 0) {
-            PolicyConfig::tables.partialComposeThreshold = value;
+            tables.partialComposeThreshold = value;
         }
     });
     KVT_LOGI("fpscommon: xml: switch %d, particalComposeThreshold %d", switchValue,
-             PolicyConfig::tables.partialComposeThreshold);
+             tables.partialComposeThreshold);
 }
 
 }  // namespace KVT

@@ -13,8 +13,7 @@
 namespace KVT {
 
 /**
- * What the configuration file says, on top of the built-in values. Written once at start-up, by
- * XmlParser, and read without a lock afterwards.
+ * What the configuration file says, on top of the built-in values. XmlParser fills them in.
  */
 struct ConfigTables {
     /** Refresh-rate code by user setting and switch name. */
@@ -43,7 +42,10 @@ struct ConfigTables {
     std::string slideModelParams = "0 0.6 0.8 5000.0 0.6 0.8 15000.0 0.6 0.8";
 };
 
-/** Where the tables of the process are; FpsCommon's members by inheritance. */
+/**
+ * Where the tables of the process are; FpsCommon's members by inheritance. Written at start-up, and
+ * with both FpsCommon::decisionMutex and codeCacheMutex held: either of them is enough to read.
+ */
 class PolicyConfig {
   public:
     PolicyConfig() = delete;

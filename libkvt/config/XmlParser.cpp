@@ -45,7 +45,7 @@ bool Load(XMLDocument* document, const char* path) {
            document->LoadFile(path) == tinyxml2::XML_SUCCESS;
 }
 
-void ParseSwitch(int32_t settingId, const XMLElement* element) {
+void ParseSwitch(int32_t settingId, const XMLElement* element, ConfigTables& tables) {
     const std::string name = RequiredName(element);
     if (settingSwitchNames.count(name) == 0) {
         return;
@@ -58,7 +58,7 @@ void ParseSwitch(int32_t settingId, const XMLElement* element) {
     if (Contains(name, "default") && value == 0) {
         return;
     }
-    PolicyConfig::tables.settingSwitchMap[settingId][name] = value;
+    tables.settingSwitchMap[settingId][name] = value;
 }
 
 void ParsePackages(PrefixSet* prefixes, const XMLElement* list) {
@@ -68,8 +68,7 @@ void ParsePackages(PrefixSet* prefixes, const XMLElement* list) {
     });
 }
 
-void ParseList(const XMLElement* list) {
-    ConfigTables& tables = PolicyConfig::tables;
+void ParseList(const XMLElement* list, ConfigTables& tables) {
     const std::string name = RequiredName(list);
     if (applicationListNames.count(name) == 0) {
         return;
@@ -99,10 +98,10 @@ const XmlParser::Section XmlParser::kSections[] = {
 
 ConfigOwner* XmlParser::owner = nullptr;
 
-void XmlParser::Init() {
+void XmlParser::Init(ConfigTables& tables) {
     for (const DefaultSwitch& row : kDefaultSwitches) {
         for (int32_t setting = 0; setting < 3; ++setting) {
-            PolicyConfig::tables.settingSwitchMap[setting].emplace(row.name, row.codes[setting]);
+            tables.settingSwitchMap[setting].emplace(row.name, row.codes[setting]);
         }
     }
 }
@@ -134,47 +133,46 @@ const XMLElement* XmlParser::FindGroup(const XMLElement* config) {
     return nullptr;
 }
 
-void XmlParser::ParseHelper(const XMLElement* params) {
-    ForEachChild(params, "Param", [](const XMLElement* param) {
+void XmlParser::ParseHelper(const XMLElement* params, ConfigTables& tables) {
+    ForEachChild(params, "Param", [&tables](const XMLElement* param) {
         const char* name = RequiredName(param);
         for (const Section& section : kSections) {
             if (strcmp(name, section.name) == 0) {
-                section.parse(param);
+                section.parse(param, tables);
             }
         }
     });
-    PrintXmlData();
+    PrintXmlData(tables);
 }
 
-void XmlParser::ParseSettingSwitch(const XMLElement* param) {
-    ForEachChild(param, "setting", [](const XMLElement* setting) {
+void XmlParser::ParseSettingSwitch(const XMLElement* param, ConfigTables& tables) {
+    ForEachChild(param, "setting", [&tables](const XMLElement* setting) {
         const int32_t id = IntegerAttribute(setting, "id");
         ForEachChild(setting, "switch",
-                     [id](const XMLElement* element) { ParseSwitch(id, element); });
+                     [&](const XMLElement* element) { ParseSwitch(id, element, tables); });
     });
 }
 
-void XmlParser::ParseSettingDefaultId(const XMLElement* param) {
+void XmlParser::ParseSettingDefaultId(const XMLElement* param, ConfigTables& tables) {
     const int32_t id = IntegerAttribute(param, "value");
-    PolicyConfig::tables.defaultSettingId = validLcdSettings.count(id) != 0 ? id : 0;
+    tables.defaultSettingId = validLcdSettings.count(id) != 0 ? id : 0;
 }
 
-void XmlParser::ParseApplicationList(const XMLElement* param) {
+void XmlParser::ParseApplicationList(const XMLElement* param, ConfigTables& tables) {
     // Types start anew with each section; package lists of several sections add up.
-    PolicyConfig::tables.appTypeFilterMap.clear();
-    ForEachChild(param, "list", ParseList);
+    tables.appTypeFilterMap.clear();
+    ForEachChild(param, "list", [&tables](const XMLElement* list) { ParseList(list, tables); });
 }
 
-void XmlParser::ParseTpPointerConfig(const XMLElement* param) {
-    PolicyConfig::tables.tpPointerSwitch = IntegerAttribute(param, "value") != 0;
+void XmlParser::ParseTpPointerConfig(const XMLElement* param, ConfigTables& tables) {
+    tables.tpPointerSwitch = IntegerAttribute(param, "value") != 0;
 }
 
-void XmlParser::ParseMultiAppLcdFpsConfig(const XMLElement* param) {
-    PolicyConfig::tables.multiAppLcdFpsSwitch = IntegerAttribute(param, "value") == 1;
+void XmlParser::ParseMultiAppLcdFpsConfig(const XMLElement* param, ConfigTables& tables) {
+    tables.multiAppLcdFpsSwitch = IntegerAttribute(param, "value") == 1;
 }
 
-void XmlParser::PrintXmlData() {
-    const ConfigTables& tables = PolicyConfig::tables;
+void XmlParser::PrintXmlData(const ConfigTables& tables) {
     KVT_LOGI("fpscommon: xml: setting default value: %d", tables.defaultSettingId);
     for (const auto& [id, switches] : tables.settingSwitchMap) {
         KVT_LOGI("fpscommon: xml: setting id %d", id);

@@ -33,7 +33,7 @@ constexpr int64_t kConfirmIntervalNs = 16'000 * kNsPerUs;
 
 RateStats LcdFpsControl::stats;
 RateJournal LcdFpsControl::journal;
-bool LcdFpsControl::particalComposeEnabled = false;
+Atomic<bool> LcdFpsControl::particalComposeEnabled{false};
 RateObserver* LcdFpsControl::observer = nullptr;
 android::sp<android::DisplayFreqClient> LcdFpsControl::client;
 android::sp<DisplayEngineManager> LcdFpsControl::manager;

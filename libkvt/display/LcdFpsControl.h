@@ -9,6 +9,7 @@
 #include "display/Cause.h"
 #include "display/RateJournal.h"
 #include "display/RateStats.h"
+#include "sync/Atomic.h"
 #include "sync/Mutex.h"
 
 class DisplayEngineManager;
@@ -71,7 +72,7 @@ class LcdFpsControl {
 
     /** Whoever follows the changes tells the compositor its partial-composition threshold. From the
      * configuration. */
-    static bool particalComposeEnabled;
+    static Atomic<bool> particalComposeEnabled;
 
   private:
     static void WriteVipCpus(const char* cpus);

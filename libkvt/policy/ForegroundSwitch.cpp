@@ -80,6 +80,15 @@ const std::string* FpsCommon::ChooseForeground(const std::string& focus,
     return &focus;
 }
 
+bool FpsCommon::ChooseAgain() {
+    const std::string* chosen = ChooseForeground(focusApp, visibleAppSet, Foreground());
+    if (chosen == nullptr || *chosen == Foreground()) {
+        return false;
+    }
+    DoWithPackageUpdateInEvent(*chosen);
+    return true;
+}
+
 bool FpsCommon::CodesDiffer(const std::string& focus,
                             const std::unordered_set<std::string>& visible) {
     const int32_t reference = AppCodeOf(focus);

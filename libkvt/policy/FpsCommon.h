@@ -19,6 +19,10 @@
 #include "state/PolicyState.h"
 #include "sync/Mutex.h"
 
+namespace tinyxml2 {
+class XMLElement;
+}
+
 namespace KVT {
 
 class Dumper;
@@ -40,8 +44,8 @@ class Dumper;
  * The types that an event needs are asked for without that lock, for a second at most. Those that
  * come later lead to a decision of their own.
  *
- * One source file a topic: Startup, UserInputs, ForegroundSwitch, SceneEvents, DecisionRun,
- * TypesOfEvent, PackageCodes, PolicyDump, Why. What others read, and what only speaks to a peer, is inherited.
+ * One source file a topic: Startup, ConfigChange, UserInputs, ForegroundSwitch, SceneEvents,
+ * DecisionRun, TypesOfEvent, PackageCodes, PolicyDump, Why. What others read, and what only speaks to a peer, is inherited.
  */
 class FpsCommon : public PolicyState,
                   public PolicyConfig,
@@ -54,6 +58,16 @@ class FpsCommon : public PolicyState,
 
     /** Starts everything. Called once, before the service is published. */
     static void Init();
+
+    /**
+     * Another configuration takes the place of the one in force, and is decided by: codes are
+     * settled anew, and what the file says to others is handed on. The user's setting stays. An
+     * event like those below; nothing happens while the policy is off.
+     *
+     * @param params the file's parameter group (XmlParser::FindGroup). A structure that is broken
+     *               ends the process, as it does at start-up: to be checked before.
+     */
+    static void OnConfigChanged(const tinyxml2::XMLElement* params) EXCLUDES(decisionMutex);
 
     // --- Framework events ------------------------------------------------------------------------
 
@@ -134,9 +148,7 @@ class FpsCommon : public PolicyState,
 
     static void NotifyIsDynamicFreq();
     /** @param fps new panel rate in Hz. (The name is the interface's.) */
-    static void NotifyParticalComposeThresholdToSF(int32_t fps) {
-        CompositorNotices::NotifyParticalComposeThresholdToSF(fps, tables.partialComposeThreshold);
-    }
+    static void NotifyParticalComposeThresholdToSF(int32_t fps) EXCLUDES(codeCacheMutex);
 
     // --- For dumps and the simulator -------------------------------------------------------------
 
@@ -155,7 +167,10 @@ class FpsCommon : public PolicyState,
     static std::unordered_set<std::string> visibleAppSet GUARDED_BY(decisionMutex);
     static std::string fingerprintPkgName GUARDED_BY(decisionMutex);
 
-    /** Codes by setting and package; a package keeps its code while it is remembered. */
+    /**
+     * Codes by setting and package; a package keeps its code while it is remembered, until the
+     * configuration changes. Their mutex keeps the tables as they are, too. A leaf.
+     */
     using CodeCache = std::unordered_map<int32_t, RememberedPackages<int32_t>>;
     static Mutex codeCacheMutex ACQUIRED_AFTER(decisionMutex);
     static CodeCache appCodeCache GUARDED_BY(codeCacheMutex);
@@ -203,6 +218,8 @@ class FpsCommon : public PolicyState,
     static void DoWithPackageUpdateInEvent(const std::string& pkg) REQUIRES(decisionMutex);
     static void ForeAppSwitchToGameInEvent() REQUIRES(decisionMutex);
     static void FollowGame() REQUIRES(decisionMutex);
+    /** Looks at the packages last reported once more. @return whether another one is in front */
+    static bool ChooseAgain() REQUIRES(decisionMutex);
     static bool CodesDiffer(const std::string& focus,
                             const std::unordered_set<std::string>& visible) REQUIRES(decisionMutex);
 
@@ -223,7 +240,12 @@ class FpsCommon : public PolicyState,
     static void SetGameConstHighStrategy();
     static void ResetGameStrategy();
 
+    static void SetSceneFlag(Atomic<bool>& scene, int32_t value) REQUIRES(decisionMutex);
+
     static void DumpForeground(Dumper* dumper);
+    /** The code of a package now, which stays as settled as it is. */
+    static int32_t LookUpCode(int32_t setting, const std::string& pkg, int32_t type)
+        REQUIRES(codeCacheMutex);
 
     /** Nothing as long as there is no answer: then one that comes decides anew. */
     static std::optional<int32_t> AnsweredType(const std::string& pkg) REQUIRES(decisionMutex);

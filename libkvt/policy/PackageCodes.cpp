@@ -50,9 +50,12 @@ int32_t FpsCommon::AppCodeOf(const std::string& pkg) {
 }
 
 int32_t FpsCommon::PeekCode(const std::string& pkg, int32_t type) {
-    const int32_t setting = lcdSetting;
-    const bool isGame = type == kTypeGame;
     MutexLock lock(codeCacheMutex);
+    return LookUpCode(lcdSetting, pkg, type);
+}
+
+int32_t FpsCommon::LookUpCode(int32_t setting, const std::string& pkg, int32_t type) {
+    const bool isGame = type == kTypeGame;
     if (const auto cached = FindCode(isGame ? gameCodeCache : appCodeCache, setting, pkg);
         cached.has_value()) {
         return *cached;

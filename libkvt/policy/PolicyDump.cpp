@@ -16,7 +16,10 @@ void FpsCommon::Dump(Dumper* dumper) {
     LcdFpsControl::Dump(dumper);
     TypeAsker::GetInstance()->Dump(dumper);
     DumpScenes(dumper);
-    dumper->value("gpu_composition_count_limit", tables.gpuCompositionCountLimit);
+    {
+        MutexLock lock(codeCacheMutex);
+        dumper->value("gpu_composition_count_limit", tables.gpuCompositionCountLimit);
+    }
     decisions.dump(dumper);
     LcdFpsControl::stats.dump(dumper);
 }

@@ -23,6 +23,10 @@ void FpsCommon::OnSceneFlag(Atomic<bool>& scene, int32_t value) {
         return;
     }
     Event event;
+    SetSceneFlag(scene, value);
+}
+
+void FpsCommon::SetSceneFlag(Atomic<bool>& scene, int32_t value) {
     if (value == 0 || value == 1) {
         scene = value == 1;
     }
@@ -47,8 +51,12 @@ void FpsCommon::OnVirtualDisplayEventReceived(int32_t created) {
 }
 
 void FpsCommon::SetLcdLowDownByTpPointer(int32_t on) {
+    if (switchAll != 0) {
+        return;
+    }
+    Event event;
     if (tables.tpPointerSwitch) {
-        OnSceneFlag(underTpPointerControl, on);
+        SetSceneFlag(underTpPointerControl, on);
     }
 }
 
@@ -76,11 +84,11 @@ void FpsCommon::OnFullVideoStatusReceived(int32_t on) {
 }
 
 void FpsCommon::OnGpuCompositionEventReceived(int32_t status) {
-    if (switchAll != 0 || !tables.gpuCompositionSwitch) {
+    if (switchAll != 0) {
         return;
     }
     Event event;
-    if (gameScene ||
+    if (!tables.gpuCompositionSwitch || gameScene ||
         std::string_view(Foreground()).substr(0, kGpuBenchmark.size()) == kGpuBenchmark ||
         status == gpuCompositionStatus) {
         return;

@@ -72,4 +72,13 @@ void FpsCommon::NotifyIsDynamicFreq() {
     CompositorNotices::NotifyIsDynamicFreq(LcdFpsControl::GetNewSchemeSupported());
 }
 
+void FpsCommon::NotifyParticalComposeThresholdToSF(int32_t fps) {
+    int32_t threshold = 0;
+    {
+        MutexLock lock(codeCacheMutex);
+        threshold = tables.partialComposeThreshold;
+    }
+    CompositorNotices::NotifyParticalComposeThresholdToSF(fps, threshold);
+}
+
 }  // namespace KVT

@@ -110,14 +110,12 @@ void FpsCommon::OnTypesLearned(const std::vector<std::string>& pkgs) {
     const auto isShown = [&](const std::string& pkg) REQUIRES(decisionMutex) {
         return pkg == focusApp || visibleAppSet.count(pkg) != 0;
     };
-    const std::string* chosen = nullptr;
     if (isChosenFromShown && std::any_of(pkgs.begin(), pkgs.end(), isShown)) {
-        chosen = ChooseForeground(focusApp, visibleAppSet, Foreground());
+        if (ChooseAgain()) {
+            return;
+        }
     } else if (!isInFront) {
         return;
-    }
-    if (chosen != nullptr && *chosen != Foreground()) {
-        return DoWithPackageUpdateInEvent(*chosen);
     }
     if (isInFront && gameScene != IsGame(Foreground())) {
         FollowGame();

@@ -87,9 +87,10 @@ void FpsCommon::DumpWhy(Dumper* dumper) {
     const int32_t type = CachedType(pkg);
     const bool game = type == kTypeGame;
     const int32_t setting = lcdSetting;
+    MutexLock lock(codeCacheMutex);  // the choice points into the tables
     const CodeChoice choice =
         game ? ChooseGameCode(tables, setting, pkg) : ChooseAppCode(tables, setting, pkg, type);
-    const int32_t code = PeekCode(pkg, type);
+    const int32_t code = LookUpCode(setting, pkg, type);
     const Decision byPackage = game ? DecideGame(code) : DecideApp(code);
     const PolicySnapshot scenes = TakeSnapshot();
     const std::optional<Decision> scene = DecideByScene(scenes);

@@ -6,10 +6,12 @@
 #include <algorithm>
 
 #include "common/Paths.h"
+#include "config/XmlParser.h"
 #include "detect/GameFpsDetect.h"
 #include "host/EventQueue.h"
 #include "host/FrameworkClient.h"
 #include "host/KVTServiceImpl.h"
+#include "host/TextDumper.h"
 #include "policy/Consequences.h"
 #include "policy/FpsCommon.h"
 #include "sim/Invariants.h"
@@ -55,18 +57,41 @@ PhoneUnderTest& TheUnit() {
  * Hz, app.high 90 Hz, app.touch* the touch strategy, any game the dynamic strategy, game.const the
  * constant-high one, game.plain 60 Hz.
  */
+constexpr const char* kConfiguration = R"(<Params name="dynamic_fps_config">
+    <Param name="setting_switch"><setting id="0">
+        <switch name="app_default" value="2"/><switch name="game_default" value="9"/>
+        <switch name="app_perceptible_switch" value="3"/>
+        <switch name="app_imperceptible_switch" value="9"/>
+        <switch name="game_perceptible_switch" value="3"/>
+        <switch name="game_imperceptible_switch" value="2"/>
+    </setting></Param>
+    <Param name="application_list">
+        <list name="app_pkg_perceptible_list"><pkg>app.high</pkg></list>
+        <list name="app_pkg_imperceptible_list"><pkg>app.touch</pkg></list>
+        <list name="game_pkg_perceptible_list"><pkg>game.const</pkg></list>
+        <list name="game_pkg_imperceptible_list"><pkg>game.plain</pkg></list>
+    </Param></Params>)";
+
+/** One by which nearly every package gets another rate. */
+constexpr const char* kOtherConfiguration = R"(<Params name="dynamic_fps_config">
+    <Param name="setting_switch"><setting id="0">
+        <switch name="app_default" value="3"/><switch name="game_default" value="3"/>
+    </setting></Param>
+    <Param name="TP_pointer_position_switch" value="0"/>
+    <Param name="force_multi_app_lcd_fps" value="1"/></Params>)";
+
+/** A configuration file, read. */
+class Configuration {
+  public:
+    explicit Configuration(const char* text) { mDocument.Parse(text); }
+    const tinyxml2::XMLElement* params() const { return mDocument.RootElement(); }
+
+  private:
+    tinyxml2::XMLDocument mDocument{true, tinyxml2::PRESERVE_WHITESPACE};
+};
+
 void ConfigurePackages() {
-    ConfigTables& tables = FpsCommon::tables;
-    tables.settingSwitchMap[0] = {{"app_default", 2},
-                                  {"game_default", 9},
-                                  {"app_perceptible_switch", 3},
-                                  {"app_imperceptible_switch", 9},
-                                  {"game_perceptible_switch", 3},
-                                  {"game_imperceptible_switch", 2}};
-    tables.appPkgFilterMap["app_pkg_perceptible_list"].insert("app.high");
-    tables.appPkgFilterMap["app_pkg_imperceptible_list"].insert("app.touch");
-    tables.gameFilterMap["game_pkg_perceptible_list"].insert("game.const");
-    tables.gameFilterMap["game_pkg_imperceptible_list"].insert("game.plain");
+    XmlParser::ParseHelper(Configuration(kConfiguration).params());
     for (const char* game :
          {"game.dynamic", "game.other", "game.const", "game.plain", kReportingGame}) {
         TheUnit().fakes.classifier->setType(game, kTypeGame);
@@ -126,6 +151,17 @@ void PlayFramework(Dice dice) {
     }
 }
 
+/** The configuration is replaced now and then, and is in the end what it was. */
+void PlayConfiguration(Dice dice) {
+    const Configuration configurations[] = {Configuration(kOtherConfiguration),
+                                            Configuration(kConfiguration)};
+    for (int change = 0; change < 4; ++change) {
+        Pause(dice);
+        MutexLock lock(TheUnit().touchIsUnderWay);
+        FpsCommon::OnConfigChanged(configurations[change % 2].params());
+    }
+}
+
 /** Takes back whatever else an event has said: the packages alone decide. */
 void LetPackagesDecide() {
     for (const auto& [event, value] :
@@ -135,7 +171,7 @@ void LetPackagesDecide() {
     }
 }
 
-/** The display service is asked to restore the rate now and then, and sometimes has to. */
+/** The display service is asked to restore the rate now and then, and sometimes has to; and somebody looks. */
 void PlayRecovery(Dice dice, bool panelChanges) {
     for (int recovery = 0; recovery < 6; ++recovery) {
         Pause(dice);
@@ -143,6 +179,9 @@ void PlayRecovery(Dice dice, bool panelChanges) {
             TheUnit().fakes.panel->changeByItself(dice.onceIn(2) ? "60" : "90");
         }
         FpsCommon::RecoverLcd();
+        TextDumper dumper;
+        FpsCommon::DumpWhy(&dumper);
+        FpsCommon::Dump(&dumper);
     }
 }
 
@@ -380,6 +419,9 @@ const char* RunSchedule(uint64_t seed) {
         // A strategy that looks at the panel while it is wrong has nothing to do, and no reason to
         // look again: only a new game is sure to be answered then.
         actors.start("recovery", [sameGame](Dice dice) { PlayRecovery(dice, !sameGame); });
+        if (seed / 4 % 2 == 0) {
+            actors.start("configuration", PlayConfiguration);
+        }
         if (classifierIsSlow) {
             actors.start("classifier", PlayClassifier);
         }

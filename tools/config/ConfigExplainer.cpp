@@ -82,7 +82,7 @@ void ConfigExplainer::parse() {
         const char* name = RequiredName(param);
         for (const XmlParser::Section& section : XmlParser::kSections) {
             if (strcmp(name, section.name) == 0) {
-                section.parse(param);
+                section.parse(param, PolicyConfig::tables);
             }
         }
         if (strcmp(name, "SF_composition_config") == 0) {
