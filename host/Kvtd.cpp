@@ -6,9 +6,11 @@
 #include <binder/ProcessState.h>
 #include <pthread.h>
 #include <signal.h>
+#include <sys/stat.h>
 
 #include <cstdlib>
 #include <iostream>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -20,6 +22,7 @@
 #include "host/Gate.h"
 #include "host/KVTServiceImpl.h"
 #include "host/RateHistory.h"
+#include "host/SoleHost.h"
 #include "policy/FpsCommon.h"
 
 namespace KVT {
@@ -55,6 +58,26 @@ void EndOnSignal() {
     }).detach();
 }
 
+/** One for each binder device, by whatever path it is reached. */
+std::string NameOfHosts() {
+    struct stat device {};
+    stat(ProcessState::self()->getDriverName().string(), &device);
+    return "KVTService of device " + std::to_string(device.st_rdev);
+}
+
+/** Says who serves already, if anybody does. */
+bool IsSecond(const SoleHost& host, const sp<android::IServiceManager>& manager) {
+    if (host.other() != 0) {
+        std::cerr << "kvtd: process " << host.other() << " runs KVTService already\n";
+        return true;
+    }
+    if (IsServed(manager)) {
+        std::cerr << "kvtd: another process runs KVTService already\n";
+        return true;
+    }
+    return false;
+}
+
 int Serve(const Options& options) {
     __android_log_set_logger(options.systemLog ? __android_log_logd_logger
                                                : __android_log_stderr_logger);
@@ -67,6 +90,10 @@ int Serve(const Options& options) {
     }
     const sp<android::IServiceManager> manager = AwaitServiceManager("kvtd");
     if (manager == nullptr) {
+        return kFailed;
+    }
+    const SoleHost host(NameOfHosts());
+    if (IsSecond(host, manager)) {
         return kFailed;
     }
     SetPaths(options.paths);

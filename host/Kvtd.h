@@ -8,7 +8,7 @@ namespace KVT {
  * which ends the process with status 0.
  *
  * @return exit status when it does not come to that: 1 without a binder driver or service manager,
- * 2 for a command line that makes no sense
+ * or when there is a host already; 2 for a command line that makes no sense
  */
 int RunKvtd(int argc, const char* const* argv);
 

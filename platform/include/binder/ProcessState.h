@@ -2,6 +2,7 @@
 #pragma once
 
 #include <binder/Binder.h>
+#include <utils/String8.h>
 
 #include <atomic>
 #include <cstddef>
@@ -47,6 +48,8 @@ class ProcessState : public virtual RefBase {
 
     /** Whether the device is open and speaks this protocol. */
     bool hasDriver() const { return mDriverFd.load() >= 0; }
+    /** The path of the device. */
+    String8 getDriverName() { return mDriverName; }
 
   protected:
     ProcessState();
@@ -56,7 +59,7 @@ class ProcessState : public virtual RefBase {
     friend class BpBinder;
     friend class IPCThreadState;
 
-    void openDriver(const char* device);
+    void openDriver();
     /** Wakes every thread out of the driver, for good. */
     void closeDriver();
     /** @return 0 or more, or a negative errno */
@@ -67,6 +70,7 @@ class ProcessState : public virtual RefBase {
     int startThread(bool isMain);
     void startMissingThreads();
 
+    const String8 mDriverName;
     std::atomic<int> mDriverFd{-1};
     const uint8_t* mReceived = nullptr;
     sp<BBinder> mContextObject;

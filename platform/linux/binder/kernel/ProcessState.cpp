@@ -29,6 +29,11 @@ size_t ReceiveBufferSize() {
 
 constexpr uint32_t kDefaultMaxThreads = 15;
 
+String8 Device() {
+    const char* device = getenv(kDeviceVariable);
+    return String8(device != nullptr && *device != '\0' ? device : kDefaultDevice);
+}
+
 void LogUnusable(const char* device, const char* reason) {
     ALOGE(
         "no binder: %s: %s. Load the kernel's module (modprobe binder_linux devices=binder), or "
@@ -48,14 +53,14 @@ sp<ProcessState> ProcessState::self() {
     return state;
 }
 
-ProcessState::ProcessState() {
-    const char* device = getenv(kDeviceVariable);
-    openDriver(device != nullptr && *device != '\0' ? device : kDefaultDevice);
+ProcessState::ProcessState() : mDriverName(Device()) {
+    openDriver();
 }
 
 ProcessState::~ProcessState() = default;
 
-void ProcessState::openDriver(const char* device) {
+void ProcessState::openDriver() {
+    const char* const device = mDriverName.string();
     const int fd = driver::Open(device);
     if (fd < 0) {
         LogUnusable(device, strerror(-fd));
