@@ -14,6 +14,7 @@
 #include "host/Limits.h"
 #include "host/RateHistory.h"
 #include "host/ReaderWrite.h"
+#include "host/ServiceInfo.h"
 #include "host/TextDumper.h"
 #include "policy/FpsCommon.h"
 #include "service/RegistrationResult.h"
@@ -39,11 +40,12 @@ StateOwners::RunEvent InOrderWith(EventQueue* events) {
 
 }  // namespace
 
-KVTServiceImpl::KVTServiceImpl(const CallerUids& uids, EventQueue* events)
+KVTServiceImpl::KVTServiceImpl(const CallerUids& uids, EventQueue* events, ServiceInfo* info)
     : KVTService(events),
       mGate(uids),
       mOwners(mGate.refusals(), InOrderWith(events)),
-      mEvents(events) {}
+      mEvents(events),
+      mInfo(info) {}
 
 int32_t KVTServiceImpl::RegisterListener(const sp<IKVTListener>& listener) {
     if (listener == nullptr) {
@@ -90,6 +92,9 @@ android::status_t KVTServiceImpl::dump(int fd, const android::Vector<android::St
         if (wanted == "history") {
             DumpHistory(&dumper, after);
             return dumper.text();
+        }
+        if (mInfo != nullptr) {
+            mInfo->dump(&dumper);
         }
         FpsCommon::DumpWhy(&dumper);
         FpsCommon::Dump(&dumper);

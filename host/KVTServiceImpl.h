@@ -12,6 +12,7 @@
 namespace KVT {
 
 class EventQueue;
+class ServiceInfo;
 
 /** The service that is published: hands each event to its subsystem and keeps the listeners. */
 class KVTServiceImpl : public KVTService {
@@ -19,8 +20,10 @@ class KVTServiceImpl : public KVTService {
     /**
      * @param uids   who the phone's processes run as
      * @param events acts on events, which happens in place without one; outlives the service
+     * @param info   the beginning of the dump, if there is one; outlives the service
      */
-    explicit KVTServiceImpl(const CallerUids& uids = {}, EventQueue* events = nullptr);
+    explicit KVTServiceImpl(const CallerUids& uids = {}, EventQueue* events = nullptr,
+                            ServiceInfo* info = nullptr);
 
     int32_t RegisterListener(const android::sp<IKVTListener>& listener) override;
     int32_t UnRegisterListener(const android::sp<IKVTListener>& listener) override;
@@ -52,6 +55,7 @@ class KVTServiceImpl : public KVTService {
     Gate mGate;
     StateOwners mOwners;
     EventQueue* const mEvents;
+    ServiceInfo* const mInfo;
     FrameGate mFrameGate;
     const android::sp<Listeners> mListeners = new Listeners;
 };

@@ -9,19 +9,24 @@
 #include <sys/stat.h>
 
 #include <cstdlib>
+#include <functional>
+#include <initializer_list>
 #include <iostream>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "common/Paths.h"
 #include "detect/GameFpsDetect.h"
 #include "host/AwaitServiceManager.h"
 #include "host/CommandLine.h"
+#include "host/ConfigKeeper.h"
 #include "host/EventQueue.h"
 #include "host/Gate.h"
 #include "host/KVTServiceImpl.h"
 #include "host/RateHistory.h"
+#include "host/ServiceInfo.h"
 #include "host/SoleHost.h"
 #include "policy/FpsCommon.h"
 
@@ -41,21 +46,40 @@ struct Options {
     bool verbose = false;
 };
 
-/** Ends the process at SIGTERM or SIGINT, even while the start waits for a service. */
-void EndOnSignal() {
-    sigset_t endings;
-    sigemptyset(&endings);
-    sigaddset(&endings, SIGTERM);
-    sigaddset(&endings, SIGINT);
-    // Blocked in every thread, so that this one gets them.
-    pthread_sigmask(SIG_BLOCK, &endings, nullptr);
-    std::thread([endings] {
-        int signal = 0;
-        sigwait(&endings, &signal);
-        // All at once: a thread in the middle of a decision must not lose the driver, which it
-        // would take for the display service's death, nor the policy's state before the process.
-        std::quick_exit(0);
+/** Never destroyed: threads use it until the process ends. */
+struct Parts {
+    ServiceInfo info;
+    EventQueue events;
+    ConfigKeeper config{events, info};
+};
+
+sigset_t SetOf(std::initializer_list<int> signals) {
+    sigset_t set;
+    sigemptyset(&set);
+    for (const int signal : signals) {
+        sigaddset(&set, signal);
+    }
+    return set;
+}
+
+/** Has these signals, which every thread blocks, served by a thread of their own. */
+void OnSignals(std::initializer_list<int> signals, std::function<void()> act) {
+    std::thread([served = SetOf(signals), act = std::move(act)] {
+        for (int signal = 0; sigwait(&served, &signal) == 0;) {
+            act();
+        }
     }).detach();
+}
+
+/** From now on, even while the start waits for a service. */
+void ServeSignals(ConfigKeeper& config) {
+    const sigset_t served = SetOf({SIGTERM, SIGINT, SIGHUP});
+    pthread_sigmask(SIG_BLOCK, &served, nullptr);
+    // All at once: a thread in the middle of a decision must not lose the driver, which it would
+    // take for the display service's death, nor the policy's state before the process.
+    OnSignals({SIGTERM, SIGINT}, [] { std::quick_exit(0); });
+    // Apart from those, since a file may take its time to be read.
+    OnSignals({SIGHUP}, [&config] { config.reload(); });
 }
 
 /** One for each binder device, by whatever path it is reached. */
@@ -84,7 +108,9 @@ int Serve(const Options& options) {
     __android_log_set_minimum_priority(options.verbose ? ANDROID_LOG_DEBUG : ANDROID_LOG_INFO);
 
     signal(SIGPIPE, SIG_IGN);  // whoever reads what is logged may go before
-    EndOnSignal();
+    SetPaths(options.paths);
+    static Parts& parts = *new Parts;
+    ServeSignals(parts.config);
     if (!ProcessState::self()->hasDriver()) {
         return kFailed;  // which has been said already
     }
@@ -96,18 +122,17 @@ int Serve(const Options& options) {
     if (IsSecond(host, manager)) {
         return kFailed;
     }
-    SetPaths(options.paths);
     RateLog::Start();
     FpsCommon::Init();
-    EventQueue events;
-    if (events.start() != android::OK) {
+    parts.config.onStarted();
+    if (parts.events.start() != android::OK) {
         std::cerr << "kvtd: no thread for events\n";
         return kFailed;
     }
     // Else apps in the background would have all threads wait for the processor at their priority,
     // and the framework's events behind them.
     android::IPCThreadState::disableBackgroundScheduling(true);
-    const sp<KVTServiceImpl> service = new KVTServiceImpl(options.uids, &events);
+    const sp<KVTServiceImpl> service = new KVTServiceImpl(options.uids, &parts.events, &parts.info);
     GameFpsDetect::GetInstance()->AttachService(service);
     if (manager->addService(IKVTService::descriptor, service) != android::OK) {
         std::cerr << "kvtd: the service manager refuses the service\n";
@@ -125,8 +150,9 @@ int RunKvtd(int argc, const char* const* argv) {
     Options options;
     CommandLine app{"Decides at which refresh rate the panel runs, and publishes KVTService.",
                     "kvtd"};
-    app.add_option("--config", options.paths.configFile, "configuration file")
-        ->capture_default_str();
+    const CLI::Option* const config =
+        app.add_option("--config", options.paths.configFile, "configuration file")
+            ->capture_default_str();
     app.add_option("--cpuset", options.paths.vipCpus, "file with the CPUs of the vip set")
         ->capture_default_str();
     const auto addUids = [&app](const char* name, std::vector<uid_t>* uids, const char* meaning) {
@@ -142,6 +168,13 @@ int RunKvtd(int argc, const char* const* argv) {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
         return app.exit(e) == 0 ? 0 : kUsage;
+    }
+    if (config->count() > 0) {
+        if (const std::string fault = ConfigKeeper::ReadingFault(options.paths.configFile);
+            !fault.empty()) {
+            std::cerr << "kvtd: " << fault << "\n";
+            return kUsage;
+        }
     }
     return Serve(options);
 }

@@ -67,4 +67,10 @@ for program in host/kvtd platform/kvt-servicemanager sim/kvt-phone sim/kvt-sim t
     expect "$program --version" "$("$build/$program" --version)" "${program##*/} $version"
 done
 
+# A configuration that was asked for has to be there.
+for missing in "/nonexistent: No such file or directory" "/: not a plain file"; do
+    run "$build/host/kvtd" --config "${missing%%:*}"
+    expect "kvtd --config ${missing%%:*}" "$status, $errors" "2, kvtd: $missing"
+done
+
 exit $((failures > 0))

@@ -71,7 +71,10 @@ bool ReadAll(FILE* file, std::string* text) {
 
 bool ConfigDocument::load(const std::string& path) {
     mName = path == "-" ? "<stdin>" : path;
-    if (!read(path)) {
+    mReadingError = read(path);
+    if (mReadingError != 0) {
+        mError =
+            mName + ": " + (mReadingError == EINVAL ? "not a plain file" : strerror(mReadingError));
         return false;
     }
     if (mDocument.Parse(mText.data(), mText.size()) != tinyxml2::XML_SUCCESS) {
@@ -84,28 +87,23 @@ bool ConfigDocument::load(const std::string& path) {
     return true;
 }
 
-bool ConfigDocument::read(const std::string& path) {
+/** @return 0 or an errno */
+int ConfigDocument::read(const std::string& path) {
     std::unique_ptr<FILE, int (*)(FILE*)> file(nullptr, fclose);
     if (path != "-") {
         struct stat info {};
         const bool found = stat(path.c_str(), &info) == 0;
         if (found && !S_ISREG(info.st_mode)) {
-            mError = mName + ": not a plain file";
-            return false;
+            return EINVAL;
         }
         if (found) {
             file.reset(fopen(path.c_str(), "rbe"));
         }
         if (file == nullptr) {
-            mError = mName + ": " + strerror(errno);
-            return false;
+            return errno;
         }
     }
-    if (!ReadAll(file != nullptr ? file.get() : stdin, &mText)) {
-        mError = mName + ": " + strerror(errno);
-        return false;
-    }
-    return true;
+    return ReadAll(file != nullptr ? file.get() : stdin, &mText) ? 0 : errno;
 }
 
 void ConfigDocument::locate() {

@@ -32,6 +32,8 @@ class ConfigDocument {
     const std::string& name() const { return mName; }
     /** "<name>: <reason>", with the line where there is one. */
     const std::string& error() const { return mError; }
+    /** An errno when the file can not be read at all, EINVAL for a folder or a pipe; or 0. */
+    int readingError() const { return mReadingError; }
 
     const tinyxml2::XMLDocument& xml() const { return mDocument; }
 
@@ -48,13 +50,14 @@ class ConfigDocument {
     bool hasZeroByte() const { return mText.find('\0') != std::string::npos; }
 
   private:
-    bool read(const std::string& path);
+    int read(const std::string& path);
     void locate();
 
     tinyxml2::XMLDocument mDocument;
     std::string mName;
     std::string mText;
     std::string mError;
+    int mReadingError = 0;
     std::vector<MarkupPart> mMarkup;  // of mText
     std::unordered_map<const tinyxml2::XMLNode*, size_t> mOffsets;
     std::vector<size_t> mLineStarts;

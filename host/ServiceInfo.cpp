@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/ServiceInfo.h"
+
+#include <unistd.h>
+
+#include "common/Dumper.h"
+#include "common/Paths.h"
+
+namespace KVT {
+
+void ServiceInfo::setConfigState(const std::string& state) {
+    MutexLock lock(mMutex);
+    mConfigState = state;
+    mConfigRefused.clear();
+}
+
+void ServiceInfo::setConfigRefused(const std::string& refusal) {
+    MutexLock lock(mMutex);
+    mConfigRefused = refusal;
+}
+
+std::string ServiceInfo::configState() {
+    MutexLock lock(mMutex);
+    return mConfigRefused.empty() ? mConfigState : mConfigRefused + " (" + mConfigState + ")";
+}
+
+void ServiceInfo::dump(Dumper* dumper) {
+    dumper->section("service");
+    dumper->value("version", KVT_VERSION);
+    dumper->value("pid", int64_t{getpid()});
+    dumper->seconds("uptime", MonotonicNow() - mStart);
+    dumper->value("config_file", GetPaths().configFile);
+    dumper->value("config_state", configState());
+}
+
+}  // namespace KVT
