@@ -26,8 +26,9 @@ class RateLog : public RateListener {
 };
 
 /**
- * The section "history": "now" on the clock of the entries' times, then those numbered above `after`,
- * oldest first, as long as the dump has room. Fields by name, the package last.
+ * The section "history": "now" on the clock of the entries' times, "last", the number of the newest
+ * one, then those numbered above `after`, oldest first, as long as the dump has room. Fields by name,
+ * the package last.
  */
 void DumpHistory(Dumper* dumper, uint64_t after);
 

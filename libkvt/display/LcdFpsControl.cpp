@@ -181,6 +181,13 @@ void LcdFpsControl::Dump(Dumper* dumper) {
     dumper->value("new_scheme", GetNewSchemeSupported());
     dumper->value("switches", totals.switches);
     dumper->value("failed_changes", totals.failures);
+    std::string rates;
+    if (client != nullptr) {
+        for (const std::string& rate : client->GetAllFreq()) {
+            rates += (rates.empty() ? "" : " ") + rate;
+        }
+    }
+    dumper->value("rates", rates);
 }
 
 }  // namespace KVT
