@@ -12,6 +12,7 @@
 #include <functional>
 #include <initializer_list>
 #include <iostream>
+#include <optional>
 #include <string>
 #include <thread>
 #include <utility>
@@ -37,7 +38,6 @@ using android::ProcessState;
 using android::sp;
 
 constexpr int kFailed = 1;
-constexpr int kUsage = 2;
 
 struct Options {
     Paths paths;
@@ -164,10 +164,9 @@ int RunKvtd(int argc, const char* const* argv) {
     app.add_flag("--system-log", options.systemLog,
                  "log to the phone's log, not to standard error");
     app.add_flag("--verbose", options.verbose, "log debug lines, too");
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& e) {
-        return app.exit(e) == 0 ? 0 : kUsage;
+    if (const std::optional<int> ended = app.read(argc, argv, std::cout, std::cerr);
+        ended.has_value()) {
+        return *ended;
     }
     if (config->count() > 0) {
         if (const std::string fault = ConfigKeeper::ReadingFault(options.paths.configFile);

@@ -8,6 +8,7 @@
 #include <sstream>
 #include <vector>
 
+#include "host/DidYouMean.h"
 #include "linux/vendor/Protocol.h"
 #include "policy/FpsCommon.h"
 #include "sim/FrameSource.h"
@@ -274,6 +275,14 @@ const EventType* FindEventType(const std::string& name) {
         }
     }
     return nullptr;
+}
+
+std::string MeantEvent(const std::string& name) {
+    std::vector<std::string> names;
+    for (const EventType& type : EventTypes()) {
+        names.emplace_back(type.name);
+    }
+    return DidYouMean(name, names);
 }
 
 std::string DescribeEventTypes() {

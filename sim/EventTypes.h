@@ -24,6 +24,9 @@ struct EventType {
 /** @return null when there is no such event */
 const EventType* FindEventType(const std::string& name);
 
+/** For a name that is none: "; did you mean touch?", or "". */
+std::string MeantEvent(const std::string& name);
+
 /** All of them, as a table for people. */
 std::string DescribeEventTypes();
 

@@ -119,7 +119,8 @@ ScenarioEvent ReadEvent(const Json::Value& object) {
     const std::string name = arguments.text("event");
     const EventType* type = FindEventType(name);
     if (type == nullptr) {
-        throw ScenarioError("there is no event '" + name + "'; kvt-sim events lists them");
+        throw ScenarioError("there is no event '" + name + "'" + MeantEvent(name) +
+                            " (kvt-sim events lists them)");
     }
     Arguments own(object, name);
     own.text("event");

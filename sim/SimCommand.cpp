@@ -58,10 +58,8 @@ int RunSim(int argc, const char* const* argv, std::ostream& out, std::ostream& e
     soak->add_option("--config", soaking.configFile, "configuration file");
     CLI::App* events = app.add_subcommand("events", "Lists the events that a scenario can have");
 
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& e) {
-        return app.exit(e, out, err) == 0 ? 0 : kUsage;
+    if (const std::optional<int> ended = app.read(argc, argv, out, err); ended.has_value()) {
+        return *ended;
     }
     if (events->parsed()) {
         out << DescribeEventTypes();

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <iostream>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -171,10 +172,9 @@ int RunStandInPhone(int argc, const char* const* argv) {
     app.add_flag("--no-services", noServices, "stand in for nothing, only send events")
         ->excludes(some);
     app.add_flag("--leave", options.leave, "end after the last event, not at a signal");
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& e) {
-        return app.exit(e) == 0 ? 0 : kUsage;
+    if (const std::optional<int> ended = app.read(argc, argv, std::cout, std::cerr);
+        ended.has_value()) {
+        return *ended;
     }
     if (noServices) {
         options.services.clear();

@@ -53,7 +53,8 @@ TEST_F(Sim, RefusesBrokenScenariosWithFileLineAndReason) {
         {R"({"event":"recover"})", ":1: recover: 'at_ms' is missing"},
         {R"({"at_ms":-1,"event":"recover"})",
          ":1: recover: 'at_ms' should be a whole number from 0 to 86400000"},
-        {R"({"at_ms":1,"event":"explode"})", ":1: there is no event 'explode'"},
+        {R"({"at_ms":1,"event":"explode"})", ":1: there is no event 'explode' (kvt-sim events"},
+        {R"({"at_ms":1,"event":"tuoch"})", ":1: there is no event 'tuoch'; did you mean touch?"},
         {R"({"at_ms":1,"event":"packages","focus":7})", ":1: packages: 'focus' should be a text"},
         {R"({"at_ms":1,"event":"packages","focus":"a","visible":[1]})",
          ":1: packages: 'visible' should be a list of texts"},
@@ -139,7 +140,7 @@ TEST_F(Sim, ShowsNamesOnOneLine) {
 
     EXPECT_EQ(play(R"({"at_ms":0,"event":)" + name + "}"), 2);
     EXPECT_THAT(err.str(),
-                EndsWith(":1: there is no event '" + shown + "'; kvt-sim events lists them\n"));
+                EndsWith(":1: there is no event '" + shown + "' (kvt-sim events lists them)\n"));
 }
 
 TEST(Events, AreThereForEveryTransactionThatNamesOne) {

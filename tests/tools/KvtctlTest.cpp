@@ -83,13 +83,15 @@ TEST_F(Kvtctl, NamesWhatIsWrongWithACommandLine) {
         const char* line;
     } cases[] = {
         {{}, "A subcommand is required"},
-        {{"packagse", "a"}, "not expected: packagse"},
+        {{"packagse", "a"}, "kvtctl: no such subcommand: packagse; did you mean packages? (kvtctl"},
+        {{"stat"}, "no such subcommand: stat; did you mean status?"},
+        {{"nonsense"}, "no such subcommand: nonsense (kvtctl --help"},
         {{"packages", ""}, "FOCUS: must not be empty"},
         {{"fingerprint", "", "1"}, "PACKAGE: must not be empty"},
         {{"setting", "3"}, "Value 3 not in range 0 to 2"},
         {{"watch", "--for", "10000000000"}, "--for: Value 10000000000 not in range 1 to 86400"},
         {{"config"}, "A subcommand is required"},
-        {{"config", "chekc"}, "not expected: chekc"},
+        {{"config", "chekc"}, "no such subcommand: chekc; did you mean check?"},
         {{"config", "check"}, "FILE is required"},
         {{"config", "check", "--rates", "60,x", file}, "no rate: x (as 60,90)"},
         {{"config", "explain", file}, "PACKAGE is required"},
@@ -100,7 +102,7 @@ TEST_F(Kvtctl, NamesWhatIsWrongWithACommandLine) {
     };
     for (const auto& c : cases) {
         EXPECT_EQ(run(c.args), ctl::kUsage) << c.line;
-        EXPECT_THAT(err, HasSubstr(c.line));
+        EXPECT_THAT(err, AllOf(StartsWith("kvtctl: "), HasSubstr(c.line)));
     }
 }
 

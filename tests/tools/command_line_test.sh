@@ -73,4 +73,14 @@ for missing in "/nonexistent: No such file or directory" "/: not a plain file"; 
     expect "kvtd --config ${missing%%:*}" "$status, $errors" "2, kvtd: $missing"
 done
 
+run "$build/tools/kvtctl" confgi
+expect "a misspelt subcommand" "$status, $errors" \
+    "2, kvtctl: no such subcommand: confgi; did you mean config? (kvtctl --help tells more)"
+run "$build/sim/kvt-sim" events --al
+expect "an unknown option" "$status, $errors" "2, kvt-sim: no such option: --al (kvt-sim --help tells more)"
+for program in host/kvtd sim/kvt-phone; do
+    run "$build/$program" --verbsoe
+    expect "$program" "$status, ${errors%%:*}" "2, ${program##*/}"
+done
+
 exit $((failures > 0))

@@ -20,16 +20,8 @@ int Run(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
     AddObserverCommands(app, context);
     AddEventCommands(app, context);
     AddConfigCommands(app, context);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::RequiredError& e) {
-        // Of a misspelt subcommand it is no help to hear that one is required.
-        const std::vector<std::string> unknown = app.remaining(true);
-        unknown.empty() ? app.exit(e, out, err)
-                        : app.exit(CLI::ExtrasError({unknown.front()}), out, err);
-        return kUsage;
-    } catch (const CLI::ParseError& e) {
-        return app.exit(e, out, err) == 0 ? kDone : kUsage;
+    if (const std::optional<int> ended = app.read(argc, argv, out, err); ended.has_value()) {
+        return *ended;
     }
     return context.status;
 }
