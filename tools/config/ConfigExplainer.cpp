@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/config/ConfigExplainer.h"
 
+#include <algorithm>
 #include <cstring>
+#include <iterator>
+#include <optional>
 #include <string_view>
 
 #include "common/CleanText.h"
@@ -54,12 +57,46 @@ const XMLElement* FindEntry(const XMLElement* section, const char* listName, con
     return nullptr;
 }
 
+const XMLElement* GroupOf(const ConfigDocument& document) {
+    const XMLElement* config = document.xml().FirstChildElement("Config");
+    return config == nullptr ? nullptr : XmlParser::FindGroup(config);
+}
+
+bool NamesTypes(const std::string& list) {
+    return std::any_of(std::begin(kAppTypes), std::end(kAppTypes),
+                       [&](const ListRule& rule) { return rule.listName == list; });
+}
+
 }  // namespace
 
-ConfigExplainer::ConfigExplainer(const ConfigDocument& document) {
-    if (const XMLElement* config = document.xml().FirstChildElement("Config"); config != nullptr) {
-        mGroup = XmlParser::FindGroup(config);
+int LineOfEntry(const ConfigDocument& document, const std::string& list, const std::string& entry) {
+    const XMLElement* const group = GroupOf(document);
+    if (group == nullptr) {
+        return 0;
     }
+    const bool byType = NamesTypes(list);
+    const std::optional<int32_t> type = LeadingNumber(entry.c_str());
+    int line = 0;
+    ForEachChild(group, "Param", [&](const XMLElement* param) {
+        if (strcmp(RequiredName(param), "application_list") != 0) {
+            return;
+        }
+        const XMLElement* const found =
+            byType ? FindEntry(param, list.c_str(), "type",
+                               [&](const char* text) { return LeadingNumber(text) == type; })
+                   : FindEntry(param, list.c_str(), "pkg", [&](std::string_view text) {
+                         return text.substr(0, text.find('*')) == entry;
+                     });
+        // The first package entry was kept; types are those of the last section.
+        if (found != nullptr && (line == 0 || byType)) {
+            line = found->GetLineNum();
+        }
+    });
+    return line;
+}
+
+ConfigExplainer::ConfigExplainer(const ConfigDocument& document)
+    : mDocument(document), mGroup(GroupOf(document)) {
     XmlParser::SetOwner(nullptr);  // nobody is to act on what is read here
     // Once without the built-in values, to see what the file gives; then as the service does.
     PolicyConfig::tables = {};
@@ -136,32 +173,11 @@ std::string ConfigExplainer::reasonFor(const CodeChoice& choice, int32_t type,
     if (choice.listName == nullptr) {
         return reason;
     }
-    const std::string entry = choice.prefix != nullptr ? "entry '" + CleanText(*choice.prefix) + "'"
-                                                       : "type " + std::to_string(type);
-    return reason + "; " + entry + " of " + choice.listName + ", line " +
-           std::to_string(lineOfEntry(choice, type));
-}
-
-int ConfigExplainer::lineOfEntry(const CodeChoice& choice, int32_t type) const {
     const bool byPackage = choice.prefix != nullptr;
-    int line = 0;
-    ForEachChild(mGroup, "Param", [&](const XMLElement* param) {
-        if (strcmp(param->Attribute("name"), "application_list") != 0) {
-            return;
-        }
-        const XMLElement* entry =
-            byPackage ? FindEntry(param, choice.listName, "pkg",
-                                  [&](std::string_view text) {
-                                      return text.substr(0, text.find('*')) == *choice.prefix;
-                                  })
-                      : FindEntry(param, choice.listName, "type",
-                                  [type](const char* text) { return LeadingNumber(text) == type; });
-        // The first package entry was kept; types are those of the last section.
-        if (entry != nullptr && (line == 0 || !byPackage)) {
-            line = entry->GetLineNum();
-        }
-    });
-    return line;
+    const std::string entry = byPackage ? *choice.prefix : std::to_string(type);
+    return reason + "; " + (byPackage ? "entry '" + CleanText(entry) + "'" : "type " + entry) +
+           " of " + choice.listName + ", line " +
+           std::to_string(LineOfEntry(mDocument, choice.listName, entry));
 }
 
 }  // namespace KVT

@@ -24,6 +24,14 @@ struct Explanation {
 };
 
 /**
+ * The line of an entry in the lists of that name: of a package list its text up to a "*", of a type
+ * list its number. 0 when there is none.
+ *
+ * @param document one without a fatal finding
+ */
+int LineOfEntry(const ConfigDocument& document, const std::string& list, const std::string& entry);
+
+/**
  * Says which entry of a configuration file decides a package's refresh rate.
  *
  * Uses the library's own parser, tables (PolicyConfig::tables of this process) and choice. The
@@ -45,8 +53,8 @@ class ConfigExplainer {
     void parseCountLimit(const tinyxml2::XMLElement* composition);
     std::string reasonFor(const Decision& held) const;
     std::string reasonFor(const CodeChoice& choice, int32_t type, int32_t setting) const;
-    int lineOfEntry(const CodeChoice& choice, int32_t type) const;
 
+    const ConfigDocument& mDocument;
     const tinyxml2::XMLElement* mGroup = nullptr;
     /** Gives the limit of GPU compositions, where the file does. */
     const tinyxml2::XMLElement* mCountLimit = nullptr;
