@@ -12,11 +12,6 @@ namespace {
 
 constexpr int kFailed = 1;
 
-bool IsReaderGone() {
-    pollfd output{STDOUT_FILENO, 0, 0};
-    return poll(&output, 1, 0) == 1 && (output.revents & POLLERR) != 0;
-}
-
 }  // namespace
 
 int FinishStandardOutput(const char* program, int status) {
@@ -26,6 +21,11 @@ int FinishStandardOutput(const char* program, int status) {
     }
     std::cerr << program << ": standard output can not be written\n";
     return kFailed;
+}
+
+bool IsReaderGone() {
+    pollfd output{STDOUT_FILENO, 0, 0};
+    return poll(&output, 1, 0) == 1 && (output.revents & POLLERR) != 0;
 }
 
 }  // namespace KVT

@@ -11,4 +11,7 @@ namespace KVT {
  */
 int FinishStandardOutput(const char* program, int status);
 
+/** Whether nobody is left to read what goes to standard output. */
+bool IsReaderGone();
+
 }  // namespace KVT

@@ -1,15 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/kvtctl/Kvtctl.h"
+#include "tests/tools/KvtctlFixture.h"
 
 #include <gmock/gmock.h>
 
 #include <fstream>
 #include <iterator>
-#include <sstream>
 
 #include "tests/support/HostileName.h"
-#include "tests/support/Phone.h"
-#include "tests/support/Remote.h"
 
 namespace KVT {
 namespace {
@@ -20,41 +17,6 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
-
-class Kvtctl : public Phone {
-  public:
-    /** Runs the command and leaves what it wrote in `out` and `err`. */
-    int run(const std::vector<std::string>& args, const ctl::Process& process = {}) {
-        std::vector<const char*> argv = {"kvtctl"};
-        for (const std::string& arg : args) {
-            argv.push_back(arg.c_str());
-        }
-        std::ostringstream outStream;
-        std::ostringstream errStream;
-        const int status =
-            ctl::Run(static_cast<int>(argv.size()), argv.data(), outStream, errStream, process);
-        out = outStream.str();
-        err = errStream.str();
-        return status;
-    }
-
-    /** Publishes a service whose every answer is the same status. */
-    static void publishService(android::status_t status) {
-        android::defaultServiceManager()->addService(
-            IKVTService::descriptor,
-            new Remote([status](uint32_t, const android::Parcel&, android::Parcel*, uint32_t) {
-                return status;
-            }));
-    }
-
-    std::string file(const std::string& text) {
-        EXPECT_TRUE(android::base::WriteStringToFile(text, path("example.xml")));
-        return path("example.xml");
-    }
-
-    std::string out;
-    std::string err;
-};
 
 TEST_F(Kvtctl, TellsByItsStatusHowChecksWent) {
     const std::string sample = KVT_SOURCE_DIR "/packaging/kvt_config.xml";
@@ -86,6 +48,11 @@ TEST_F(Kvtctl, NamesWhatIsWrongWithACommandLine) {
         {{"packagse", "a"}, "kvtctl: no such subcommand: packagse; did you mean packages? (kvtctl"},
         {{"stat"}, "no such subcommand: stat; did you mean status?"},
         {{"nonsense"}, "no such subcommand: nonsense (kvtctl --help"},
+        {{"why", "--jsno"}, "no such option: --jsno; did you mean --json?"},
+        {{"why", "me"}, "kvtctl: not expected: me ("},
+        {{"why", "--timeout", "0"}, "--timeout: Value 0 not in range"},
+        {{"history", "--since", "5x"}, "--since: no duration: 5x (as 30s, 5m)"},
+        {{"completion", "bahs"}, "no such subcommand: bahs; did you mean bash?"},
         {{"packages", ""}, "FOCUS: must not be empty"},
         {{"fingerprint", "", "1"}, "PACKAGE: must not be empty"},
         {{"setting", "3"}, "Value 3 not in range 0 to 2"},
@@ -107,7 +74,9 @@ TEST_F(Kvtctl, NamesWhatIsWrongWithACommandLine) {
 }
 
 TEST_F(Kvtctl, LeavesItToTheLogThatThereIsNoDriver) {
-    EXPECT_EQ(run({"status"}, {[] { return false; }}), ctl::kRefused);
+    ctl::Process process;
+    process.hasDriver = [] { return false; };
+    EXPECT_EQ(run({"status"}, process), ctl::kRefused);
     EXPECT_EQ(out + err, "");
 }
 
@@ -128,20 +97,6 @@ TEST_F(Kvtctl, SaysWhyACallFailed) {
     }
 }
 
-TEST_F(Kvtctl, KeepsAServiceFromItsTerminal) {
-    android::defaultServiceManager()->addService(
-        IKVTService::descriptor,
-        new Remote([](uint32_t, const android::Parcel& data, android::Parcel*, uint32_t) {
-            const std::string dump = "[layers]\nlayer=" + std::string(kHostileName) + "\xff\n";
-            return android::base::WriteStringToFd(dump, data.readFileDescriptor()) ? android::OK
-                                                                                   : -EIO;
-        }));
-    EXPECT_EQ(run({"status"}), 0);
-    EXPECT_EQ(out,
-              "[layers]\nlayer=com.evil\n"
-              "KVTService I fatal ?[2J?31m?confirmed_hz=90 ?emag?????\n");
-}
-
 TEST_F(Kvtctl, ExplainsWithoutTheControlsOfTheFile) {
     const std::string entry = List("app_pkg_perceptible_list", "<pkg>\u009b\n\u202e=a</pkg>");
     const std::string config = file(ConfigWith(entry));
@@ -152,11 +107,15 @@ TEST_F(Kvtctl, ExplainsWithoutTheControlsOfTheFile) {
 TEST_F(Kvtctl, TellsThatAnEventOfTheCompositorFailed) {
     publishService(android::OK);
     ctl::Process process;
-    for (const auto& args : {std::vector<std::string>{"refresh"}, {"watch", "--for", "1"}}) {
+    for (const auto& args :
+         {std::vector<std::string>{"refresh"}, {"watch", "--fps", "--for", "1"}}) {
         for (const bool fails : {false, true}) {
             process.takeFailure = [fails] { return fails; };
             EXPECT_EQ(run(args, process), fails ? ctl::kRefused : ctl::kDone);
-            EXPECT_EQ((out + err).empty(), !fails) << out << err;
+            EXPECT_EQ(err.find("the service did not take") != std::string::npos ||
+                          err.find("found no service") != std::string::npos,
+                      fails)
+                << err;
         }
     }
 }

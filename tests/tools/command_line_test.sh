@@ -73,6 +73,20 @@ for missing in "/nonexistent: No such file or directory" "/: not a plain file"; 
     expect "kvtd --config ${missing%%:*}" "$status, $errors" "2, kvtd: $missing"
 done
 
+# Completion follows the command line by itself; here is that bash takes it.
+"$build/tools/kvtctl" completion bash >"$work/completion"
+expect "bash -n" "$(bash -n "$work/completion" 2>&1)" ""
+complete_words() { # WORD... > what the last one can become
+    # shellcheck disable=SC2016 # it is bash that is to expand this
+    bash -c '. "$0"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _kvtctl; echo "${COMPREPLY[@]}"' \
+        "$work/completion" "$@"
+}
+expect "completion of a subcommand" "$(complete_words kvtctl hi)" history
+expect "of its options" "$(complete_words kvtctl config check --ra)" --rates
+expect "of a subcommand behind an option" "$(complete_words kvtctl --x config e)" explain
+expect "fish" "$("$build/tools/kvtctl" completion fish | grep -c "seen_subcommand_from config; and .*check.*-l rates")" 1
+expect "zsh" "$("$build/tools/kvtctl" completion zsh | grep -c "('kvtctl config') choices=('check:")" 1
+
 run "$build/tools/kvtctl" confgi
 expect "a misspelt subcommand" "$status, $errors" \
     "2, kvtctl: no such subcommand: confgi; did you mean config? (kvtctl --help tells more)"

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 # Usage, inside the virtual machine: live_java_test.sh BUILD_DIRECTORY JAVA LIBRARY_PATH CLASS_PATH
-# A JVM as a process of its own and "kvtctl watch" both hear the rate of the frames that "kvtctl frames" sends,
+# A JVM as a process of its own and "kvtctl watch --fps" both hear the rate of the frames that "kvtctl frames" sends,
 # and go on hearing it when another listener dies and yet another does not answer. The JVM is there before the
 # service, and outlives one.
 # Takes its time: the service reports no rate in the first 121 s of a game.
@@ -28,7 +28,7 @@ ctl packages com.example.racer
 kvtctl frames 'SurfaceView - com.example.racer#0' --fps 60 --for 200 >"$work/frames" 2>&1 &
 frames=$!
 wait "${watcher[once]}" && status=0 || status=$?
-expect "kvtctl watch hears the rate" "$status $(<"$work/once")" "0 60"
+expect "kvtctl watch --fps hears the rate" "$status $(<"$work/once")" "0 60"
 eventually "so does the victim" grep -q 60 "$work/victim"
 crash "${watcher[victim]}"
 crash "$frames"

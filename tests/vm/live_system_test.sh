@@ -60,6 +60,27 @@ check_scenes() {
     eventually "their rate is detected" status_is detected_fps 60
 }
 
+# shellcheck disable=SC2317 # called by eventually
+says_why() { kvtctl why | head -n 1 | grep -q "^$1"; }
+check_answers() {
+    ctl packages com.example.shooter
+    eventually "why names the cause and what chose the code" says_why \
+        "90 Hz for .*: game-code: com.example.shooter is a game of code 3 (.*game_pkg_perceptible_list"
+    kvtctl watch --count 1 >"$work/changes" 2>"$work/changes.errors" &
+    local changes=$!
+    eventually "a watch begins" grep -q TIME "$work/changes"
+    ctl power-mode 4
+    await_end "$changes"
+    expect "it hears of a cause" "$status $(grep -c "power-saving, com.example.shooter" "$work/changes")" "0 1"
+    ctl power-mode 0
+    expect "a reader that goes" "$(kvtctl status 2>&1 | head -n 1 | cut -d' ' -f1)" "service"
+    kill -STOP "$service"
+    ctl why --timeout 1
+    expect "a service that is stopped" "$status $err" "1 kvtctl: the dump failed: no answer in time"
+    kill -CONT "$service"
+    eventually "and goes on" kvtctl self-test
+}
+
 check_crashes() {
     watch victim
     eventually "a listener" status_is registered 1
@@ -81,7 +102,7 @@ check_end_in_traffic() {
     await_end "$service"
     expect "kvtd ends cleanly" "$status" 0
     await_end "${watcher[watcher]}"
-    expect "the watcher notices" "$status $(<"$work/watcher")" "1 kvtctl: the service is gone"
+    expect "the watcher notices" "$status $(tail -n 1 "$work/watcher.errors")" "1 kvtctl: the service is gone"
     await_end "$frames"
     expect "the client goes on" "$(grep -c "frames sent" "$work/frames")" 1
     kill -TERM "${part[rest]}"
@@ -96,6 +117,7 @@ start_part rest display,compositor,scheduler,performance,display-engine,game-sdk
 start_service
 check_rates
 check_scenes
+check_answers
 check_crashes
 check_end_in_traffic
 kill "$manager"

@@ -26,7 +26,7 @@ play_framework() { # FILE SECONDS EVENT_MS QUERY_MS
 }
 
 start_client() { # NAME
-    local arguments=(watch)
+    local arguments=(watch --fps)
     [[ $1 != frames ]] || arguments=(frames traffic#0 --fps 1000 --for 86400)
     nice -n 10 kvtctl "${arguments[@]}" >"$work/$1" 2>&1 &
     part[$1]=$!

@@ -92,10 +92,10 @@ start_service() {
     eventually "the service answers" kvtctl self-test
 }
 
-# A listener, whose id becomes the value of watcher[NAME].
+# A listener to game frame rates, whose id becomes the value of watcher[NAME].
 declare -A watcher
 watch() { # NAME OPTION...
-    kvtctl watch "${@:2}" >"$work/$1" 2>&1 &
+    kvtctl watch --fps "${@:2}" >"$work/$1" 2>"$work/$1.errors" &
     watcher[$1]=$!
 }
 

@@ -11,6 +11,7 @@
 #include "sync/Clock.h"
 #include "tools/kvtctl/Service.h"
 #include "tools/kvtctl/ServiceCommands.h"
+#include "tools/kvtctl/TimedCall.h"
 
 namespace KVT::ctl {
 namespace {
@@ -63,20 +64,30 @@ void AddRefresh(CLI::App& app, Context& context) {
     });
 }
 
+void Ask(Context& context, uint32_t code) {
+    const sp<android::IBinder> service = FindService(context);
+    if (service == nullptr) {
+        return;
+    }
+    struct Answer {
+        int32_t value = 0;
+        status_t status = android::OK;
+    };
+    const auto answer = std::make_shared<Answer>();
+    const status_t status = CallInTime(kTimeout, [service, code, answer] {
+        answer->status = FrameworkClient(service).ask(code, &answer->value);
+    });
+    Complain(context, "the call", status == android::OK ? answer->status : status);
+    if (context.status == kDone) {
+        context.out << answer->value << "\n";
+    }
+}
+
 void AddQueries(CLI::App& app, Context& context) {
     for (const TransactionInfo& query : Transactions()) {
-        if (query.call != Call::kWaits) {
-            continue;
+        if (query.call == Call::kWaits) {
+            AddCommand(app, query)->callback([&context, &query] { Ask(context, query.code); });
         }
-        AddCommand(app, query)->callback([&context, &query] {
-            int32_t answer = 0;
-            const bool answered = WithFramework(context, [&](FrameworkClient& framework) {
-                return framework.ask(query.code, &answer);
-            });
-            if (answered) {
-                context.out << answer << "\n";
-            }
-        });
     }
 }
 

@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <iosfwd>
+
+#include "tools/kvtctl/Printer.h"
 
 namespace KVT::ctl {
 
@@ -17,10 +20,15 @@ enum ExitStatus {
 struct Process {
     /** @return whether there is a binder driver; the log says it when there is none */
     std::function<bool()> hasDriver = [] { return true; };
-    /** Starts the threads that serve calls to this process; only "watch" needs any. */
+    /** Starts the threads that serve calls to this process; only "watch --fps" needs any. */
     std::function<void()> startThreadPool = [] {};
-    /** @return whether a call to the service failed since this was last asked */
+    /** @return whether a call to the service failed since this was last asked; thread by thread */
     std::function<bool()> takeFailure = [] { return false; };
+    /** @return whether nobody reads standard output any more */
+    std::function<bool()> isReaderGone = [] { return false; };
+    /** Milliseconds since 1970. */
+    std::function<int64_t()> wallClock = [] { return int64_t{0}; };
+    Terminal terminal;
 };
 
 /** Where subcommands write, and what they leave as the exit status. */

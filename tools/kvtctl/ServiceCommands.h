@@ -9,10 +9,16 @@ class App;
 
 namespace KVT::ctl {
 
+/** "status", "why", "history" and "report". */
+void AddAnswerCommands(CLI::App& app, Context& context);
+
+/** "watch". */
+void AddWatchCommand(CLI::App& app, Context& context);
+
+/** "frames". */
+void AddFramesCommand(CLI::App& app, Context& context);
+
 /** One subcommand for each event of the framework and the compositor, and for each query. */
 void AddEventCommands(CLI::App& app, Context& context);
-
-/** "status", "watch" and "frames". */
-void AddObserverCommands(CLI::App& app, Context& context);
 
 }  // namespace KVT::ctl

@@ -1,0 +1,224 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <atomic>
+#include <memory>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "service/KVTListener.h"
+#include "service/KVTManager.h"
+#include "sync/Clock.h"
+#include "sync/Condition.h"
+#include "tools/kvtctl/Answers.h"
+#include "tools/kvtctl/ServiceCommands.h"
+#include "tools/kvtctl/TimedCall.h"
+
+namespace KVT::ctl {
+namespace {
+
+using android::IBinder;
+using android::sp;
+using android::status_t;
+
+constexpr int64_t kPollNs = 200 * kNsPerMs;
+constexpr const char* kGone = "kvtctl: the service is gone\n";
+
+struct WatchOptions : AnswerOptions {
+    int64_t count = 0;
+    int64_t seconds = 0;
+    bool fps = false;
+};
+
+/** How long a watch goes on: for so many lines, so much time, or until nobody reads them. */
+class Watch {
+  public:
+    Watch(Context& context, const WatchOptions& options)
+        : mContext(context),
+          mLeft(options.count > 0 ? options.count : INT64_MAX),
+          mEndNs(options.seconds > 0 ? MonotonicNow() + options.seconds * kNsPerS : INT64_MAX) {}
+
+    bool goesOn() const {
+        return mLeft > 0 && MonotonicNow() < mEndNs && mContext.out &&
+               !mContext.process.isReaderGone();
+    }
+    /** @return whether there is to be another line, which is then counted */
+    bool takeLine() { return mLeft > 0 && mLeft-- > 0; }
+    /** When to look again whether it goes on. */
+    int64_t nextLookNs() const { return std::min(mEndNs, MonotonicNow() + kPollNs); }
+
+  private:
+    Context& mContext;
+    int64_t mLeft;
+    const int64_t mEndNs;
+};
+
+// --- Changes of the panel ---
+
+void PrintChanges(Context& context, const WatchOptions& options, const History& history,
+                  Watch* watch) {
+    const WallClock clock = ClockOf(context, history);
+    for (const RateChange& change : history.changes) {
+        if (!watch->takeLine()) {
+            break;
+        }
+        if (options.json) {
+            PrintJson(context, JsonOf(change, clock), true);
+        } else {
+            Print(context.out, context.process.terminal, {TextOf(change, clock)});
+        }
+    }
+    context.out.flush();
+}
+
+/** Prints what is new since entry `*seen`; when that is still unknown, notes what is not. */
+void PrintNews(Context& context, const WatchOptions& options, const History& history,
+               std::optional<uint64_t>* seen, Watch* watch) {
+    if (!seen->has_value()) {
+        *seen = history.last;
+        if (!options.json) {
+            Print(context.out, context.process.terminal, {HistoryHeading()});
+            context.out.flush();
+        }
+    } else if (!history.changes.empty()) {
+        if (const uint64_t missed = history.changes.front().number - **seen - 1; missed > 0) {
+            context.err << "kvtctl: " << missed << " changes were missed\n";
+        }
+        *seen = history.changes.back().number;
+        PrintChanges(context, options, history, watch);
+    }
+}
+
+void WatchPanel(Context& context, const WatchOptions& options) {
+    const sp<IBinder> service = FindService(context, options.timeout());
+    if (service == nullptr) {
+        return;
+    }
+    Watch watch(context, options);
+    std::optional<uint64_t> seen;
+    while (watch.goesOn()) {
+        History history;
+        const status_t status =
+            FetchHistory(service, seen.value_or(UINT64_MAX), options.timeout(), &history);
+        if (status == android::OK) {
+            PrintNews(context, options, history, &seen, &watch);
+        } else if (status == android::DEAD_OBJECT) {
+            context.err << kGone;
+            context.status = kRefused;
+            return;
+        } else if (status != android::WOULD_BLOCK) {  // others may be having dumps made just now
+            return Complain(context, "asking for the history", status);
+        }
+        SleepFor(watch.nextLookNs() - MonotonicNow());
+    }
+}
+
+// --- Reports of a game's frame rate ---
+
+/** Hands each report to the waiting main thread, which alone prints. */
+class GameReports : public KVTListener {
+  public:
+    void NotifyGameFpsToAps(int32_t fps) override {
+        MutexLock lock(mMutex);
+        mReports.push_back(fps);
+        mArrived.signal();
+    }
+
+    /** @return what has arrived by the deadline, at once when something has */
+    std::vector<int32_t> waitUntil(int64_t deadlineNs) {
+        MutexLock lock(mMutex);
+        if (mReports.empty() && !mArrived.waitUntil(mMutex, deadlineNs)) {
+            return {};
+        }
+        mArrived.clear();
+        return std::exchange(mReports, {});
+    }
+
+  private:
+    Mutex mMutex;
+    Condition mArrived;
+    std::vector<int32_t> mReports GUARDED_BY(mMutex);
+};
+
+/** Notices that the service is gone; a watcher would wait for ever. */
+class ServiceDeath : public IBinder::DeathRecipient {
+  public:
+    void binderDied(const android::wp<IBinder>&) override { dead = true; }
+    std::atomic<bool> dead{false};
+};
+
+/** Has the service report to `reports`. @return whether it does; says so if not */
+bool Register(Context& context, Timeout timeout, const sp<IBinder>& service,
+              const sp<GameReports>& reports) {
+    const auto taken = std::make_shared<bool>(false);
+    const status_t status =
+        CallInTime(timeout, [service, reports, taken, takeFailure = context.process.takeFailure] {
+            // Registering waits for nobody, and a service that stands still never reports.
+            *taken = service->pingBinder() == android::OK &&
+                     KVTManager::RegisterListener(reports) == 0 && !takeFailure();
+        });
+    if (status != android::OK) {
+        Complain(context, "registering a listener", status);
+    } else if (!*taken) {
+        context.err << "kvtctl: the service did not take the listener\n";
+        context.status = kRefused;
+    }
+    return context.status == kDone;
+}
+
+void WatchGame(Context& context, const WatchOptions& options) {
+    const sp<IBinder> service = FindService(context, options.timeout());
+    if (service == nullptr) {
+        return;
+    }
+    const sp<ServiceDeath> death = new ServiceDeath;
+    service->linkToDeath(death);
+    context.process.startThreadPool();
+    const sp<GameReports> reports = new GameReports;
+    if (!Register(context, options.timeout(), service, reports)) {
+        return;
+    }
+    context.err << "kvtctl: nothing is reported in a game's first 121 s; then the highest rate so "
+                   "far, then every change, at least 60\n";
+    Watch watch(context, options);
+    while (watch.goesOn()) {
+        if (death->dead) {
+            context.err << kGone;
+            context.status = kRefused;
+            return;
+        }
+        for (const int32_t fps : reports->waitUntil(watch.nextLookNs())) {
+            if (!watch.takeLine()) {
+                return;
+            }
+            context.out << (options.json ? "{\"fps\":" : "") << fps << (options.json ? "}" : "")
+                        << std::endl;
+        }
+    }
+}
+
+}  // namespace
+
+void AddWatchCommand(CLI::App& app, Context& context) {
+    const auto options = std::make_shared<WatchOptions>();
+    CLI::App* const watch = app.add_subcommand(
+        "watch",
+        "prints each change of the panel's rate, or of what holds it, as it happens; with --fps "
+        "each game frame rate that the service reports");
+    AddAnswerOptions(watch, options.get());
+    watch->add_flag(
+        "--fps", options->fps,
+        "game frame rates alone: none in a game's first 121 s, then the highest so far, "
+        "then every change, at least 60");
+    watch->add_option("--count", options->count, "end after so many")->check(CLI::PositiveNumber);
+    watch->add_option("--for", options->seconds, "end after so many seconds")
+        ->check(CLI::Range(1, 86400));
+    watch->callback([&context, options] {
+        options->fps ? WatchGame(context, *options) : WatchPanel(context, *options);
+    });
+}
+
+}  // namespace KVT::ctl
