@@ -62,6 +62,32 @@ TEST_F(KvtctlAnswers, SaysWhyAndWhatWasBefore) {
                            HasSubstr("\n\n[why]\nhz=60\n")));
 }
 
+TEST_F(KvtctlAnswers, NameTheLineOfTheConfigurationWhereItCanBeRead) {
+    const std::string lists = List("app_pkg_perceptible_list", "\n<pkg>a.b*</pkg>") +
+                              List("app_type_perceptible_list", "\n\n<type> 3</type>");
+    const struct {
+        std::string config;
+        const char* list;
+        const char* entry;
+        const char* reason;
+    } cases[] = {
+        {ConfigWith(lists), "app_pkg_perceptible_list", "a.b", "a (example.xml:2, app_pkg_p"},
+        {ConfigWith(lists), "app_type_perceptible_list", "3", "a (example.xml:4, app_type_p"},
+        {ConfigWith(lists), "app_pkg_perceptible_list", "a", "a (app_pkg_perceptible_list, "},
+        {ConfigWith(lists + "<Param/>"), "app_pkg_perceptible_list", "a.b", "a (app_pkg_p"},
+        {"no XML", "app_pkg_perceptible_list", "a.b", "a (app_pkg_p"},
+    };
+    for (const auto& c : cases) {
+        const std::string list = c.list;
+        const std::string tail = list.find("type") == std::string::npos ? ", entry " : "";
+        publishDumps({"[why]\ncause=app-code\npackage_text=a (" + list + tail +
+                      (tail.empty() ? "" : c.entry) + ")\nlist=" + list + "\nentry=" + c.entry +
+                      "\n[service]\nconfig_file=" + file(c.config) + "\nconfig_state=loaded\n"});
+        EXPECT_EQ(run({"why"}), 0);
+        EXPECT_THAT(out, HasSubstr(std::string("app-code: ") + c.reason));
+    }
+}
+
 TEST_F(KvtctlAnswers, KeepToTheSchemaAsJson) {
     serve();
     const std::pair<std::vector<std::string>, const char*> commands[] = {
