@@ -77,6 +77,9 @@ check_answers() {
     kill -STOP "$service"
     ctl why --timeout 1
     expect "a service that is stopped" "$status $err" "1 kvtctl: the dump failed: no answer in time"
+    ctl watch --fps --timeout 1
+    expect "nor does a listener wait for it" "$status $err" \
+        "1 kvtctl: registering a listener failed: no answer in time"
     kill -CONT "$service"
     eventually "and goes on" kvtctl self-test
 }
