@@ -113,12 +113,14 @@ void PrintFish(std::ostream& out, const std::string& program, const std::vector<
             seen += (seen.empty() ? "" : "; and ") + ("__fish_seen_subcommand_from " + word);
         }
         const std::string condition = seen.empty() ? "__fish_use_subcommand" : seen;
-        const std::string line = "complete -c " + program + " -n '" + condition + "' ";
+        const auto begin = [&]() -> std::ostream& {
+            return out << "complete -c " << program << " -n '" << condition << "' ";
+        };
         for (const Word& sub : place.subcommands) {
-            out << line << "-f -a " << sub.text << " -d '" << sub.meaning << "'\n";
+            begin() << "-f -a " << sub.text << " -d '" << sub.meaning << "'\n";
         }
         for (const Word& option : place.options) {
-            out << line << "-l " << option.text.substr(2) << " -d '" << option.meaning << "'\n";
+            begin() << "-l " << option.text.substr(2) << " -d '" << option.meaning << "'\n";
         }
     }
 }

@@ -34,7 +34,7 @@ std::string PeersText(const DumpTree& dump) {
     std::string text;
     if (const DumpSection* const peers = dump.find("peers"); peers != nullptr) {
         for (const auto& [peer, health] : peers->lines) {
-            text += (text.empty() ? "" : ", ") + peer + " " + health;
+            text.append(text.empty() ? "" : ", ").append(peer).append(" ").append(health);
         }
     }
     return OrUnknown(text);
