@@ -172,7 +172,7 @@ int RunKvtd(int argc, const char* const* argv) {
         if (const std::string fault = ConfigKeeper::ReadingFault(options.paths.configFile);
             !fault.empty()) {
             std::cerr << "kvtd: " << fault << "\n";
-            return kUsage;
+            return CommandLine::kUsageError;
         }
     }
     return Serve(options);

@@ -28,11 +28,11 @@ std::vector<const CLI::App*> SubcommandsOf(const CLI::App& app) {
     return app.get_subcommands([](const CLI::App*) { return true; });
 }
 
-/** The first line and no more than a sentence; without what quotes mean to a shell. */
+/** The first line and no more than a sentence; fit to stand in a shell's quotes. */
 std::string Meaning(const std::string& description) {
-    std::string text = description.substr(0, description.find_first_of("\n:;"));
-    for (char& c : text) {
-        c = c == '\'' || c == '\\' ? '`' : c;
+    std::string text;
+    for (const char c : description.substr(0, description.find_first_of("\n:;\\"))) {
+        text += c == '\'' ? std::string("\u2019") : std::string(1, c);
     }
     return text;
 }
