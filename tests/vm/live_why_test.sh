@@ -43,9 +43,13 @@ EVENTS
     eventually "gpu-composition-count" why_is "60 Hz gpu-composition-count ("
     ctl packages com.example.mail com.example.reader com.example.mail
     eventually "multi-app-mixed" why_is "90 Hz multi-app-mixed ("
+    ctl hotplug 1
+    eventually "the rule that comes first" why_is "60 Hz display-hotplug ("
+    eventually "and the next one that holds" says "without it" "90 Hz: multi-app-mixed"
+    ctl hotplug 0
+    ctl packages com.example.reader
     ctl fingerprint com.example.bank 2
     eventually "fingerprint-low" why_is "60 Hz fingerprint-low ("
-    eventually "and the next rule that holds" says "without it" "90 Hz: multi-app-mixed"
     ctl fingerprint com.example.bank 0
     ctl packages com.example.mail
     ctl fingerprint com.example.bank 1
@@ -94,8 +98,14 @@ check_silent() { # SERVICE NAME EVENT...
     ctl "${@:3}"
     eventually "$2 that is stopped" says degraded "$2 silent for "
     kill -CONT "${part[$1]}"
-    eventually "$2 that goes on" is_well
+    eventually "$2 that goes on" recovers
 }
+# A service counts as silent until it has answered the next question in time.
+recovers() {
+    kvtctl packages "com.example.n$((++asked))"
+    is_well
+}
+asked=0
 is_well() { [[ -z $(why_line degraded) ]]; }
 
 check_peers() {
