@@ -167,7 +167,8 @@ void RequireAgreement(const ConfigDocument& document, bool isClean) {
             each.explanation.choice.prefix = &each.prefix;
         }
         Require(Same(each.explanation.choice, chosen), "the explanation is of another choice");
-        Require(each.explanation.reason.find("line 0") == std::string::npos,
+        Require(each.prefix.find("line 0") != std::string::npos ||
+                    each.explanation.reason.find("line 0") == std::string::npos,
                 "the explanation names no line");
         if (each.game) {
             RequireChoice(chosen, PolicyConfig::tables.gameFilterMap, kGamePackages, each.setting,
