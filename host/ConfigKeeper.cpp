@@ -60,6 +60,9 @@ std::string TimeOfDay() {
 }  // namespace
 
 std::string ConfigKeeper::ReadingFault(const std::string& file) {
+    if (file == "-") {
+        return "-: a file, not standard input: it is read again at SIGHUP";
+    }
     ConfigDocument document;
     return document.load(file) || document.readingError() == 0 ? "" : document.error();
 }

@@ -136,7 +136,7 @@ int Serve(const Options& options) {
     GameFpsDetect::GetInstance()->AttachService(service);
     if (manager->addService(IKVTService::descriptor, service) != android::OK) {
         std::cerr << "kvtd: the service manager refuses the service\n";
-        return kFailed;
+        std::quick_exit(kFailed);  // the policy's threads are at work
     }
     ProcessState::self()->startThreadPool();
     android::IPCThreadState::self()->joinThreadPool();

@@ -20,12 +20,16 @@ std::string CauseText(const Cause& cause) {
 std::string TextOf(const RateEntry& entry) {
     const std::string shown = std::to_string(entry.shownHz);
     std::string text = "panel ";
-    if (entry.fromHz != entry.shownHz) {
-        text += std::to_string(entry.fromHz) + " -> " + shown + " Hz";
-    } else {
+    if (entry.shownHz == RateEntry::kNotRead) {
+        text += "can not be read";
+    } else if (entry.fromHz == entry.shownHz) {
         text += "stays at " + shown + " Hz";
+    } else if (entry.fromHz == RateEntry::kNotRead) {
+        text += "is at " + shown + " Hz";
+    } else {
+        text += std::to_string(entry.fromHz) + " -> " + shown + " Hz";
     }
-    if (!entry.followed()) {
+    if (!entry.followed && entry.askedHz != RateEntry::kNothingAsked) {
         text += ", " + std::to_string(entry.askedHz) + " asked";
     }
     text += ": " + CauseText(entry.cause) + ", " + entry.pkg;
@@ -54,7 +58,8 @@ void DumpHistory(Dumper* dumper, uint64_t after) {
                           " asked " + std::to_string(entry.askedHz) + " from " +
                           std::to_string(entry.fromHz) + " shown " + std::to_string(entry.shownHz) +
                           " cause " + entry.cause.name() + " code " +
-                          std::to_string(entry.cause.code) + " package " + entry.pkg);
+                          std::to_string(entry.cause.code) + " followed " +
+                          (entry.followed ? "1" : "0") + " package " + entry.pkg);
     }
 }
 

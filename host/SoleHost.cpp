@@ -43,6 +43,9 @@ unique_fd Socket() {
     return unique_fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
 }
 
+/** Uids below it belong to the system; no app has one. */
+constexpr uid_t kFirstAppUid = 10000;
+
 /** Who listens under the name; all zero while nobody does. */
 ucred OwnerOf(const Address& address) {
     ucred owner{};
@@ -70,7 +73,7 @@ SoleHost::SoleHost(const std::string& name) {
             return;  // a system without such names
         }
         const ucred owner = OwnerOf(address);
-        if (owner.pid != 0 && (owner.uid == 0 || owner.uid == geteuid())) {
+        if (owner.pid != 0 && (owner.uid < kFirstAppUid || owner.uid == geteuid())) {
             mOther = owner.pid;
             return;
         }

@@ -10,12 +10,13 @@ namespace {
 /** What every service takes now and then, when the phone is busy. */
 constexpr int64_t kPatienceNs = kNsPerS;
 
+/** Times are monotonic ns; 0 for none. */
 struct Health {
     Atomic<int32_t> calls{0};
-    /** When the oldest of the calls under way began; monotonic ns, as the next one. */
-    Atomic<int64_t> callSince{0};
-    /** 0 while the service can be reached. */
+    /** Since when there are calls under way of which none has returned. */
+    Atomic<int64_t> waitingSince{0};
     Atomic<int64_t> missingSince{0};
+    Atomic<int64_t> failedAt{0};
 };
 
 // Never destroyed: check threads call peers to the very end.
@@ -29,21 +30,26 @@ Health& HealthAt(Peer peer) {
 PeerCall::PeerCall(Peer peer) : mPeer(peer) {
     Health& health = HealthAt(peer);
     if (++health.calls == 1) {
-        health.callSince = MonotonicNow();
+        health.waitingSince = MonotonicNow();
     }
 }
 
 PeerCall::~PeerCall() {
-    --HealthAt(mPeer).calls;
+    Health& health = HealthAt(mPeer);
+    health.waitingSince = --health.calls == 0 ? 0 : MonotonicNow();
 }
 
-void PeerCall::reached(bool isReached) {
+void PeerCall::found(bool isThere) {
     Health& health = HealthAt(mPeer);
-    if (isReached) {
+    if (isThere) {
         health.missingSince = 0;
     } else if (health.missingSince == 0) {
         health.missingSince = MonotonicNow();
     }
+}
+
+void PeerCall::done(bool isDone) {
+    HealthAt(mPeer).failedAt = isDone ? 0 : MonotonicNow();
 }
 
 std::string HealthOf(Peer peer) {
@@ -55,8 +61,11 @@ std::string HealthOf(Peer peer) {
     if (const int64_t since = health.missingSince; since != 0) {
         return "missing for " + seconds(since);
     }
-    if (const int64_t since = health.callSince; health.calls > 0 && now - since > kPatienceNs) {
+    if (const int64_t since = health.waitingSince; since != 0 && now - since > kPatienceNs) {
         return "silent for " + seconds(since);
+    }
+    if (const int64_t at = health.failedAt; at != 0) {
+        return "failed " + seconds(at) + " ago";
     }
     return "in time";
 }

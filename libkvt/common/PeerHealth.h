@@ -17,14 +17,16 @@ class PeerCall {
     PeerCall(const PeerCall&) = delete;
     PeerCall& operator=(const PeerCall&) = delete;
 
-    /** Whether there is such a service, and the call got through to it. */
-    void reached(bool isReached);
+    /** Whether there is such a service. */
+    void found(bool isThere);
+    /** Whether it did what it was asked for. */
+    void done(bool isDone);
 
   private:
     const Peer mPeer;
 };
 
-/** "in time", "missing for 3 s" or "silent for 14 s": since the call that has not returned. */
+/** "in time", "missing for 3 s", "silent for 14 s": no call has returned; or "failed 5 s ago". */
 std::string HealthOf(Peer peer);
 
 }  // namespace KVT

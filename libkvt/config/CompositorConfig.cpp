@@ -68,6 +68,7 @@ void XmlParser::ParseParticalComposeThresholdConfig(const XMLElement* param, Con
         const int32_t value = IntegerAttribute(element, "value");
         if (strcmp(name, kComposeParamNames[0]) == 0) {
             switchValue = value;
+            tables.particalComposeSwitch = value == 1;
             if (owner != nullptr) {
                 owner->onParticalCompose(value == 1);
             }

@@ -36,6 +36,8 @@ struct ConfigTables {
     bool gpuCompositionSwitch = false;
     /** GPU-composition starts that a package may have before it is held at the low rate. */
     int32_t gpuCompositionCountLimit = 1;
+    /** The compositor is told a threshold with each rate. */
+    bool particalComposeSwitch = false;
     /** Threshold that the compositor gets with 90 Hz. */
     int32_t partialComposeThreshold = 12;
     /** Parameters of the touch-scroll model, for a component outside this library. */

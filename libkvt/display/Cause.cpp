@@ -19,9 +19,9 @@ constexpr KindName kNames[] = {
     {Cause::kTouchDown, "touch-down"}, {Cause::kTouchRest, "touch-rest"},
     {Cause::kClimb, "climb"},          {Cause::kFall, "fall"},
     {Cause::kTrial, "trial"},          {Cause::kTrialOver, "trial-over"},
-    {Cause::kBoost, "boost"},          {Cause::kBoostOver, "boost-over"},
+    {Cause::kBoost, "boost"},
 };
-static_assert(std::size(kNames) == Cause::kBoostOver + 1);
+static_assert(std::size(kNames) == Cause::kBoost + 1);
 static_assert(AreInPlace(kNames, &KindName::kind));
 
 }  // namespace

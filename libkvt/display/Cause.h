@@ -29,7 +29,6 @@ struct Cause {
         kTrialOver,
         /** The AI scheduler is told 90 fps for five seconds; the panel is at 90 Hz anyway. */
         kBoost,
-        kBoostOver,
     };
 
     Kind kind = kUnnamed;

@@ -65,7 +65,7 @@ void DisplayFreqClient::CreateFreqsMap() {
 std::string DisplayFreqClient::GetLcdNodeInfo() {
     KVT::PeerCall call(KVT::Peer::kDisplay);
     const sp<DisplayService::IDisplay> display = ConnectedDisplay();
-    call.reached(display != nullptr);
+    call.found(display != nullptr);
     if (display == nullptr) {
         dynamicFreq = false;
         // Function name and line feed are what log readers have always looked for.
@@ -82,6 +82,7 @@ std::string DisplayFreqClient::GetLcdNodeInfo() {
     if (!called.isOk()) {
         KVT_FATAL("display service: displayGetFps: %s", called.description().c_str());
     }
+    call.done(ret == 0);
     if (ret != 0) {
         dynamicFreq = false;
         KVT_LOGE("DisplayFreqClient: displayGetFps fail, ret: %d", ret);
@@ -152,7 +153,7 @@ std::string DisplayFreqClient::GetMaxFreq() const {
 int32_t DisplayFreqClient::SetFreq(const std::string& freq, bool highFreqOn) {
     KVT::PeerCall call(KVT::Peer::kDisplay);
     const sp<DisplayService::IDisplay> display = ConnectedDisplay();
-    call.reached(display != nullptr);
+    call.found(display != nullptr);
     if (display == nullptr) {
         dynamicFreq = false;
         KVT_LOGI("DisplayFreqClient: SetFreq fail");
@@ -163,7 +164,9 @@ int32_t DisplayFreqClient::SetFreq(const std::string& freq, bool highFreqOn) {
     if (!called.isOk()) {
         KVT_FATAL("display service: setDisplayFps: %s", called.description().c_str());
     }
-    if (const int32_t ret = called; ret != 0) {
+    const int32_t ret = called;
+    call.done(ret == 0);
+    if (ret != 0) {
         KVT_LOGE("DisplayFreqClient: setDisplayFps error, freqIndex: %d, ret: %d", index, ret);
         return -1;
     }

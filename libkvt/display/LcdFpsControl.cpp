@@ -69,7 +69,9 @@ void LcdFpsControl::RecoverLcdFps(int32_t fps) {
 
 void LcdFpsControl::RecoverLastLcdFps() {
     MutexLock lock(setFpsMutex);
-    if (lastLcdFps != GetCurrentLcdFps()) {
+    const int32_t current = GetCurrentLcdFps();
+    if (lastLcdFps != current) {
+        journal.onSeen(current);
         RecoverLcdFpsInternal(lastLcdFps);
     }
 }

@@ -2,6 +2,7 @@
 #include "display/RateJournal.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "sync/Clock.h"
 
@@ -18,39 +19,58 @@ void RateJournal::onSeen(int32_t hz) {
 }
 
 void RateJournal::onAsked(const Cause& cause, int32_t askedHz, int32_t shownHz, int64_t sinceNs) {
-    note(cause, askedHz, shownHz, sinceNs);
+    RateEntry entry;
+    entry.time = sinceNs;
+    entry.cause = cause;
+    entry.askedHz = askedHz;
+    entry.shownHz = shownHz;
+    entry.followed = shownHz == askedHz;
+    add(std::move(entry), false);
 }
 
 void RateJournal::onCause(const Cause& cause) {
-    note(cause, RateEntry::kNothingAsked, 0, MonotonicNow());
+    RateEntry entry;
+    entry.time = MonotonicNow();
+    entry.cause = cause;
+    add(std::move(entry), false);
 }
 
-void RateJournal::note(const Cause& cause, int32_t askedHz, int32_t shownHz, int64_t sinceNs) {
-    RateEntry added;
+void RateJournal::onCauseKept() {
+    RateEntry entry;
+    entry.time = MonotonicNow();
+    add(std::move(entry), true);
+}
+
+void RateJournal::add(RateEntry entry, bool keepsCause) {
     {
         MutexLock lock(mMutex);
-        const int32_t fromHz = mShownHz;
-        mShownHz = shownHz > 0 ? shownHz : fromHz;
+        entry.fromHz = mShownHz;
         const RateEntry& before = mRing[(mCount + kCapacity - 1) % kCapacity];
-        if (mCount > 0 && before.cause == cause && before.askedHz == askedHz &&
-            before.shownHz == mShownHz && before.pkg == mPackage) {
+        if (entry.askedHz == RateEntry::kNothingAsked) {
+            entry.shownHz = mShownHz;
+            entry.followed = before.followed;
+        }
+        if (keepsCause) {
+            entry.cause = before.cause;
+        }
+        mShownHz = entry.shownHz;
+        const bool isNew = mCount == 0 || entry.fromHz != entry.shownHz ||
+                           !(before.cause == entry.cause) || before.pkg != mPackage ||
+                           before.followed != entry.followed ||
+                           (before.askedHz != entry.askedHz && !keepsCause);
+        if (!isNew) {
             return;
         }
-        RateEntry& entry = mRing[mCount % kCapacity];
-        entry.number = ++mCount;
-        entry.time = sinceNs;
-        entry.tookNs = MonotonicNow() - sinceNs;
-        entry.askedHz = askedHz;
-        entry.fromHz = fromHz;
-        entry.shownHz = mShownHz;
-        entry.cause = cause;
-        entry.pkg.assign(mPackage);
+        entry.number = mCount + 1;
+        entry.tookNs = MonotonicNow() - entry.time;
+        RateEntry& kept = mRing[mCount++ % kCapacity];
+        entry.pkg = mPackage;
+        kept = entry;
         if (mListener == nullptr) {
             return;
         }
-        added = entry;
     }
-    mListener->onRateEntry(added);
+    mListener->onRateEntry(entry);
 }
 
 std::vector<RateEntry> RateJournal::since(uint64_t after) const {
@@ -65,7 +85,33 @@ std::vector<RateEntry> RateJournal::since(uint64_t after) const {
 
 RateEntry RateJournal::last() const {
     MutexLock lock(mMutex);
-    return mCount == 0 ? RateEntry{} : mRing[(mCount - 1) % kCapacity];
+    if (mCount > 0) {
+        return mRing[(mCount - 1) % kCapacity];
+    }
+    RateEntry none;
+    none.shownHz = mShownHz;
+    return none;
+}
+
+int64_t RateJournal::heldSince() const {
+    MutexLock lock(mMutex);
+    if (mCount == 0) {
+        return MonotonicNow();
+    }
+    const auto at = [this](uint64_t number) REQUIRES(mMutex) -> const RateEntry& {
+        return mRing[(number - 1) % kCapacity];
+    };
+    const RateEntry& last = at(mCount);
+    int64_t since = last.time;
+    for (uint64_t number = mCount - 1; number > 0 && mCount - number < kCapacity; --number) {
+        const RateEntry& before = at(number);
+        if (!(before.cause == last.cause) || before.shownHz != last.shownHz ||
+            (last.cause.code >= 0 && before.pkg != last.pkg)) {
+            break;
+        }
+        since = before.time;
+    }
+    return since;
 }
 
 }  // namespace KVT

@@ -22,15 +22,17 @@ struct RateEntry {
     int64_t tookNs = 0;
     /** Hz; kNothingAsked for a cause that asks for none. */
     int32_t askedHz = 0;
-    /** What the panel was last seen at, Hz, before and after; 0 before it could first be read. */
-    int32_t fromHz = 0;
-    int32_t shownHz = 0;
+    /** What the panel was last seen at, Hz, before and after; kNotRead when it could not be read. */
+    int32_t fromHz = kNotRead;
+    int32_t shownHz = kNotRead;
+    /** Whether the panel took what was asked for last, be it here or before. */
+    bool followed = true;
     Cause cause;
     /** What was in front. */
     std::string pkg;
 
     static constexpr int32_t kNothingAsked = 0;
-    bool followed() const { return askedHz == kNothingAsked || askedHz == shownHz; }
+    static constexpr int32_t kNotRead = -1;
 };
 
 /** Hears of each new entry. */
@@ -46,6 +48,7 @@ class RateListener {
 /**
  * What was asked of the panel, by what cause, and what became of it: the last kCapacity times that
  * anything about it was new. What repeats the entry before it adds none, and allocates nothing.
+ * Entries are in the order in which they ended; one that was asked for earlier may follow.
  * Any thread; leaf lock.
  */
 class RateJournal {
@@ -57,29 +60,31 @@ class RateJournal {
 
     /** What is in front from now on. */
     void onPackage(const std::string& pkg) EXCLUDES(mMutex);
-    /** What the panel shows without having been asked. */
+    /** What the panel shows without having been asked; kNotRead, too. */
     void onSeen(int32_t hz) EXCLUDES(mMutex);
-    /** @param shownHz what the panel was seen at last; not positive when it could not be read */
     void onAsked(const Cause& cause, int32_t askedHz, int32_t shownHz, int64_t sinceNs)
         EXCLUDES(mMutex);
     /** A cause for which the panel stays as it is. */
     void onCause(const Cause& cause) EXCLUDES(mMutex);
+    /** The cause stays as well, if for another package. */
+    void onCauseKept() EXCLUDES(mMutex);
 
     /** Those after the entry numbered `after`, oldest first. */
     std::vector<RateEntry> since(uint64_t after) const EXCLUDES(mMutex);
-    /** The last one; numbered 0 before the first. */
+    /** The last one. Before the first: number 0, and what the panel was seen at. */
     RateEntry last() const EXCLUDES(mMutex);
+    /** Since when the last cause holds the rate, whatever was in front; of a code, its package. */
+    int64_t heldSince() const EXCLUDES(mMutex);
 
   private:
-    void note(const Cause& cause, int32_t askedHz, int32_t shownHz, int64_t sinceNs)
-        EXCLUDES(mMutex);
+    void add(RateEntry entry, bool keepsCause) EXCLUDES(mMutex);
 
     // Set once, at start-up.
     RateListener* mListener = nullptr;
 
     mutable Mutex mMutex;
     std::string mPackage GUARDED_BY(mMutex);
-    int32_t mShownHz GUARDED_BY(mMutex) = 0;
+    int32_t mShownHz GUARDED_BY(mMutex) = RateEntry::kNotRead;
     std::array<RateEntry, kCapacity> mRing GUARDED_BY(mMutex);
     uint64_t mCount GUARDED_BY(mMutex) = 0;
 };

@@ -76,7 +76,7 @@ int32_t AppTypes::GetPkgTypeByICMSManager(const std::string& pkg) {
         KVT_LOGE("fpscommon: defaultServiceManager null");
         manager = android::defaultServiceManager();
         if (manager == nullptr) {
-            call.reached(false);
+            call.found(false);
             return kTypeUnknown;
         }
         MutexLock lock(appTypeMapMutex);
@@ -86,14 +86,15 @@ int32_t AppTypes::GetPkgTypeByICMSManager(const std::string& pkg) {
         KVT_LOGE("fpscommon: ikora checkService null");
         classifier = manager->checkService(String16(kClassificationService));
         if (classifier == nullptr) {
-            call.reached(false);
+            call.found(false);
             return kTypeUnknown;
         }
         MutexLock lock(appTypeMapMutex);
         service = classifier;
     }
     const std::optional<int32_t> answer = AskForType(classifier, pkg);
-    call.reached(answer.has_value());
+    call.found(true);
+    call.done(answer.has_value());
     if (!answer.has_value()) {
         return kTypeUnknown;
     }

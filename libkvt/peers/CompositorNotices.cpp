@@ -59,7 +59,7 @@ template <typename WriteBody>
 void Send(uint32_t code, uint32_t flags, Sent sent, WriteBody writeBody) {
     PeerCall call(Peer::kCompositor);
     const sp<IBinder> compositor = FindCompositor(sent);
-    call.reached(compositor != nullptr);
+    call.found(compositor != nullptr);
     if (compositor == nullptr) {
         return;
     }
@@ -67,7 +67,7 @@ void Send(uint32_t code, uint32_t flags, Sent sent, WriteBody writeBody) {
     Parcel reply;
     data.writeInterfaceToken(Interface());
     writeBody(data);
-    compositor->transact(code, data, &reply, flags);
+    call.done(compositor->transact(code, data, &reply, flags) == android::OK);
 }
 
 }  // namespace

@@ -14,16 +14,19 @@ void FpsCommon::OnConfigChanged(const tinyxml2::XMLElement* params) {
     }
     ConfigTables replaced;
     XmlParser::Init(replaced);
+    // Without the lock: a compositor that is missing is waited for, with what it is sent of the file.
+    XmlParser::ParseHelper(params, replaced);
     Event event;
     event.askShown();
-    // The one value of the file that is kept elsewhere: it, too, begins with what is built in.
-    LcdFpsControl::particalComposeEnabled = false;
-    XmlParser::ParseHelper(params, replaced);
     {
         MutexLock lock(codeCacheMutex);
         std::swap(tables, replaced);
         appCodeCache.clear();
         gameCodeCache.clear();
+    }
+    LcdFpsControl::particalComposeEnabled = tables.particalComposeSwitch;
+    if (!tables.multiAppLcdFpsSwitch && underMultiAppStatus == 2) {
+        underMultiAppStatus = 0;
     }
     // Of what is switched off, the end would not be heard, either.
     if (!tables.tpPointerSwitch) {

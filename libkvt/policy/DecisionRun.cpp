@@ -75,12 +75,15 @@ void FpsCommon::Apply(const Decision& decision) {
     };
     static_assert(std::size(kCourses) == static_cast<size_t>(Outcome::kAppDynamic) + 1);
     static_assert(AreInPlace(kCourses, &Course::outcome));
+    const bool staysDynamic = decision.outcome == Outcome::kAppDynamic && appDynamicSwitch;
     const Course& course = kCourses[static_cast<size_t>(decision.outcome)];
     course.resetFirst();
     course.resetThen();
     const Cause cause{Cause::kDecision, decision.rule->name, decision.code};
     if (decision.rate != kRateUntouched) {
         LcdFpsControl::SetLcdFps(decision.rate, cause);
+    } else if (staysDynamic) {
+        LcdFpsControl::journal.onCauseKept();  // the finger's, or that there is none
     } else {
         LcdFpsControl::journal.onCause(cause);
     }

@@ -27,14 +27,13 @@ constexpr Meaning kMeanings[] = {
     {Cause::kRecovery, "the rate was changed from outside, and set back"},
     {Cause::kTouchDown, "a finger is, or was just, on the screen"},
     {Cause::kTouchRest, "no finger on the screen, and nothing moves"},
-    {Cause::kClimb, "the game runs at more than 60 frames per second"},
-    {Cause::kFall, "the game runs at fewer than 46 frames per second"},
+    {Cause::kClimb, "the game ran at more than 60 frames per second, and not below 46 since"},
+    {Cause::kFall, "the game ran at fewer than 46 frames per second, and not above 60 since"},
     {Cause::kTrial, "a game at 60 frames per second gets 90 Hz for 5 s, to climb if it can"},
-    {Cause::kTrialOver, "the game did not climb above 60 frames per second within 5 s"},
+    {Cause::kTrialOver, "a trial at 90 Hz ended without more than 60 frames per second"},
     {Cause::kBoost, "the scheduler is told 90 frames per second for 5 s, to help the game climb"},
-    {Cause::kBoostOver, "those 5 s are over"},
 };
-static_assert(std::size(kMeanings) == Cause::kBoostOver + 1);
+static_assert(std::size(kMeanings) == Cause::kBoost + 1);
 static_assert(AreInPlace(kMeanings, &Meaning::kind));
 
 const Rule* RuleNamed(const char* name) {
@@ -65,20 +64,38 @@ std::string PackageText(const std::string& pkg, bool game, int32_t code, const C
     return text + (choice.prefix == nullptr ? "" : ", entry " + *choice.prefix) + ")";
 }
 
+const char* Because(const RateEntry& last, const Rule* rule, const PolicySnapshot& scenes) {
+    if (last.number == 0) {
+        return FpsCommon::switchAll != 0 ? kMeanings[Cause::kFixedMode].text
+                                         : "nothing was asked of the panel yet";
+    }
+    if (rule == nullptr) {
+        return kMeanings[last.cause.kind].text;
+    }
+    if (rule->holds == nullptr) {
+        return "no scene holds";
+    }
+    return rule->holds(scenes) || scenes.fingerprintStatus == 0
+               ? rule->when
+               : "no longer, but until a fingerprint unlock ends nothing else is decided";
+}
+
 }  // namespace
 
 void FpsCommon::DumpWhy(Dumper* dumper) {
     const RateEntry last = LcdFpsControl::journal.last();
     const Rule* const rule = RuleNamed(last.cause.rule);
+    const PolicySnapshot scenes = [] {
+        MutexLock lock(codeCacheMutex);
+        return TakeSnapshot();
+    }();
     dumper->section("why");
     dumper->value("hz", last.shownHz);
     dumper->value("asked_hz", LcdFpsControl::stats.totals().requestedHz);
-    dumper->seconds("seconds", last.number == 0 ? 0 : MonotonicNow() - last.time);
+    dumper->seconds("seconds", MonotonicNow() - LcdFpsControl::journal.heldSince());
     dumper->value("cause", last.number == 0 ? "start" : last.cause.name());
-    dumper->value("because", rule == nullptr          ? kMeanings[last.cause.kind].text
-                             : rule->holds == nullptr ? "no scene holds"
-                                                      : rule->when);
-    dumper->value("followed", last.followed());
+    dumper->value("because", Because(last, rule, scenes));
+    dumper->value("followed", last.followed);
     if (switchAll != 0) {
         return;  // there is nothing else
     }
@@ -92,15 +109,14 @@ void FpsCommon::DumpWhy(Dumper* dumper) {
         game ? ChooseGameCode(tables, setting, pkg) : ChooseAppCode(tables, setting, pkg, type);
     const int32_t code = LookUpCode(setting, pkg, type);
     const Decision byPackage = game ? DecideGame(code) : DecideApp(code);
-    const PolicySnapshot scenes = TakeSnapshot();
     const std::optional<Decision> scene = DecideByScene(scenes);
 
     dumper->value("package", pkg);
     dumper->value("package_text", PackageText(pkg, game, code, choice));
-    if (choice.listName != nullptr) {
+    if (choice.listName != nullptr && code == choice.code) {
         dumper->value("list", choice.listName);
         dumper->value("entry", choice.prefix == nullptr ? std::to_string(type) : *choice.prefix);
-    } else {
+    } else if (code == choice.code) {
         dumper->value("switch", choice.switchName);
     }
 
@@ -112,7 +128,7 @@ void FpsCommon::DumpWhy(Dumper* dumper) {
         dumper->value("without_rate", RateText(inForce));
         return;
     }
-    if (rule->holds != nullptr) {
+    if (rule != nullptr && rule->holds != nullptr) {
         const Decision next = DecideByScene(scenes, rule).value_or(byPackage);
         dumper->value("without", next.rule->name);
         dumper->value("without_rate", RateText(next));

@@ -46,10 +46,11 @@ void GameHighFps::CheckFps() {
 
 void GameHighFps::RunBoost() {
     KVT_LOGI("GameHighFps: send 90fps to sched 5s: start");
+    const Cause before = LcdFpsControl::journal.last().cause;
     LcdFpsControl::journal.onCause({Cause::kBoost});
     const Forced boost = Force(kBoostToFps);
     if (boost.lasted) {
-        LcdFpsControl::journal.onCause({Cause::kBoostOver});
+        LcdFpsControl::journal.onCause(before);
     }
     KVT_LOGI("GameHighFps: send 90fps to sched: end");
     if (boost.rateChanged && mGameFps == kBoostFromFps) {

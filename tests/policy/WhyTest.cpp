@@ -2,7 +2,6 @@
 // What the service says of why the panel is at its rate.
 #include <gmock/gmock.h>
 
-#include <map>
 #include <string>
 
 #include "common/KnownPackages.h"
@@ -29,37 +28,24 @@ class Why : public Phone {
         FpsCommon::tables.settingSwitchMap[0]["app_imperceptible_switch"] = kCodeDynamic;
     }
 
-    /** "60 power-saving, without it app-code 90 Hz" */
-    static std::string why() {
-        std::map<std::string, std::string> values;
-        class Reader : public Dumper {
-          public:
-            explicit Reader(std::map<std::string, std::string>* into) : mInto(into) {}
-            using Dumper::value;
-            void section(const char*) override {}
-            void value(const std::string& name, const std::string& value) override {
-                (*mInto)[name] = value;
-            }
-
-          private:
-            std::map<std::string, std::string>* const mInto;
-        };
-        Reader reader(&values);
-        FpsCommon::DumpWhy(&reader);
-        EXPECT_NE(values["because"], "");
-        std::string text = values["hz"] + " " + values["cause"];
-        text += values["followed"] == "true" ? "" : ", asked " + values["asked_hz"];
-        return values["without"].empty()
-                   ? text
-                   : text + ", without it " + values["without"] + " " + values["without_rate"];
-    }
-
-    static std::string packageText() {
+    /** Of the section "why". */
+    static std::string value(const std::string& name) {
         TextDumper dumper;
         FpsCommon::DumpWhy(&dumper);
         const std::string text = dumper.text();
-        const size_t begin = text.find("package_text=") + 13;
-        return text.substr(begin, text.find('\n', begin) - begin);
+        const size_t at = text.find("\n" + name + "=");
+        const size_t begin = at + name.size() + 2;
+        return at == std::string::npos ? "" : text.substr(begin, text.find('\n', begin) - begin);
+    }
+
+    /** "60 power-saving, without it app-code 90 Hz" */
+    static std::string why() {
+        EXPECT_NE(value("because"), "");
+        std::string text = value("hz") + " " + value("cause");
+        text += value("followed") == "true" ? "" : ", asked " + value("asked_hz");
+        return value("without").empty()
+                   ? text
+                   : text + ", without it " + value("without") + " " + value("without_rate");
     }
 
     std::vector<std::string> lines() {
@@ -133,7 +119,7 @@ TEST_F(Why, NamesTheEntryThatChoseTheCode) {
     };
     for (const auto& c : cases) {
         focus(c.pkg);
-        EXPECT_EQ(packageText(), c.text);
+        EXPECT_EQ(value("package_text"), c.text);
         EXPECT_EQ(why(), c.why) << c.pkg;
     }
     fakes.classifier->failCalls(android::DEAD_OBJECT);
@@ -141,7 +127,7 @@ TEST_F(Why, NamesTheEntryThatChoseTheCode) {
     focus("app.late");
     fakes.classifier->failCalls(android::OK);
     focus("app.late");
-    EXPECT_EQ(packageText(),
+    EXPECT_EQ(value("package_text"),
               "app.late is an application of code 2 (settled when less was known of it)");
 }
 
@@ -152,19 +138,36 @@ TEST_F(Why, FollowsTheFinger) {
     lines();
     for (int i = 0; i < 2; ++i) {
         AppDynamicFps::GetInstance()->SetLcdEvent(1);
+        focus("app.touch");
         EXPECT_EQ(why(), "90 touch-down, without it app-code as the strategy sets it");
         AppDynamicFps::GetInstance()->SetLcdEvent(0);
         SleepFor(kNsPerS);
         EXPECT_EQ(why(), "60 touch-rest, without it app-code as the strategy sets it");
     }
-    FpsCommon::RecoverLcd();
-    fakes.panel->changeByItself("90");
-    FpsCommon::RecoverLcd();
+    for (int i = 0; i < 2; ++i) {
+        fakes.panel->changeByItself("90");
+        FpsCommon::RecoverLcd();
+    }
+    focus("app.touch.too");
     EXPECT_THAT(lines(), ElementsAre("panel 60 -> 90 Hz: touch-down, app.touch, in 0 ms",
                                      "panel 90 -> 60 Hz: touch-rest, app.touch, in 0 ms",
                                      "panel 60 -> 90 Hz: touch-down, app.touch, in 0 ms",
                                      "panel 90 -> 60 Hz: touch-rest, app.touch, in 0 ms",
-                                     "panel stays at 60 Hz: recovery, app.touch, in 0 ms"));
+                                     "panel 90 -> 60 Hz: recovery, app.touch, in 0 ms",
+                                     "panel 90 -> 60 Hz: recovery, app.touch, in 0 ms",
+                                     "panel stays at 60 Hz: recovery, app.touch.too"));
+}
+
+TEST_F(Why, SaysWhenAnUnlockSuspendsDecisions) {
+    start();
+    framework.send(POWER_MODE, 4);
+    SleepFor(kNsPerS);
+    focus("app.other");
+    EXPECT_EQ(value("seconds"), "1.000") << "for so long the scene holds it, whatever is in front";
+    framework.fingerprint("bank", 1);
+    framework.send(POWER_MODE, 2);
+    EXPECT_EQ(why(), "60 power-saving, without it fingerprint-high 90 Hz");
+    EXPECT_THAT(value("because"), HasSubstr("until a fingerprint unlock ends"));
 }
 
 TEST_F(Why, SaysHowLongTheSchedulerIsToldMore) {
@@ -175,7 +178,7 @@ TEST_F(Why, SaysHowLongTheSchedulerIsToldMore) {
     SleepFor(kNsPerS);
     EXPECT_EQ(why(), "90 boost, without it game-code 90 Hz");
     SleepFor(5 * kNsPerS);
-    EXPECT_EQ(why(), "90 boost-over, without it game-code 90 Hz");
+    EXPECT_EQ(why(), "90 game-code, without it game_default 60 Hz");
     GameHighFps::GetInstance()->SetGameFps(61);
     GameHighFps::GetInstance()->SetGameFps(60);
     SleepFor(kNsPerS);
@@ -192,19 +195,32 @@ TEST_F(Why, TellsOfAPanelThatDoesNotFollow) {
     focus("app.listed");
     focus("app.listed");
     EXPECT_EQ(why(), "60 app-code, asked 90, without it app_default 60 Hz");
+    focus("app.touch");
+    EXPECT_EQ(why(), "60 app-code, asked 90, without it app_default 60 Hz");
     panel("60", {"60", "90"}, 3);
     focus("app.listed");
     EXPECT_EQ(why(), "90 app-code, without it app_default 60 Hz");
-    EXPECT_THAT(lines(),
-                ElementsAre("panel stays at 60 Hz, 90 asked: app-code 3, app.listed, in 144 ms",
-                            "panel 60 -> 90 Hz: app-code 3, app.listed, in 48 ms"));
+    sim::FakePanel::Behaviour mute = fakes.panel->behaviour();
+    mute.getError = 1;
+    fakes.panel->behave(mute);
+    framework.send(POWER_MODE, 4);
+    EXPECT_EQ(why(), "-1 power-saving, asked 60, without it app-code 90 Hz");
+    EXPECT_THAT(
+        lines(),
+        ElementsAre("panel stays at 60 Hz, 90 asked: app-code 3, app.listed, in 144 ms",
+                    "panel stays at 60 Hz: app-code 9, app.touch",
+                    "panel 60 -> 90 Hz: app-code 3, app.listed, in 48 ms",
+                    "panel can not be read, 60 asked: power-saving, app.listed, in 144 ms"));
 }
 
 TEST_F(Why, IsAFixedRate) {
     const struct {
         const char* property;
         const char* why;
-    } cases[] = {{"60", "60 fixed-mode"}, {"90", "90 fixed-mode"}, {"7", "60 fixed-mode"}};
+    } cases[] = {{"60", "60 fixed-mode"},
+                 {"90", "90 fixed-mode"},
+                 {"7", "60 fixed-mode"},
+                 {"-1", "60 start"}};
     for (const auto& c : cases) {
         apart([&] {
             property("persist.dynamicfps.switch", c.property);
