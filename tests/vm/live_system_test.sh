@@ -73,7 +73,8 @@ check_answers() {
     await_end "$changes"
     expect "it hears of a cause" "$status $(grep -c "power-saving, com.example.shooter" "$work/changes")" "0 1"
     ctl power-mode 0
-    expect "a reader that goes" "$(kvtctl status 2>&1 | head -n 1 | cut -d' ' -f1)" "service"
+    expect "a reader that goes" "$(kvtctl status 2>"$work/err" | head -n 1 | cut -d' ' -f1)" "service"
+    expect "is no fault" "$(<"$work/err")" ""
     kill -STOP "$service"
     ctl why --timeout 1
     expect "a service that is stopped" "$status $err" "1 kvtctl: the dump failed: no answer in time"

@@ -89,7 +89,7 @@ check_strategies() {
     kvtctl frames "${layer/racer/shooter}" --fps 60 --for 10 >"$work/frames" 2>&1 &
     frames=$!
     eventually "boost" why_is "90 Hz boost ("
-    eventually "boost-over" why_is "90 Hz boost-over ("
+    eventually "boost is over" why_is "90 Hz game-code"
     await_end "$frames"
 }
 
@@ -106,7 +106,10 @@ recovers() {
     is_well
 }
 asked=0
-is_well() { [[ -z $(why_line degraded) ]]; }
+is_well() {
+    local answer
+    answer=$(kvtctl why) && [[ $answer =~ ^[0-9]+\ Hz\ for\  && $answer != *$'\n  degraded '* ]]
+}
 
 check_peers() {
     ctl packages com.example.mail
@@ -166,7 +169,7 @@ check_configuration() {
     await_end "$service"
     kvtd --cpuset "$work/cpus" >"$work/kvtd" 2>&1 &
     service=$!
-    eventually "without any" says degraded "missing"
+    eventually "without any" says degraded "missing: built-in values in force"
     kill "$service"
     await_end "$service"
     mkdir "$work/properties"
