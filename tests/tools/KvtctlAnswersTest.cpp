@@ -2,6 +2,7 @@
 // What kvtctl asks the service for, and says of its answers.
 #include <gmock/gmock.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include "display/LcdFpsControl.h"
 #include "host/KVTServiceImpl.h"
@@ -86,6 +87,13 @@ TEST_F(KvtctlAnswers, NameTheLineOfTheConfigurationWhereItCanBeRead) {
         EXPECT_EQ(run({"why"}), 0);
         EXPECT_THAT(out, HasSubstr(std::string("app-code: ") + c.reason));
     }
+    file(ConfigWith(lists));
+    ASSERT_EQ(chdir(path("").c_str()), 0);
+    publishDumps(
+        {"[why]\npackage_text=a (app_type_perceptible_list)\nlist="
+         "app_type_perceptible_list\nentry=3\n[service]\nconfig_file=example.xml\n"});
+    EXPECT_EQ(run({"why", "--json"}), 0);
+    EXPECT_THAT(out, HasSubstr("\"line\": null")) << "of the service's folder, not of this one";
 }
 
 TEST_F(KvtctlAnswers, KeepToTheSchemaAsJson) {
@@ -168,6 +176,24 @@ TEST_F(KvtctlAnswers, WaitNoLongerThanTheyAreTold) {
     }
     EXPECT_EQ(MonotonicNow() - begin, 5 * 5 * kNsPerS);
     EXPECT_TRUE(ctl::IsCallLeftBehind());
+}
+
+TEST_F(KvtctlAnswers, WaitNoLongerForAServiceThatNeverSaysAll) {
+    for (const char* command : {"history", "report", "watch"}) {
+        publishService(new Remote([number = 10](uint32_t, const android::Parcel& data,
+                                                android::Parcel*, uint32_t) mutable {
+            SleepFor(kNsPerS);
+            android::base::WriteStringToFd("[history]\nnow=9.000\nlast=7\n" +
+                                               std::to_string(++number) +
+                                               "=at 5.000 took 0.016 cause c package p\ncut=1\n",
+                                           data.readFileDescriptor());
+            return android::OK;
+        }));
+        const int64_t begin = MonotonicNow();
+        EXPECT_EQ(run({command, "--timeout", "3.5"}), 1);
+        EXPECT_THAT(err, EndsWith(" failed: no answer in time\n"));
+        EXPECT_LT(MonotonicNow() - begin, 6 * kNsPerS) << command;
+    }
 }
 
 TEST_F(KvtctlAnswers, KeepWhoeverIsTheServiceFromTheTerminal) {

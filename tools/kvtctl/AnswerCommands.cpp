@@ -22,31 +22,30 @@ using android::sp;
 using android::status_t;
 
 /** @return nothing after saying why, and setting the status */
-std::optional<DumpTree> AskForDump(Context& context, const AnswerOptions& options,
-                                   std::string* text) {
-    const sp<IBinder> service = FindService(context, options.timeout());
+std::optional<DumpTree> AskForDump(Context& context, Deadline deadline, std::string* text) {
+    const sp<IBinder> service = FindService(context, deadline);
     if (service == nullptr) {
         return std::nullopt;
     }
-    Complain(context, "the dump", FetchDump(service, {}, options.timeout(), text));
+    Complain(context, "the dump", FetchDump(service, {}, deadline, text));
     return context.status == kDone ? std::optional(DumpTree(*text)) : std::nullopt;
 }
 
 std::optional<History> AskForHistory(Context& context, const AnswerOptions& options) {
-    const sp<IBinder> service = FindService(context, options.timeout());
+    const Deadline deadline = options.deadline();
+    const sp<IBinder> service = FindService(context, deadline);
     if (service == nullptr) {
         return std::nullopt;
     }
     History history;
-    Complain(context, "asking for the history",
-             FetchHistory(service, 0, options.timeout(), &history));
+    Complain(context, "asking for the history", FetchHistory(service, 0, deadline, &history));
     return context.status == kDone ? std::optional(history) : std::nullopt;
 }
 
-/** 0 when the file is not to be read here, or has no such entry any more. */
-int FindLine(const Why& why) {
+/** 0 when the file can not be read, or has no such entry any more. */
+int LineIn(const std::string& file, const std::string& list, const std::string& entry) {
     ConfigDocument document;
-    if (why.list.empty() || why.configFile == "-" || !document.load(why.configFile)) {
+    if (!document.load(file)) {
         return 0;
     }
     for (const Finding& finding : ConfigChecker::Check(document)) {
@@ -54,12 +53,29 @@ int FindLine(const Why& why) {
             return 0;
         }
     }
-    return LineOfEntry(document, why.list, why.entry);
+    return LineOfEntry(document, list, entry);
+}
+
+/** The answer, with the line in the configuration where it can be read here, and in time. */
+Why WhyWithLine(const DumpTree& dump, Deadline deadline) {
+    Why why = WhyOf(dump);
+    // Of another folder's file of the same name nothing is known.
+    if (!why.list.empty() && why.configFile.substr(0, 1) == "/") {
+        // Whoever names the file may name one that keeps its reader waiting.
+        const auto line = std::make_shared<int>(0);
+        const status_t status =
+            CallInTime(deadline, [line, file = why.configFile, list = why.list, entry = why.entry] {
+                *line = LineIn(file, list, entry);
+            });
+        why.configLine = status == android::OK ? *line : 0;
+    }
+    return why;
 }
 
 void PrintWhy(Context& context, const AnswerOptions& options) {
+    const Deadline deadline = options.deadline();
     std::string text;
-    const auto dump = AskForDump(context, options, &text);
+    const auto dump = AskForDump(context, deadline, &text);
     if (!dump.has_value()) {
         return;
     }
@@ -68,8 +84,7 @@ void PrintWhy(Context& context, const AnswerOptions& options) {
         context.status = kRefused;
         return;
     }
-    Why why = WhyOf(*dump);
-    why.configLine = FindLine(why);
+    const Why why = WhyWithLine(*dump, deadline);
     if (options.json) {
         PrintJson(context, JsonOf(why));
     } else {
@@ -114,8 +129,9 @@ void PrintReport(Context& context, const AnswerOptions& options, const HistoryFi
 }
 
 void PrintStatus(Context& context, const AnswerOptions& options) {
+    const Deadline deadline = options.deadline();
     std::string text;
-    const auto dump = AskForDump(context, options, &text);
+    const auto dump = AskForDump(context, deadline, &text);
     if (!dump.has_value()) {
         return;
     }

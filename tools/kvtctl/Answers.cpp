@@ -46,13 +46,13 @@ void PrintJson(Context& context, const Json::Value& json, bool inOneLine) {
     context.out << "\n";
 }
 
-status_t FetchHistory(const sp<IBinder>& service, uint64_t after, Timeout timeout,
+status_t FetchHistory(const sp<IBinder>& service, uint64_t after, Deadline deadline,
                       History* history) {
     history->changes.clear();
     do {
         std::string text;
         const status_t status =
-            FetchDump(service, {"history", std::to_string(after)}, timeout, &text);
+            FetchDump(service, {"history", std::to_string(after)}, deadline, &text);
         if (status != android::OK) {
             return status;
         }

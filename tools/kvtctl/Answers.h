@@ -22,7 +22,8 @@ struct AnswerOptions {
     bool json = false;
     double timeoutSeconds = static_cast<double>(kTimeout.count()) / 1000;
 
-    Timeout timeout() const { return Timeout(static_cast<int64_t>(timeoutSeconds * 1000)); }
+    /** One for all that a command, or a round of a watch, asks for: take it once. */
+    Deadline deadline() const { return Timeout(static_cast<int64_t>(timeoutSeconds * 1000)); }
 };
 
 /** Adds --json and --timeout. */
@@ -36,7 +37,7 @@ void PrintJson(Context& context, const Json::Value& json, bool inOneLine = false
 
 /** The journal from the entry behind number `after` on, in as many dumps as it takes. */
 android::status_t FetchHistory(const android::sp<android::IBinder>& service, uint64_t after,
-                               Timeout timeout, History* history);
+                               Deadline deadline, History* history);
 
 /** By the present time of day. */
 WallClock ClockOf(const Context& context, const History& history);

@@ -11,11 +11,11 @@
 #include <cstring>
 #include <memory>
 #include <ostream>
+#include <system_error>
 #include <thread>
 
 #include "common/CleanText.h"
 #include "service/IKVTService.h"
-#include "tools/kvtctl/TimedCall.h"
 
 namespace KVT::ctl {
 
@@ -52,10 +52,15 @@ status_t Dump(const sp<IBinder>& service, const std::vector<std::string>& argume
     unique_fd readEnd(ends[0]);
     unique_fd writeEnd(ends[1]);
     bool isWhole = false;
-    std::thread reader([&] {
-        isWhole = ReadAll(readEnd.get(), text);
-        readEnd.reset();  // who writes on is told
-    });
+    std::thread reader;
+    try {
+        reader = std::thread([&] {
+            isWhole = ReadAll(readEnd.get(), text);
+            readEnd.reset();  // who writes on is told
+        });
+    } catch (const std::system_error&) {
+        return android::NO_MEMORY;
+    }
     status_t status;
     {
         android::Parcel data;
@@ -74,7 +79,7 @@ status_t Dump(const sp<IBinder>& service, const std::vector<std::string>& argume
 
 }  // namespace
 
-sp<IBinder> FindService(Context& context, Timeout timeout) {
+sp<IBinder> FindService(Context& context, Deadline deadline) {
     if (!context.process.hasDriver()) {
         context.status = kRefused;  // which has been said already
         return nullptr;
@@ -84,7 +89,7 @@ sp<IBinder> FindService(Context& context, Timeout timeout) {
         sp<IBinder> service;
     };
     const auto found = std::make_shared<Found>();
-    const status_t status = CallInTime(timeout, [found] {
+    const status_t status = CallInTime(deadline, [found] {
         const auto manager = android::defaultServiceManager();
         found->manager = manager != nullptr;
         found->service = found->manager ? manager->checkService(IKVTService::descriptor) : nullptr;
@@ -141,13 +146,13 @@ bool WithFramework(Context& context,
 }
 
 status_t FetchDump(const sp<IBinder>& service, const std::vector<std::string>& arguments,
-                   Timeout timeout, std::string* text) {
+                   Deadline deadline, std::string* text) {
     struct Dumped {
         status_t status = android::OK;
         std::string text;
     };
     const auto dumped = std::make_shared<Dumped>();
-    const status_t status = CallInTime(timeout, [service, arguments, dumped] {
+    const status_t status = CallInTime(deadline, [service, arguments, dumped] {
         dumped->status = Dump(service, arguments, &dumped->text);
     });
     if (status != android::OK) {

@@ -10,6 +10,7 @@
 
 #include "host/FrameworkClient.h"
 #include "tools/kvtctl/Kvtctl.h"
+#include "tools/kvtctl/TimedCall.h"
 
 namespace KVT::ctl {
 
@@ -18,7 +19,7 @@ using Timeout = std::chrono::milliseconds;
 inline constexpr Timeout kTimeout{2000};
 
 /** @return the service, or null after saying why there is none and setting the status */
-android::sp<android::IBinder> FindService(Context& context, Timeout timeout = kTimeout);
+android::sp<android::IBinder> FindService(Context& context, Deadline deadline = kTimeout);
 
 /** What a failed call's status means to whoever called. */
 std::string StatusText(android::status_t status);
@@ -32,7 +33,7 @@ bool WithFramework(Context& context,
 
 /** Has the service dump itself. @param text clean, whoever calls itself the service */
 android::status_t FetchDump(const android::sp<android::IBinder>& service,
-                            const std::vector<std::string>& arguments, Timeout timeout,
+                            const std::vector<std::string>& arguments, Deadline deadline,
                             std::string* text);
 
 }  // namespace KVT::ctl

@@ -8,7 +8,6 @@
 #include <thread>
 #include <utility>
 
-#include "sync/Clock.h"
 #include "sync/Condition.h"
 #include "sync/Worker.h"
 
@@ -24,7 +23,10 @@ struct Ending {
 
 }  // namespace
 
-android::status_t CallInTime(std::chrono::milliseconds timeout, std::function<void()> call) {
+android::status_t CallInTime(Deadline deadline, std::function<void()> call) {
+    if (deadline.isOver()) {
+        return android::TIMED_OUT;
+    }
     // Each by another name: those that were left behind are not waited for.
     static std::atomic<int> calls{0};
     const std::string name = "kvtctl's call " + std::to_string(++calls);
@@ -42,11 +44,10 @@ android::status_t CallInTime(std::chrono::milliseconds timeout, std::function<vo
         WorkerScope::Withdraw(name.c_str());
         return android::NO_MEMORY;
     }
-    const int64_t deadlineNs = MonotonicNow() + timeout.count() * kNsPerMs;
     bool isOver = false;
     {
         MutexLock lock(ending->mutex);
-        isOver = ending->isOver.waitUntil(ending->mutex, deadlineNs);
+        isOver = ending->isOver.waitUntil(ending->mutex, deadline.ns());
     }
     if (!isOver) {
         gLeftBehind = true;

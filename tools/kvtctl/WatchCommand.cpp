@@ -93,7 +93,7 @@ void PrintNews(Context& context, const WatchOptions& options, const History& his
 }
 
 void WatchPanel(Context& context, const WatchOptions& options) {
-    const sp<IBinder> service = FindService(context, options.timeout());
+    const sp<IBinder> service = FindService(context, options.deadline());
     if (service == nullptr) {
         return;
     }
@@ -102,7 +102,7 @@ void WatchPanel(Context& context, const WatchOptions& options) {
     while (watch.goesOn()) {
         History history;
         const status_t status =
-            FetchHistory(service, seen.value_or(UINT64_MAX), options.timeout(), &history);
+            FetchHistory(service, seen.value_or(UINT64_MAX), options.deadline(), &history);
         if (status == android::OK) {
             PrintNews(context, options, history, &seen, &watch);
         } else if (status == android::DEAD_OBJECT) {
@@ -151,11 +151,11 @@ class ServiceDeath : public IBinder::DeathRecipient {
 };
 
 /** Has the service report to `reports`. @return whether it does; says so if not */
-bool Register(Context& context, Timeout timeout, const sp<IBinder>& service,
+bool Register(Context& context, Deadline deadline, const sp<IBinder>& service,
               const sp<GameReports>& reports) {
     const auto taken = std::make_shared<bool>(false);
     const status_t status =
-        CallInTime(timeout, [service, reports, taken, takeFailure = context.process.takeFailure] {
+        CallInTime(deadline, [service, reports, taken, takeFailure = context.process.takeFailure] {
             // Registering waits for nobody, and a service that stands still never reports.
             *taken = service->pingBinder() == android::OK &&
                      KVTManager::RegisterListener(reports) == 0 && !takeFailure();
@@ -170,7 +170,8 @@ bool Register(Context& context, Timeout timeout, const sp<IBinder>& service,
 }
 
 void WatchGame(Context& context, const WatchOptions& options) {
-    const sp<IBinder> service = FindService(context, options.timeout());
+    const Deadline deadline = options.deadline();
+    const sp<IBinder> service = FindService(context, deadline);
     if (service == nullptr) {
         return;
     }
@@ -178,7 +179,7 @@ void WatchGame(Context& context, const WatchOptions& options) {
     service->linkToDeath(death);
     context.process.startThreadPool();
     const sp<GameReports> reports = new GameReports;
-    if (!Register(context, options.timeout(), service, reports)) {
+    if (!Register(context, deadline, service, reports)) {
         return;
     }
     context.err << "kvtctl: nothing is reported in a game's first 121 s; then the highest rate so "
