@@ -2,6 +2,7 @@
 #include "tools/kvtctl/DumpTree.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <iterator>
 #include <sstream>
@@ -47,7 +48,8 @@ int32_t DumpTree::number(std::string_view section, std::string_view name) const 
 }
 
 double DumpTree::seconds(std::string_view section, std::string_view name) const {
-    return strtod(text(section, name).c_str(), nullptr);
+    const double value = strtod(text(section, name).c_str(), nullptr);
+    return std::isfinite(value) ? value : 0;  // JSON has no other
 }
 
 std::vector<std::string> WordsOf(std::string_view text) {

@@ -29,7 +29,7 @@ class DumpTree {
 
     /** "" for what is not there. */
     std::string text(std::string_view section, std::string_view name) const;
-    /** 0 for what is not there, or is no number. */
+    /** 0 for what is not there, or is no finite number. */
     int32_t number(std::string_view section, std::string_view name) const;
     double seconds(std::string_view section, std::string_view name) const;
 
