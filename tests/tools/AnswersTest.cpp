@@ -2,6 +2,7 @@
 // What kvtctl makes of the service's dump, without a service.
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <ctime>
 #include <sstream>
@@ -75,7 +76,13 @@ TEST(Why, NamesCauseAlternativePanelAndWhatIsDegraded) {
          "rate unknown for 0.0 s: start\n"
          "  without it   90 Hz: multi-app-mixed (several applications with different codes are "
          "visible)\n"
-         "  panel        asked 0, shows nothing that can be read\n"},
+         "  panel        asked nothing, unknown\n"},
+        {"[why]\nhz=-1\nasked_hz=90\nseconds=nan\ncause=climb\nfollowed=false\n"
+         "[service]\nconfig_state=not read: the policy is off\n",
+         0,
+         "rate could not be read for 0.0 s: climb\n"
+         "  panel        asked 90, could not be read\n"
+         "  degraded     panel asked for 90 Hz, and could not be read\n"},
     };
     for (const auto& c : cases) {
         Why why = WhyOf(DumpTree(c.dump));
@@ -101,6 +108,11 @@ TEST(Status, BeginsWithFiveLines) {
               "peers          unknown\n"
               "panel          unknown for 0.0 s: unknown\n"
               "foreground     unknown, an application of type unknown, code unknown\n");
+}
+
+TEST(Status, HasTheFirstOfEachNameInItsSections) {
+    const DumpTree dump("[a]\nn=1\nn=2\n[a]\nn=3\n");
+    EXPECT_EQ(StatusJsonOf(dump, {})["sections"]["a"]["n"].asString(), "1");
 }
 
 /** Where the reader is at 90 Hz most of the time, and the panel once does not follow. */
@@ -136,6 +148,14 @@ TEST(History, ShowsEachChangeWithTimeCauseAndPackage) {
         }
         return found;
     };
+    const auto row = [](const std::string& fields) {
+        const DumpTree dump("[history]\nnow=9\n1=at 9 took 0 " + fields + " package p\n");
+        return TextOf(HistoryOf(dump)->changes.at(0), {9, 0}).text.substr(24);
+    };
+    EXPECT_EQ(row("asked 90 from 0 shown 90 cause c followed 0"),
+              "unknown -> 90 Hz     0 ms  c, p, NOT FOLLOWED: 90 Hz asked");
+    EXPECT_EQ(row("asked 0 from 90 shown -1 cause c followed 0"),
+              "90 -> could not be read        -  c, p, NOT FOLLOWED");
     EXPECT_THAT(numbers({30, ""}), ElementsAre(4, 5));
     EXPECT_THAT(numbers({std::nullopt, "a.reader"}), ElementsAre(1, 2));
     EXPECT_THAT(numbers({40, "a.reader"}), ElementsAre(2));
@@ -160,6 +180,9 @@ TEST(Report, SumsUpTheHistory) {
               "b: 20 s, 60 Hz 100 %, 1 switch, mainly power-saving\n"
               "b package c: 10 s, 60 Hz 100 %, 0 switches, mainly climb\n"
               "a.reader: 5.0 s, 90 Hz 100 %, 0 switches, mainly touch-down\n");
+    History turned = history;
+    std::reverse(turned.changes.begin(), turned.changes.end());
+    EXPECT_EQ(Printed(TextOf(ReportOf(turned, 35))), Printed(TextOf(ReportOf(history, 35))));
     EXPECT_EQ(Printed(TextOf(ReportOf({}, 35))), "nothing was asked of the panel\n");
 }
 

@@ -136,7 +136,7 @@ void PrintStatus(Context& context, const AnswerOptions& options) {
         return;
     }
     if (options.json) {
-        PrintJson(context, StatusJsonOf(*dump));
+        PrintJson(context, StatusJsonOf(*dump, WhyWithLine(*dump, deadline)));
         return;
     }
     std::vector<Line> lines = SummaryOf(*dump);

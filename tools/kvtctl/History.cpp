@@ -28,6 +28,7 @@ std::optional<RateChange> ChangeOf(const std::string& number, const std::string&
     change.number = strtoull(number.c_str(), nullptr, 10);
     change.package = text.substr(packageAt + std::char_traits<char>::length(kPackageField));
     const std::vector<std::string> words = WordsOf(text.substr(0, packageAt));
+    std::optional<bool> followed;  // which older services do not say
     for (size_t i = 0; i + 1 < words.size(); i += 2) {
         const std::string& field = words[i];
         const std::string& value = words[i + 1];
@@ -44,35 +45,44 @@ std::optional<RateChange> ChangeOf(const std::string& number, const std::string&
             change.shownHz = integer;
         } else if (field == "code") {
             change.code = integer;
+        } else if (field == "followed") {
+            followed = integer != 0;
         } else if (field == "cause") {
             change.cause = value;
         }
     }
+    change.followed = followed.value_or(!change.asks() || change.askedHz == change.shownHz);
     const bool isWhole = change.number != 0 && IsTime(change.at) && IsTime(change.tookSeconds) &&
                          !change.cause.empty();
     return isWhole ? std::optional(change) : std::nullopt;
 }
 
 std::string RateText(const RateChange& change) {
-    const std::string shown = std::to_string(change.shownHz) + " Hz";
-    return change.fromHz == change.shownHz ? shown : std::to_string(change.fromHz) + " -> " + shown;
+    const std::string shown = HzText(change.shownHz);
+    const int32_t from = change.fromHz;
+    return from == change.shownHz
+               ? shown
+               : (from > 0 ? std::to_string(from) : HzText(from)) + " -> " + shown;
 }
 
 std::string TookText(const RateChange& change) {
-    return change.askedHz == 0 ? "-"
-                               : std::to_string(std::llround(change.tookSeconds * 1000)) + " ms";
+    return change.asks() ? std::to_string(std::llround(change.tookSeconds * 1000)) + " ms" : "-";
 }
 
 /** The columns of a line of the history. */
 std::string Row(const std::string& time, const std::string& ago, const std::string& rate,
                 const std::string& took, const std::string& rest) {
     char columns[96];
-    snprintf(columns, sizeof(columns), "%-12.12s  %8.16s  %12.24s  %7.12s  ", time.c_str(),
+    snprintf(columns, sizeof(columns), "%-12.12s  %8.16s  %12.32s  %7.12s  ", time.c_str(),
              ago.c_str(), rate.c_str(), took.c_str());
     return columns + rest;
 }
 
 }  // namespace
+
+std::string HzText(int32_t hz) {
+    return hz > 0 ? std::to_string(hz) + " Hz" : hz == 0 ? "unknown" : "could not be read";
+}
 
 std::optional<History> HistoryOf(const DumpTree& dump) {
     const DumpSection* const section = dump.find("history");
@@ -128,12 +138,13 @@ Line TextOf(const RateChange& change, const WallClock& clock) {
         rest += " " + std::to_string(change.code);
     }
     rest += ", " + change.package;
-    if (!change.followed()) {
-        rest += ", NOT FOLLOWED: " + std::to_string(change.askedHz) + " Hz asked";
+    if (!change.followed) {
+        rest += ", NOT FOLLOWED";
+        rest += change.asks() ? ": " + std::to_string(change.askedHz) + " Hz asked" : "";
     }
     return {Row(TimeOfDay(clock.at(change.at)), DurationText(clock.now - change.at),
                 RateText(change), TookText(change), rest),
-            change.followed() ? Line::kPlain : Line::kBad, 4};
+            change.followed ? Line::kPlain : Line::kBad, 4};
 }
 
 Json::Value JsonOf(const RateChange& change, const WallClock& clock) {
@@ -143,8 +154,8 @@ Json::Value JsonOf(const RateChange& change, const WallClock& clock) {
     json["seconds_ago"] = clock.now - change.at;
     json["from_hz"] = change.fromHz;
     json["shown_hz"] = change.shownHz;
-    json["asked_hz"] = change.askedHz == 0 ? Json::Value() : Json::Value(change.askedHz);
-    json["followed"] = change.followed();
+    json["asked_hz"] = change.asks() ? Json::Value(change.askedHz) : Json::Value();
+    json["followed"] = change.followed;
     json["took_ms"] = Json::Int64{std::llround(change.tookSeconds * 1000)};
     json["cause"] = change.cause;
     json["code"] = change.code < 0 ? Json::Value() : Json::Value(change.code);

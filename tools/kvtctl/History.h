@@ -21,17 +21,23 @@ struct RateChange {
     double tookSeconds = 0;
     /** Hz; 0 when none was asked for. */
     int32_t askedHz = 0;
+    /** What the panel showed before and after; 0 when unknown, -1 when it could not be read. */
     int32_t fromHz = 0;
     int32_t shownHz = 0;
     std::string cause;
     /** The package's refresh-rate code; -1 where the cause has none. */
     int32_t code = -1;
     std::string package;
+    /** Whether the panel took the rate; of a cause that asks for none, the rate asked for last. */
+    bool followed = true;
 
-    bool followed() const { return askedHz == 0 || askedHz == shownHz; }
+    bool asks() const { return askedHz != 0; }
     /** Whether the panel changed its rate; that it is at one when it is first seen is no change. */
-    bool switches() const { return fromHz != 0 && fromHz != shownHz; }
+    bool switches() const { return fromHz > 0 && shownHz > 0 && fromHz != shownHz; }
 };
+
+/** "60 Hz"; of what is no rate, "unknown" for 0, and "could not be read" for less. */
+std::string HzText(int32_t hz);
 
 /** More than a journal holds: whoever sends them is no service. */
 inline constexpr size_t kMostChanges = 4096;

@@ -19,8 +19,8 @@ void AddTo(Account& account, const RateChange& change, double seconds) {
 }
 
 void Count(Account& account, const RateChange& change) {
-    account.asked += change.askedHz == 0 ? 0 : 1;
-    account.notFollowed += change.followed() ? 0 : 1;
+    account.asked += change.asks() ? 1 : 0;
+    account.notFollowed += change.asks() && !change.followed ? 1 : 0;
     if (change.switches()) {
         account.switches.push_back(change.at);
     }
@@ -49,8 +49,7 @@ std::string FlappingText(const Account& account) {
 std::string RatesText(const Account& account) {
     std::string text;
     for (const auto& [hz, seconds] : account.secondsAtHz) {
-        text += (text.empty() ? "" : ", ") + std::to_string(hz) + " Hz " +
-                Percent(seconds, account.seconds);
+        text += (text.empty() ? "" : ", ") + HzText(hz) + " " + Percent(seconds, account.seconds);
     }
     return text;
 }
@@ -102,7 +101,10 @@ std::string Account::mainCause() const {
 Report ReportOf(const History& history, std::optional<double> since) {
     Report report;
     const double begin = since.has_value() ? history.now - *since : -HUGE_VAL;
-    const std::vector<RateChange>& changes = history.changes;
+    std::vector<RateChange> changes = history.changes;
+    // An entry has the time at which it was begun, and its number from when it was over.
+    std::stable_sort(changes.begin(), changes.end(),
+                     [](const RateChange& a, const RateChange& b) { return a.at < b.at; });
     for (size_t i = 0; i < changes.size(); ++i) {
         const RateChange& change = changes[i];
         const double from = std::max(begin, change.at);

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "tools/kvtctl/Durations.h"
-#include "tools/kvtctl/Why.h"
+#include "tools/kvtctl/History.h"
 
 namespace KVT::ctl {
 namespace {
@@ -42,8 +42,8 @@ std::string PeersText(const DumpTree& dump) {
 
 std::string PanelSummary(const DumpTree& dump) {
     const Why why = WhyOf(dump);
-    std::string text = (why.hz == 0 ? kUnknown : std::to_string(why.hz) + " Hz") + " for " +
-                       DurationText(why.seconds) + ": " + OrUnknown(why.cause);
+    std::string text =
+        HzText(why.hz) + " for " + DurationText(why.seconds) + ": " + OrUnknown(why.cause);
     return text + (why.followed ? "" : ", " + std::to_string(why.askedHz) + " Hz asked");
 }
 
@@ -68,7 +68,7 @@ std::vector<Line> SummaryOf(const DumpTree& dump) {
     return lines;
 }
 
-Json::Value StatusJsonOf(const DumpTree& dump) {
+Json::Value StatusJsonOf(const DumpTree& dump, const Why& why) {
     Json::Value json;
     json["version"] = dump.text("service", "version");
     json["pid"] = dump.number("service", "pid");
@@ -76,12 +76,17 @@ Json::Value StatusJsonOf(const DumpTree& dump) {
     json["config_file"] = dump.text("service", "config_file");
     json["config_state"] = dump.text("service", "config_state");
     json["package"] = dump.text("foreground", "package");
-    json["why"] = JsonOf(WhyOf(dump));
+    json["why"] = JsonOf(why);
     json["sections"] = Json::Value(Json::objectValue);
     for (const DumpSection& section : dump.sections()) {
+        if (json["sections"].isMember(section.name)) {
+            continue;  // the first one counts, here as everywhere
+        }
         Json::Value& values = json["sections"][section.name] = Json::Value(Json::objectValue);
         for (const auto& [name, value] : section.lines) {
-            values[name] = value;
+            if (!values.isMember(name)) {
+                values[name] = value;
+            }
         }
     }
     return json;

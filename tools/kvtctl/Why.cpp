@@ -5,12 +5,15 @@
 
 #include "policy/Decision.h"
 #include "tools/kvtctl/Durations.h"
+#include "tools/kvtctl/History.h"
 
 namespace KVT::ctl {
 namespace {
 
 constexpr const char* kInTime = "in time";
 constexpr const char* kLoaded = "loaded";
+/** Somebody fixed the rate; the cause says so. */
+constexpr const char* kPolicyIsOff = "not read: the policy is off";
 
 std::string BaseName(const std::string& path) {
     return path.substr(path.rfind('/') + 1);
@@ -62,7 +65,7 @@ std::string WithoutReason(const Why& why) {
 }
 
 std::string Headline(const Why& why) {
-    std::string text = why.hz == 0 ? "rate unknown" : std::to_string(why.hz) + " Hz";
+    std::string text = (why.hz > 0 ? "" : "rate ") + HzText(why.hz);
     text += " for " + DurationText(why.seconds) + ": " + why.cause;
     if (IsByCode(why.cause)) {
         return text + ": " + PackageReason(why);
@@ -71,8 +74,8 @@ std::string Headline(const Why& why) {
 }
 
 std::string PanelText(const Why& why) {
-    std::string text = "asked " + std::to_string(why.askedHz) + ", shows " +
-                       (why.hz == 0 ? "nothing that can be read" : std::to_string(why.hz));
+    std::string text = "asked " + (why.askedHz > 0 ? std::to_string(why.askedHz) : "nothing") +
+                       ", " + (why.hz > 0 ? "shows " + std::to_string(why.hz) : HzText(why.hz));
     for (size_t i = 0; i < why.rates.size(); ++i) {
         text += (i == 0 ? ", of " : " ") + why.rates[i];
     }
@@ -90,12 +93,15 @@ std::vector<std::string> DegradedOf(const DumpTree& dump) {
             }
         }
     }
+    const int32_t shown = dump.number("why", "hz");
     if (dump.text("why", "followed") == "false") {
-        degraded.push_back("panel asked for " + dump.text("why", "asked_hz") +
-                           " Hz, and stays at " + dump.text("why", "hz"));
+        degraded.push_back("panel asked for " + dump.text("why", "asked_hz") + " Hz, and " +
+                           (shown > 0 ? "stays at " + std::to_string(shown) : HzText(shown)));
+    } else if (shown < 0) {
+        degraded.push_back("panel " + HzText(shown));
     }
     const std::string state = dump.text("service", "config_state");
-    if (!state.empty() && state != kLoaded) {
+    if (!state.empty() && state != kLoaded && state != kPolicyIsOff) {
         degraded.push_back("configuration " + dump.text("service", "config_file") + ": " + state);
     }
     return degraded;

@@ -14,7 +14,7 @@ namespace KVT::ctl {
 
 /** Why the panel is at its rate. */
 struct Why {
-    /** Hz; 0 when the panel could not be read. */
+    /** Hz; 0 when unknown, -1 when the panel could not be read. */
     int32_t hz = 0;
     int32_t askedHz = 0;
     bool followed = true;
