@@ -6,8 +6,11 @@
 
 #include "display/LcdFpsControl.h"
 #include "host/KVTServiceImpl.h"
+#include "service/IKVTListener.h"
+#include "service/RegistrationResult.h"
 #include "sync/Clock.h"
 #include "tests/support/HostileName.h"
+#include "tests/support/RecordingService.h"
 #include "tests/tools/KvtctlFixture.h"
 #include "tools/kvtctl/TimedCall.h"
 
@@ -159,6 +162,36 @@ TEST_F(KvtctlAnswers, WatchEachChangeUntilTheServiceIsGone) {
     ctl::Process process;
     process.isReaderGone = [] { return true; };
     EXPECT_EQ(run({"watch"}, process), 0) << "and until nobody reads";
+}
+
+/** Registers whoever asks, and can report to them. */
+class Reporter : public RecordingService {
+  public:
+    int32_t RegisterListener(const android::sp<IKVTListener>& taken) override {
+        listener = taken;
+        return REGISTRATION_DONE;
+    }
+    android::sp<IKVTListener> listener;
+};
+
+TEST_F(KvtctlAnswers, KeepToAWindowThatIsHeldAndResized) {
+    const android::sp<Reporter> reporter = new Reporter;
+    publishService(reporter);
+    ctl::Process process;
+    process.terminal = [] { return ctl::Terminal{40, false}; };
+    process.isReaderGone = [&, rounds = 0]() mutable {
+        for (int32_t fps = 60; rounds == 0 && fps < 1100; ++fps) {
+            reporter->listener->NotifyGameFpsToAps(fps);
+        }
+        return rounds++ > 0;
+    };
+    EXPECT_EQ(run({"watch", "--fps"}, process), 0);
+    EXPECT_THAT(out, AllOf(StartsWith("100\n"), EndsWith("\n1099\n")));
+    EXPECT_THAT(err, EndsWith("\nkvtctl: 40 reports were missed\n"));
+    std::istringstream lines(err);
+    for (std::string line; std::getline(lines, line);) {
+        EXPECT_LE(line.size(), 40u);
+    }
 }
 
 TEST_F(KvtctlAnswers, WaitNoLongerThanTheyAreTold) {

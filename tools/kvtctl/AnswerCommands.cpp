@@ -88,7 +88,7 @@ void PrintWhy(Context& context, const AnswerOptions& options) {
     if (options.json) {
         PrintJson(context, JsonOf(why));
     } else {
-        Print(context.out, context.process.terminal, TextOf(why));
+        Print(context.out, context.process.terminal(), TextOf(why));
     }
 }
 
@@ -112,7 +112,7 @@ void PrintHistory(Context& context, const AnswerOptions& options, const HistoryF
     for (const RateChange& change : changes) {
         lines.push_back(TextOf(change, clock));
     }
-    Print(context.out, context.process.terminal, lines);
+    Print(context.out, context.process.terminal(), lines);
 }
 
 void PrintReport(Context& context, const AnswerOptions& options, const HistoryFilter& filter) {
@@ -124,7 +124,7 @@ void PrintReport(Context& context, const AnswerOptions& options, const HistoryFi
     if (options.json) {
         PrintJson(context, JsonOf(report));
     } else {
-        Print(context.out, context.process.terminal, TextOf(report));
+        Print(context.out, context.process.terminal(), TextOf(report));
     }
 }
 
@@ -147,7 +147,7 @@ void PrintStatus(Context& context, const AnswerOptions& options) {
         lines.push_back({std::string(line), isHeading ? Line::kHeading : Line::kPlain, 4});
         left.remove_prefix(std::min(line.size() + 1, left.size()));
     }
-    Print(context.out, context.process.terminal, lines);
+    Print(context.out, context.process.terminal(), lines);
 }
 
 }  // namespace

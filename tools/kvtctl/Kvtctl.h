@@ -28,7 +28,8 @@ struct Process {
     std::function<bool()> isReaderGone = [] { return false; };
     /** Milliseconds since 1970. */
     std::function<int64_t()> wallClock = [] { return int64_t{0}; };
-    Terminal terminal;
+    /** What standard output is now: a window can become wider or narrower. */
+    std::function<Terminal()> terminal = [] { return Terminal{}; };
 };
 
 /** Where subcommands write, and what they leave as the exit status. */

@@ -2,12 +2,12 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <atomic>
+#include <deque>
 #include <memory>
 #include <optional>
 #include <ostream>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "service/KVTListener.h"
 #include "service/KVTManager.h"
@@ -68,7 +68,7 @@ void PrintChanges(Context& context, const WatchOptions& options, const History& 
         if (options.json) {
             PrintJson(context, JsonOf(change, clock), true);
         } else {
-            Print(context.out, context.process.terminal, {TextOf(change, clock)});
+            Print(context.out, context.process.terminal(), {TextOf(change, clock)});
         }
     }
     context.out.flush();
@@ -80,7 +80,7 @@ void PrintNews(Context& context, const WatchOptions& options, const History& his
     if (!seen->has_value()) {
         *seen = history.last;
         if (!options.json) {
-            Print(context.out, context.process.terminal, {HistoryHeading()});
+            Print(context.out, context.process.terminal(), {HistoryHeading()});
             context.out.flush();
         }
     } else if (!history.changes.empty()) {
@@ -121,26 +121,39 @@ void WatchPanel(Context& context, const WatchOptions& options) {
 /** Hands each report to the waiting main thread, which alone prints. */
 class GameReports : public KVTListener {
   public:
+    /** Those that one who holds the terminal finds when it lets go. */
+    static constexpr size_t kMost = 1000;
+
+    struct Arrived {
+        std::deque<int32_t> reports;
+        /** Older ones, for which there was no room. */
+        uint64_t missed = 0;
+    };
+
     void NotifyGameFpsToAps(int32_t fps) override {
         MutexLock lock(mMutex);
-        mReports.push_back(fps);
-        mArrived.signal();
+        if (mArrived.reports.size() == kMost) {
+            mArrived.reports.pop_front();
+            ++mArrived.missed;
+        }
+        mArrived.reports.push_back(fps);
+        mArrival.signal();
     }
 
     /** @return what has arrived by the deadline, at once when something has */
-    std::vector<int32_t> waitUntil(int64_t deadlineNs) {
+    Arrived waitUntil(int64_t deadlineNs) {
         MutexLock lock(mMutex);
-        if (mReports.empty() && !mArrived.waitUntil(mMutex, deadlineNs)) {
+        if (mArrived.reports.empty() && !mArrival.waitUntil(mMutex, deadlineNs)) {
             return {};
         }
-        mArrived.clear();
-        return std::exchange(mReports, {});
+        mArrival.clear();
+        return std::exchange(mArrived, {});
     }
 
   private:
     Mutex mMutex;
-    Condition mArrived;
-    std::vector<int32_t> mReports GUARDED_BY(mMutex);
+    Condition mArrival;
+    Arrived mArrived GUARDED_BY(mMutex);
 };
 
 /** Notices that the service is gone; a watcher would wait for ever. */
@@ -182,8 +195,10 @@ void WatchGame(Context& context, const WatchOptions& options) {
     if (!Register(context, deadline, service, reports)) {
         return;
     }
-    context.err << "kvtctl: nothing is reported in a game's first 121 s; then the highest rate so "
-                   "far, then every change, at least 60\n";
+    Print(context.err, {context.process.terminal().columns, false},
+          {{"kvtctl: nothing is reported in a game's first 121 s; then the highest rate so far, "
+            "then every change, at least 60",
+            Line::kPlain, 8}});
     Watch watch(context, options);
     while (watch.goesOn()) {
         if (death->dead) {
@@ -191,7 +206,11 @@ void WatchGame(Context& context, const WatchOptions& options) {
             context.status = kRefused;
             return;
         }
-        for (const int32_t fps : reports->waitUntil(watch.nextLookNs())) {
+        const GameReports::Arrived arrived = reports->waitUntil(watch.nextLookNs());
+        if (arrived.missed > 0) {
+            context.err << "kvtctl: " << arrived.missed << " reports were missed\n";
+        }
+        for (const int32_t fps : arrived.reports) {
             if (!watch.takeLine()) {
                 return;
             }

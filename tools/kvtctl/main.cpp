@@ -70,7 +70,7 @@ int main(int argc, char** argv) {
     process.takeFailure = TakeFailure;
     process.isReaderGone = KVT::IsReaderGone;
     process.wallClock = WallClock;
-    process.terminal = StandardOutput();
+    process.terminal = StandardOutput;
     const int status = KVT::FinishStandardOutput(
         "kvtctl", KVT::ctl::Run(argc, argv, std::cout, std::cerr, process));
     if (KVT::ctl::IsCallLeftBehind()) {
