@@ -25,7 +25,7 @@ int FinishStandardOutput(const char* program, int status) {
 
 bool IsReaderGone() {
     pollfd output{STDOUT_FILENO, 0, 0};
-    return poll(&output, 1, 0) == 1 && (output.revents & POLLERR) != 0;
+    return poll(&output, 1, 0) == 1 && (output.revents & (POLLERR | POLLHUP)) != 0;
 }
 
 }  // namespace KVT

@@ -40,6 +40,14 @@ run() { # PROGRAM ARGUMENT... > OUTPUT; leaves the exit status and what went to 
     errors=$(cat "$work/err")
 }
 
+cat >"$work/gone.py" <<'END' # PROGRAM ARGUMENT...: into a socket whose other end is closed
+import socket, subprocess, sys
+
+ours, theirs = socket.socketpair()
+theirs.close()
+sys.exit(subprocess.run(sys.argv[1:], stdout=ours, restore_signals=False).returncode)
+END
+
 scenario=$source/sim/scenarios/game.jsonl
 config=$source/packaging/kvt_config.xml
 for command in "tools/kvtctl --help" "tools/kvtctl config explain $config com.example" \
@@ -60,6 +68,9 @@ for command in "tools/kvtctl --help" "tools/kvtctl config explain $config com.ex
     exec 5>&-
     rm "$work/pipe"
     expect "$command, without a reader" "$status, $errors" "0, "
+    # shellcheck disable=SC2086
+    run python3 "$work/gone.py" $build/$command
+    expect "$command, whose socket was closed" "$status, $errors" "0, "
 done
 
 version=$(sed -n 's/^project(libkvt VERSION \([^ ]*\) .*/\1/p' "$source/CMakeLists.txt")
