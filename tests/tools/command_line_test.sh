@@ -89,13 +89,18 @@ done
 expect "bash -n" "$(bash -n "$work/completion" 2>&1)" ""
 complete_words() { # WORD... > what the last one can become
     # shellcheck disable=SC2016 # it is bash that is to expand this
-    bash -c '. "$0"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _kvtctl; echo "${COMPREPLY[@]}"' \
+    bash -c '. "$0"; compopt() { COMPREPLY+=("$*"); }; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _kvtctl; echo "${COMPREPLY[@]}"' \
         "$work/completion" "$@"
 }
 expect "completion of a subcommand" "$(complete_words kvtctl hi)" history
 expect "of its options" "$(complete_words kvtctl config check --ra)" --rates
+expect "options are not offered unasked" "$(complete_words kvtctl why "")" ""
+expect "a file where one is taken" "$(complete_words kvtctl config check "")" "-o default"
+expect "not where none is" "$(complete_words kvtctl config "")" "check explain"
 expect "of a subcommand behind an option" "$(complete_words kvtctl --x config e)" explain
 expect "fish" "$("$build/tools/kvtctl" completion fish | grep -c "seen_subcommand_from config; and .*check.*-l rates")" 1
+expect "fish, files behind a subcommand" \
+    "$("$build/tools/kvtctl" completion fish | grep -c "from config; and not __fish_seen_subcommand_from check explain' -f")" 2
 expect "zsh" "$("$build/tools/kvtctl" completion zsh | grep -c "('kvtctl config') choices=('check:")" 1
 
 run "$build/tools/kvtctl" confgi

@@ -22,6 +22,7 @@ struct Place {
     std::string path;
     std::vector<Word> subcommands;
     std::vector<Word> options;
+    bool takesFile = false;
 };
 
 std::vector<const CLI::App*> SubcommandsOf(const CLI::App& app) {
@@ -38,7 +39,7 @@ std::string Meaning(const std::string& description) {
 }
 
 void AddPlaces(const CLI::App& app, const std::string& path, std::vector<Place>* places) {
-    Place place{path, {}, {}};
+    Place place{path, {}, {}, app.get_option_no_throw("FILE") != nullptr};
     for (const CLI::App* sub : SubcommandsOf(app)) {
         place.subcommands.push_back({sub->get_name(), Meaning(sub->get_description())});
     }
@@ -68,23 +69,31 @@ std::string Paths(const std::vector<Place>& places) {
     return pattern;
 }
 
+void PrintTexts(std::ostream& out, const std::vector<Word>& words) {
+    for (const Word& word : words) {
+        out << word.text << " ";
+    }
+}
+
 void PrintBash(std::ostream& out, const std::string& program, const std::vector<Place>& places) {
     out << "# For bash: source <(" << program << " completion bash)\n_" << program
         << "() {\n    local place=" << program
-        << " words i\n    for ((i = 1; i < COMP_CWORD; i++)); do\n"
+        << " current=${COMP_WORDS[COMP_CWORD]} words options files= i\n    for ((i = 1; i < "
+           "COMP_CWORD; i++)); do\n"
            "        case \"$place ${COMP_WORDS[i]}\" in\n            "
         << Paths(places)
         << ") place+=\" ${COMP_WORDS[i]}\" ;;\n        esac\n    done\n    case $place in\n";
     for (const Place& place : places) {
         out << "        '" << place.path << "') words='";
-        for (const Word& word : WordsAt(place)) {
-            out << word.text << " ";
-        }
-        out << "' ;;\n";
+        PrintTexts(out, place.subcommands);
+        out << "' options='";
+        PrintTexts(out, place.options);
+        out << "'" << (place.takesFile ? " files=yes" : "") << " ;;\n";
     }
-    out << "    esac\n    mapfile -t COMPREPLY < <(compgen -W \"$words\" -- "
-           "\"${COMP_WORDS[COMP_CWORD]}\")\n}\n"
-        << "complete -o default -F _" << program << " " << program << "\n";
+    out << "    esac\n    [[ $current == -* ]] && words=$options files=\n"
+           "    mapfile -t COMPREPLY < <(compgen -W \"$words\" -- \"$current\")\n"
+           "    [[ -z $files ]] || compopt -o default\n}\n"
+        << "complete -F _" << program << " " << program << "\n";
 }
 
 void PrintZsh(std::ostream& out, const std::string& program, const std::vector<Place>& places) {
@@ -111,6 +120,12 @@ void PrintFish(std::ostream& out, const std::string& program, const std::vector<
         std::string seen;
         for (const std::string& word : WordsOf(place.path.substr(program.size()))) {
             seen += (seen.empty() ? "" : "; and ") + ("__fish_seen_subcommand_from " + word);
+        }
+        if (!seen.empty() && !place.subcommands.empty()) {
+            seen += "; and not __fish_seen_subcommand_from";  // behind one of them come its own
+            for (const Word& sub : place.subcommands) {
+                seen += " " + sub.text;
+            }
         }
         const std::string condition = seen.empty() ? "__fish_use_subcommand" : seen;
         const auto begin = [&]() -> std::ostream& {
