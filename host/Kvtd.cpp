@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <functional>
 #include <initializer_list>
 #include <iostream>
@@ -175,6 +176,8 @@ int RunKvtd(int argc, const char* const* argv) {
             return CommandLine::kUsageError;
         }
     }
+    // As whoever reads it in the dump can find it, too.
+    options.paths.configFile = std::filesystem::absolute(options.paths.configFile);
     return Serve(options);
 }
 

@@ -22,7 +22,7 @@ limit() { # WHAT
 }
 
 play_framework() { # FILE SECONDS EVENT_MS QUERY_MS
-    soak_client framework "${@:2}" >"$work/$1" 2>&1
+    soak_client framework "${@:2}" "$work/away" >"$work/$1" 2>&1
 }
 
 start_client() { # NAME
@@ -48,10 +48,12 @@ crash_in_turn() { # SECONDS
             ((SECONDS < end)) || return 0
             sleep 1
             # A client may have been refused, and be gone already.
+            [[ $name != compositor ]] || touch "$work/away"
             crash "${part[$name]}" 2>/dev/null || true
             kills[$name]=$((${kills[$name]-0} + 1))
             sleep 0.5
             start_one "$name" >/dev/null
+            rm -f "$work/away"
         done
     done
 }

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// Usage: soak_client framework SECONDS EVENT-MS QUERY-MS | soak_client attack SECONDS
+// Usage: soak_client framework SECONDS EVENT-MS QUERY-MS [FILE] | soak_client attack SECONDS
 // The framework, which wants its events to take effect and its queries to be answered in so many
-// milliseconds; or all attacks side by side. Prints an account when the time is over.
+// milliseconds, not counting those in which FILE says by being there that the compositor is away: without it
+// the panel changes nothing. Or all attacks side by side. Prints an account when the time is over.
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -53,58 +54,73 @@ class Account {
     int64_t mSlowest = 0;
 };
 
-/** Notices when the whole machine stood still, because whatever runs it had something else to do. */
-class Pulse {
+/** Time in which nothing could happen. */
+class LostTime {
   public:
-    Pulse() {
-        std::thread([this] {
+    /** @param away a file that is there while the compositor is not; or null */
+    explicit LostTime(const char* away) {
+        std::thread([this, away] {
             constexpr int64_t kBeatNs = 10 * kNsPerMs;
             for (int64_t last = MonotonicNow();; last = MonotonicNow()) {
                 SleepFor(kBeatNs);
-                mStood += std::max<int64_t>(MonotonicNow() - last - 2 * kBeatNs, 0);
+                const int64_t passed = MonotonicNow() - last;
+                if (away != nullptr && access(away, F_OK) == 0) {
+                    mAway += passed;
+                } else {
+                    mStood += std::max<int64_t>(passed - 2 * kBeatNs, 0);
+                }
             }
         }).detach();
     }
 
+    /** The whole machine stood still, because whatever runs it had something else to do. */
     int64_t stood() const { return mStood; }
+    /** The panel could not change: that takes a frame of the compositor. */
+    int64_t away() const { return mAway; }
 
-    /** What `measure` says, without the time in which nothing could happen. */
-    template <typename Measure>
-    std::optional<int64_t> correct(Measure&& measure) const {
-        const int64_t before = mStood;
+    /** What `measure` says, without what `lost` grows by meanwhile. */
+    template <typename Measure, typename Lost>
+    static std::optional<int64_t> Without(Lost&& lost, Measure&& measure) {
+        const int64_t before = lost();
         std::optional<int64_t> duration = measure();
         if (duration.has_value()) {
-            *duration = std::max<int64_t>(*duration - (mStood - before), 0);
+            *duration = std::max<int64_t>(*duration - (lost() - before), 0);
         }
         return duration;
     }
 
   private:
     std::atomic<int64_t> mStood{0};
+    std::atomic<int64_t> mAway{0};
 };
 
-int PlayFramework(int64_t end, int64_t eventNs, int64_t queryNs) {
+int PlayFramework(int64_t end, int64_t eventNs, int64_t queryNs, const char* away) {
     constexpr int kQueriesPerEvent = 5;
     // Before all that an attack leaves to run, so that what is late is the machine or the service.
     constexpr int kFirst = -20;
     setpriority(PRIO_PROCESS, 0, kFirst);
-    static Pulse pulse;
+    static LostTime lost(away);
+    const auto stood = [] { return lost.stood(); };
+    const auto stoodOrAway = [] { return lost.stood() + lost.away(); };
     Framework framework;
     Account events("events", eventNs);
     Account queries("queries", queryNs);
     for (bool isHigh = false; isHigh || MonotonicNow() < end; isHigh = !isHigh) {
         // Waits on when one is late, so that this is not held against the next one, too.
         constexpr int64_t kPatienceNs = 60 * kNsPerS;
-        events.add(pulse.correct([&] { return framework.change(kPatienceNs); }));
+        events.add(LostTime::Without(stoodOrAway, [&] { return framework.change(kPatienceNs); }));
         for (int i = 0; i < kQueriesPerEvent; ++i) {
             SleepFor(200 * kNsPerMs);
-            queries.add(pulse.correct([&] { return framework.ask(); }));
+            queries.add(LostTime::Without(stood, [&] { return framework.ask(); }));
         }
     }
     events.print();
     queries.print();
-    printf("the machine stood still for %lld ms in all, not counted above\n",
-           static_cast<long long>(pulse.stood() / kNsPerMs));
+    printf(
+        "not counted above: %lld ms in which the machine stood still, %lld ms without a "
+        "compositor\n",
+        static_cast<long long>(lost.stood() / kNsPerMs),
+        static_cast<long long>(lost.away() / kNsPerMs));
     return events.isGood() && queries.isGood() ? 0 : 1;
 }
 
@@ -144,13 +160,14 @@ int PlayFramework(int64_t end, int64_t eventNs, int64_t queryNs) {
 int main(int argc, char** argv) {
     using namespace KVT;
     const auto number = [argv](int i) { return atoll(argv[i]); };
-    if (argc == 5 && strcmp(argv[1], "framework") == 0) {
+    if ((argc == 5 || argc == 6) && strcmp(argv[1], "framework") == 0) {
         return test::PlayFramework(MonotonicNow() + number(2) * kNsPerS, number(3) * kNsPerMs,
-                                   number(4) * kNsPerMs);
+                                   number(4) * kNsPerMs, argv[5]);
     }
     if (argc == 3 && strcmp(argv[1], "attack") == 0) {
         test::PlayAttackers(MonotonicNow() + number(2) * kNsPerS);
     }
-    fprintf(stderr, "usage: soak_client framework SECONDS EVENT-MS QUERY-MS | attack SECONDS\n");
+    fprintf(stderr,
+            "usage: soak_client framework SECONDS EVENT-MS QUERY-MS [FILE] | attack SECONDS\n");
     return 2;
 }
