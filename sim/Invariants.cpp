@@ -50,6 +50,7 @@ Invariants::Look Invariants::look() const {
 }
 
 std::vector<std::string> Invariants::violated(Lately lately) {
+    LcdFpsControl::GetLastLcdFps();  // waits for a change that is under way
     const Look now = look();
     if (const auto records = FpsCommon::decisions.since(mLast.has_value() ? mLast->number : 0);
         !records.empty()) {
