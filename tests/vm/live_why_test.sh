@@ -119,7 +119,7 @@ check_peers() {
     check_silent display "display service" packages com.example.mail
     crash "${part[classification]}"
     ctl packages com.example.unknown
-    eventually "classification service that is gone" says degraded "classification service missing for "
+    eventually "classification service that is gone" says degraded "classification service failed "
     crash "${part[compositor]}"
     ctl packages com.example.reader
     eventually "compositor that is gone" says degraded "compositor missing for "
