@@ -17,6 +17,7 @@
 #include "common/Turn.h"
 #include "detect/GameFpsDetect.h"
 #include "fuzz/FuzzInput.h"
+#include "fuzz/FuzzListener.h"
 #include "fuzz/FuzzPeers.h"
 #include "fuzz/OneLife.h"
 #include "host/FrameworkClient.h"
@@ -55,31 +56,6 @@ constexpr int64_t kLongRestNs = 12 * kNsPerS;
 String16 Utf16(const std::string& text) {
     return String16(text.c_str(), text.size());
 }
-
-/** A listener as if of another process, which can die. */
-class Listener : public BnKVTListener {
-  public:
-    void NotifyGameFpsToAps(int32_t) override {}
-    status_t linkToDeath(const sp<DeathRecipient>& recipient, void*, uint32_t) override {
-        mRecipient = recipient;
-        return mIsAlive ? android::OK : android::DEAD_OBJECT;
-    }
-    status_t unlinkToDeath(const android::wp<DeathRecipient>&, void*, uint32_t,
-                           android::wp<DeathRecipient>*) override {
-        mRecipient.clear();
-        return android::OK;
-    }
-    void die() {
-        mIsAlive = false;
-        if (const sp<DeathRecipient> recipient = mRecipient; recipient != nullptr) {
-            recipient->binderDied(this);
-        }
-    }
-
-  private:
-    sp<DeathRecipient> mRecipient;
-    bool mIsAlive = true;
-};
 
 class Life {
   public:

@@ -69,9 +69,6 @@ void XmlParser::ParseParticalComposeThresholdConfig(const XMLElement* param, Con
         if (strcmp(name, kComposeParamNames[0]) == 0) {
             switchValue = value;
             tables.particalComposeSwitch = value == 1;
-            if (owner != nullptr) {
-                owner->onParticalCompose(value == 1);
-            }
         } else if (strcmp(name, kComposeParamNames[1]) == 0) {
             tables.partialComposeThreshold = value;
         }

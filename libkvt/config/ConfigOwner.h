@@ -15,8 +15,8 @@ struct CompositionParams {
 };
 
 /**
- * Whoever the configuration is read for: hands on what concerns other components, each the moment
- * that its section has been read.
+ * Whoever the configuration is read for: hands on what concerns other components, the first two the
+ * moment that their section has been read, the last when all have.
  */
 class ConfigOwner {
   public:

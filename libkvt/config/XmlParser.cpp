@@ -142,6 +142,9 @@ void XmlParser::ParseHelper(const XMLElement* params, ConfigTables& tables) {
             }
         }
     });
+    if (owner != nullptr) {
+        owner->onParticalCompose(tables.particalComposeSwitch);
+    }
     PrintXmlData(tables);
 }
 

@@ -39,6 +39,8 @@ struct Cause {
 
     /** As dump, log, kvtctl and the simulator print it: the rule's name, or that of the kind. */
     const char* name() const;
+    /** Why such a rate is asked for, for people; of a decision only its rule tells. */
+    const char* meaning() const;
 
     bool operator==(const Cause& other) const {
         return kind == other.kind && rule == other.rule && code == other.code;

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "display/RateJournal.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "sync/Clock.h"
@@ -44,8 +43,8 @@ void RateJournal::onCauseKept() {
 void RateJournal::add(RateEntry entry, bool keepsCause) {
     {
         MutexLock lock(mMutex);
+        const RateEntry& before = mRing.last();
         entry.fromHz = mShownHz;
-        const RateEntry& before = mRing[(mCount + kCapacity - 1) % kCapacity];
         if (entry.askedHz == RateEntry::kNothingAsked) {
             entry.shownHz = mShownHz;
             entry.followed = before.followed;
@@ -54,17 +53,17 @@ void RateJournal::add(RateEntry entry, bool keepsCause) {
             entry.cause = before.cause;
         }
         mShownHz = entry.shownHz;
-        const bool isNew = mCount == 0 || entry.fromHz != entry.shownHz ||
+        const bool isNew = before.number == 0 || entry.fromHz != entry.shownHz ||
                            !(before.cause == entry.cause) || before.pkg != mPackage ||
                            before.followed != entry.followed ||
                            (before.askedHz != entry.askedHz && !keepsCause);
         if (!isNew) {
             return;
         }
-        entry.number = mCount + 1;
         entry.tookNs = MonotonicNow() - entry.time;
-        RateEntry& kept = mRing[mCount++ % kCapacity];
         entry.pkg = mPackage;
+        RateEntry& kept = mRing.next();
+        entry.number = mRing.count();
         kept = entry;
         if (mListener == nullptr) {
             return;
@@ -75,36 +74,27 @@ void RateJournal::add(RateEntry entry, bool keepsCause) {
 
 std::vector<RateEntry> RateJournal::since(uint64_t after) const {
     MutexLock lock(mMutex);
-    const uint64_t oldest = mCount > kCapacity ? mCount - kCapacity : 0;
-    std::vector<RateEntry> entries;
-    for (uint64_t i = std::max(oldest, after); i < mCount; ++i) {
-        entries.push_back(mRing[i % kCapacity]);
-    }
-    return entries;
+    return mRing.since(after);
 }
 
 RateEntry RateJournal::last() const {
     MutexLock lock(mMutex);
-    if (mCount > 0) {
-        return mRing[(mCount - 1) % kCapacity];
+    RateEntry last = mRing.last();
+    if (last.number == 0) {
+        last.shownHz = mShownHz;
     }
-    RateEntry none;
-    none.shownHz = mShownHz;
-    return none;
+    return last;
 }
 
 int64_t RateJournal::heldSince() const {
     MutexLock lock(mMutex);
-    if (mCount == 0) {
+    const RateEntry& last = mRing.last();
+    if (last.number == 0) {
         return MonotonicNow();
     }
-    const auto at = [this](uint64_t number) REQUIRES(mMutex) -> const RateEntry& {
-        return mRing[(number - 1) % kCapacity];
-    };
-    const RateEntry& last = at(mCount);
     int64_t since = last.time;
-    for (uint64_t number = mCount - 1; number > 0 && mCount - number < kCapacity; --number) {
-        const RateEntry& before = at(number);
+    for (uint64_t number = last.number - 1; mRing.holds(number); --number) {
+        const RateEntry& before = mRing.at(number);
         if (!(before.cause == last.cause) || before.shownHz != last.shownHz ||
             (last.cause.code >= 0 && before.pkg != last.pkg)) {
             break;

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
 
+#include "common/Ring.h"
 #include "display/Cause.h"
 #include "sync/Mutex.h"
 
@@ -85,8 +85,7 @@ class RateJournal {
     mutable Mutex mMutex;
     std::string mPackage GUARDED_BY(mMutex);
     int32_t mShownHz GUARDED_BY(mMutex) = RateEntry::kNotRead;
-    std::array<RateEntry, kCapacity> mRing GUARDED_BY(mMutex);
-    uint64_t mCount GUARDED_BY(mMutex) = 0;
+    Ring<RateEntry, kCapacity> mRing GUARDED_BY(mMutex);
 };
 
 }  // namespace KVT

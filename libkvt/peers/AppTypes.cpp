@@ -63,7 +63,6 @@ void AppTypes::RememberType(const std::string& pkg, int32_t type) {
 int32_t AppTypes::GetPkgTypeByICMSManager(const std::string& pkg) {
     sp<IServiceManager> manager;
     sp<IBinder> classifier;
-    PeerCall call(Peer::kClassification);
     {
         MutexLock lock(appTypeMapMutex);
         if (const auto known = appTypeMap.find(pkg); known.has_value()) {
@@ -72,6 +71,7 @@ int32_t AppTypes::GetPkgTypeByICMSManager(const std::string& pkg) {
         manager = sm;
         classifier = service;
     }
+    PeerCall call(Peer::kClassification);
     if (manager == nullptr) {
         KVT_LOGE("fpscommon: defaultServiceManager null");
         manager = android::defaultServiceManager();

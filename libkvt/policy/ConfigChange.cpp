@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "config/XmlParser.h"
-#include "display/LcdFpsControl.h"
 #include "policy/FpsCommon.h"
 
 namespace KVT {
@@ -24,7 +23,6 @@ void FpsCommon::OnConfigChanged(const tinyxml2::XMLElement* params) {
         appCodeCache.clear();
         gameCodeCache.clear();
     }
-    LcdFpsControl::particalComposeEnabled = tables.particalComposeSwitch;
     if (!tables.multiAppLcdFpsSwitch && underMultiAppStatus == 2) {
         underMultiAppStatus = 0;
     }

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "policy/DecisionLog.h"
 
-#include <algorithm>
-
 #include "common/Dumper.h"
 #include "sync/Clock.h"
 
@@ -10,8 +8,7 @@ namespace KVT {
 
 void DecisionLog::add(const std::string& pkg, const Decision& decision) {
     MutexLock lock(mMutex);
-    DecisionRecord& record = mRing[mCount % kCapacity];
-    record.number = ++mCount;
+    DecisionRecord& record = mRing.next();
     record.time = MonotonicNow();
     record.pkg.assign(pkg);
     record.decision = decision;
@@ -19,12 +16,7 @@ void DecisionLog::add(const std::string& pkg, const Decision& decision) {
 
 std::vector<DecisionRecord> DecisionLog::since(uint64_t after) const {
     MutexLock lock(mMutex);
-    const uint64_t oldest = mCount > kCapacity ? mCount - kCapacity : 0;
-    std::vector<DecisionRecord> records;
-    for (uint64_t i = std::max(oldest, after); i < mCount; ++i) {
-        records.push_back(mRing[i % kCapacity]);
-    }
-    return records;
+    return mRing.since(after);
 }
 
 void DecisionLog::dump(Dumper* dumper) const {

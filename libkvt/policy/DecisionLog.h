@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
 
+#include "common/Ring.h"
 #include "policy/Decision.h"
 #include "sync/Mutex.h"
 
@@ -38,8 +38,7 @@ class DecisionLog {
 
   private:
     mutable Mutex mMutex;
-    std::array<DecisionRecord, kCapacity> mRing GUARDED_BY(mMutex);
-    uint64_t mCount GUARDED_BY(mMutex) = 0;
+    Ring<DecisionRecord, kCapacity> mRing GUARDED_BY(mMutex);
 };
 
 }  // namespace KVT

@@ -15,27 +15,6 @@
 namespace KVT {
 namespace {
 
-struct Meaning {
-    Cause::Kind kind;
-    const char* text;
-};
-
-constexpr Meaning kMeanings[] = {
-    {Cause::kUnnamed, "a program in the service's process asked for it"},
-    {Cause::kDecision, "decided"},
-    {Cause::kFixedMode, "the policy is off: a property fixes the rate, or the panel has no other"},
-    {Cause::kRecovery, "the rate was changed from outside, and set back"},
-    {Cause::kTouchDown, "a finger is, or was just, on the screen"},
-    {Cause::kTouchRest, "no finger on the screen, and nothing moves"},
-    {Cause::kClimb, "the game ran at more than 60 frames per second, and not below 46 since"},
-    {Cause::kFall, "the game ran at fewer than 46 frames per second, and not above 60 since"},
-    {Cause::kTrial, "a game at 60 frames per second gets 90 Hz for 5 s, to climb if it can"},
-    {Cause::kTrialOver, "a trial at 90 Hz ended without more than 60 frames per second"},
-    {Cause::kBoost, "the scheduler is told 90 frames per second for 5 s, to help the game climb"},
-};
-static_assert(std::size(kMeanings) == Cause::kBoost + 1);
-static_assert(AreInPlace(kMeanings, &Meaning::kind));
-
 const Rule* RuleNamed(const char* name) {
     for (const Rule& rule : Rules()) {
         if (rule.name == name) {  // both are the one in the table
@@ -66,11 +45,11 @@ std::string PackageText(const std::string& pkg, bool game, int32_t code, const C
 
 const char* Because(const RateEntry& last, const Rule* rule, const PolicySnapshot& scenes) {
     if (last.number == 0) {
-        return FpsCommon::switchAll != 0 ? kMeanings[Cause::kFixedMode].text
+        return FpsCommon::switchAll != 0 ? Cause{Cause::kFixedMode}.meaning()
                                          : "nothing was asked of the panel yet";
     }
     if (rule == nullptr) {
-        return kMeanings[last.cause.kind].text;
+        return last.cause.meaning();
     }
     if (rule->holds == nullptr) {
         return "no scene holds";

@@ -6,97 +6,15 @@
 #include <algorithm>
 
 #include "common/Paths.h"
-#include "config/XmlParser.h"
 #include "detect/GameFpsDetect.h"
-#include "host/EventQueue.h"
-#include "host/FrameworkClient.h"
-#include "host/KVTServiceImpl.h"
 #include "host/TextDumper.h"
 #include "policy/Consequences.h"
-#include "policy/FpsCommon.h"
 #include "sim/Invariants.h"
-#include "sim/fakes/FakePhone.h"
+#include "tests/policy/PhoneUnderTest.h"
 #include "tests/strategy/ScheduleScenarios.h"
-#include "tests/support/LogCapture.h"
-#include "tests/support/Remote.h"
 
 namespace KVT {
 namespace {
-
-constexpr const char* kReportingGame = "com.tencent.tmgp.pubgmhd";
-constexpr const char* kPackages[] = {"app.fixed",        "app.high",     "app.touch.a",
-                                     "app.touch.b",      "game.const",   "game.plain",
-                                     "android.view.cts", "game.dynamic", kReportingGame};
-constexpr const char* kGames[] = {"game.dynamic", "game.other", kReportingGame, "game.const"};
-constexpr int64_t kQuietNs = 12 * kNsPerS;  // longer than any wait of a strategy
-
-/** All of it lives as long as the check threads, which is as long as the process. */
-struct PhoneUnderTest {
-    LogCapture logs;
-    sim::FakePhone fakes;
-    EventQueue events;
-    android::sp<KVTServiceImpl> service;
-    /** The service to senders that wait until their event was acted on, whichever thread does it. */
-    android::sp<android::IBinder> patient =
-        new Remote([this](uint32_t code, const android::Parcel& data, android::Parcel* reply,
-                          uint32_t) { return service->transact(code, data, reply, 0); });
-    android::sp<IKVTService> compositor = new BpKVTService(patient);
-    FrameworkClient framework{patient};
-    // A touch that is under way while the policy switches the touch strategy off would reach it:
-    // that the compositor has looked at its switch and the service has got the touch is one step.
-    Mutex touchIsUnderWay;
-};
-
-PhoneUnderTest& TheUnit() {
-    static auto* unit = new PhoneUnderTest;
-    return *unit;
-}
-
-/**
- * A configuration with a package for each thing that a package can lead to: any application gets 60
- * Hz, app.high 90 Hz, app.touch* the touch strategy, any game the dynamic strategy, game.const the
- * constant-high one, game.plain 60 Hz.
- */
-constexpr const char* kConfiguration = R"(<Params name="dynamic_fps_config">
-    <Param name="setting_switch"><setting id="0">
-        <switch name="app_default" value="2"/><switch name="game_default" value="9"/>
-        <switch name="app_perceptible_switch" value="3"/>
-        <switch name="app_imperceptible_switch" value="9"/>
-        <switch name="game_perceptible_switch" value="3"/>
-        <switch name="game_imperceptible_switch" value="2"/>
-    </setting></Param>
-    <Param name="application_list">
-        <list name="app_pkg_perceptible_list"><pkg>app.high</pkg></list>
-        <list name="app_pkg_imperceptible_list"><pkg>app.touch</pkg></list>
-        <list name="game_pkg_perceptible_list"><pkg>game.const</pkg></list>
-        <list name="game_pkg_imperceptible_list"><pkg>game.plain</pkg></list>
-    </Param></Params>)";
-
-/** One by which nearly every package gets another rate. */
-constexpr const char* kOtherConfiguration = R"(<Params name="dynamic_fps_config">
-    <Param name="setting_switch"><setting id="0">
-        <switch name="app_default" value="3"/><switch name="game_default" value="3"/>
-    </setting></Param>
-    <Param name="TP_pointer_position_switch" value="0"/>
-    <Param name="force_multi_app_lcd_fps" value="1"/></Params>)";
-
-/** A configuration file, read. */
-class Configuration {
-  public:
-    explicit Configuration(const char* text) { mDocument.Parse(text); }
-    const tinyxml2::XMLElement* params() const { return mDocument.RootElement(); }
-
-  private:
-    tinyxml2::XMLDocument mDocument{true, tinyxml2::PRESERVE_WHITESPACE};
-};
-
-void ConfigurePackages() {
-    XmlParser::ParseHelper(Configuration(kConfiguration).params());
-    for (const char* game :
-         {"game.dynamic", "game.other", "game.const", "game.plain", kReportingGame}) {
-        TheUnit().fakes.classifier->setType(game, kTypeGame);
-    }
-}
 
 int32_t PanelHz() {
     return TheUnit().fakes.panel->currentHz();
@@ -246,6 +164,7 @@ constexpr int kFramesUntilSure = 400;
 constexpr int kFramesUntilFirst = 120;
 /** Steady frames from one result of detection to the next. */
 constexpr int kFramesBetweenResults = 100;
+
 bool SchedulerWasTold90() {
     const std::vector<std::string> messages = TheUnit().fakes.sched->takeMessages();
     return std::any_of(messages.begin(), messages.end(), [](const std::string& message) {
