@@ -50,7 +50,7 @@ void RateLog::onRateEntry(const RateEntry& entry) {
 
 void DumpHistory(Dumper* dumper, uint64_t after) {
     dumper->section("history");
-    dumper->seconds("now", MonotonicNow());
+    dumper->seconds("now", BootTimeNow());
     dumper->value("last", LcdFpsControl::journal.last().number);
     for (const RateEntry& entry : LcdFpsControl::journal.since(after)) {
         dumper->value(std::to_string(entry.number),

@@ -136,7 +136,7 @@ void LcdFpsControl::SetLcdFpsInternal(int32_t fps, const Cause& cause) {
         KVT_LOGE("LcdFpsControl: client must not be nullptr");
         return;
     }
-    const int64_t since = MonotonicNow();
+    const int64_t since = BootTimeNow();
     stats.onRequested(fps);
     const std::string rate = std::to_string(fps);
     client->SetFreq(rate, highFreqOnFlag);  // whether it worked is seen on the panel alone

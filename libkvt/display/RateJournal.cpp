@@ -29,14 +29,14 @@ void RateJournal::onAsked(const Cause& cause, int32_t askedHz, int32_t shownHz, 
 
 void RateJournal::onCause(const Cause& cause) {
     RateEntry entry;
-    entry.time = MonotonicNow();
+    entry.time = BootTimeNow();
     entry.cause = cause;
     add(std::move(entry), false);
 }
 
 void RateJournal::onCauseKept() {
     RateEntry entry;
-    entry.time = MonotonicNow();
+    entry.time = BootTimeNow();
     add(std::move(entry), true);
 }
 
@@ -60,7 +60,7 @@ void RateJournal::add(RateEntry entry, bool keepsCause) {
         if (!isNew) {
             return;
         }
-        entry.tookNs = MonotonicNow() - entry.time;
+        entry.tookNs = BootTimeNow() - entry.time;
         entry.pkg = mPackage;
         RateEntry& kept = mRing.next();
         entry.number = mRing.count();
@@ -90,7 +90,7 @@ int64_t RateJournal::heldSince() const {
     MutexLock lock(mMutex);
     const RateEntry& last = mRing.last();
     if (last.number == 0) {
-        return MonotonicNow();
+        return BootTimeNow();
     }
     int64_t since = last.time;
     for (uint64_t number = last.number - 1; mRing.holds(number); --number) {

@@ -16,7 +16,7 @@ namespace KVT {
 struct RateEntry {
     /** Counts entries from 1. */
     uint64_t number = 0;
-    /** When it was asked for, nanoseconds of the monotonic clock. */
+    /** When it was asked for, nanoseconds of the boot-time clock: a phone may sleep between two. */
     int64_t time = 0;
     /** Until the panel showed it, or was given up on. */
     int64_t tookNs = 0;
@@ -62,6 +62,7 @@ class RateJournal {
     void onPackage(const std::string& pkg) EXCLUDES(mMutex);
     /** What the panel shows without having been asked; kNotRead, too. */
     void onSeen(int32_t hz) EXCLUDES(mMutex);
+    /** @param sinceNs when it was asked, by the boot-time clock */
     void onAsked(const Cause& cause, int32_t askedHz, int32_t shownHz, int64_t sinceNs)
         EXCLUDES(mMutex);
     /** A cause for which the panel stays as it is. */
@@ -73,7 +74,10 @@ class RateJournal {
     std::vector<RateEntry> since(uint64_t after) const EXCLUDES(mMutex);
     /** The last one. Before the first: number 0, and what the panel was seen at. */
     RateEntry last() const EXCLUDES(mMutex);
-    /** Since when the last cause holds the rate, whatever was in front; of a code, its package. */
+    /**
+     * Since when, by the boot-time clock, the last cause holds the rate, whatever was in front; of a
+     * code, its package.
+     */
     int64_t heldSince() const EXCLUDES(mMutex);
 
   private:

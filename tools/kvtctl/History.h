@@ -16,7 +16,7 @@ namespace KVT::ctl {
 /** An entry of the service's journal: a rate that was asked for, or a cause that left it as it was. */
 struct RateChange {
     uint64_t number = 0;
-    /** Seconds of the service's monotonic clock. */
+    /** Seconds of the phone's boot-time clock. */
     double at = 0;
     double tookSeconds = 0;
     /** Hz; 0 when none was asked for. */

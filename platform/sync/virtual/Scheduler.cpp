@@ -71,6 +71,18 @@ int64_t Scheduler::Now() {
     return mNowNs;
 }
 
+int64_t Scheduler::BootTime() {
+    Unseen unseen;
+    Lock lock(mLock);
+    return mNowNs + mSuspendedNs;
+}
+
+void Scheduler::Suspend(int64_t ns) {
+    Unseen unseen;
+    Lock lock(mLock);
+    mSuspendedNs += ns;
+}
+
 uint64_t Scheduler::Digest() {
     Unseen unseen;
     Lock lock(mLock);

@@ -57,6 +57,10 @@ class Scheduler {
     /** Any thread. */
     int64_t Now();
     /** Any thread. */
+    int64_t BootTime();
+    /** Any thread. */
+    void Suspend(int64_t ns);
+    /** Any thread. */
     uint64_t Digest();
 
     /** Any thread: reserves a place for a thread that is about to be started. @return its id */
@@ -122,6 +126,7 @@ class Scheduler {
     std::optional<std::mt19937_64> mRandom;
     uint64_t mTurnLength = 1;
     int64_t mNowNs;
+    int64_t mSuspendedNs = 0;
     uint64_t mNextId = 0;
     uint64_t mNextIssue = 0;
     uint64_t mDigest;

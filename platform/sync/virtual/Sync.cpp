@@ -84,8 +84,8 @@ int64_t MonotonicNow() {
 }
 
 int64_t BootTimeNow() {
-    // A virtual phone is never suspended.
-    return Scheduler::Active() != nullptr ? MonotonicNow() : posix::ReadClock(CLOCK_BOOTTIME);
+    Scheduler* scheduler = Scheduler::Active();
+    return scheduler != nullptr ? scheduler->BootTime() : posix::ReadClock(CLOCK_BOOTTIME);
 }
 
 void SleepFor(int64_t ns) {

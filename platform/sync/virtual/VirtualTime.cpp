@@ -20,6 +20,12 @@ void VirtualTime::Settle() {
     }
 }
 
+void VirtualTime::Suspend(int64_t ns) {
+    if (Scheduler* scheduler = Scheduler::Active()) {
+        scheduler->Suspend(ns);
+    }
+}
+
 uint64_t VirtualTime::Digest() {
     Scheduler* scheduler = Scheduler::Active();
     return scheduler != nullptr ? scheduler->Digest() : 0;

@@ -51,6 +51,9 @@ class VirtualTime {
      */
     static void Settle();
 
+    /** The phone was suspended for so long: boot time went on meanwhile, and nothing else did. */
+    static void Suspend(int64_t ns);
+
     /** A hash of all scheduling decisions so far: equal for two runs that took the same course. */
     static uint64_t Digest();
 };
