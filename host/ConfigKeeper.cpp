@@ -72,15 +72,16 @@ void ConfigKeeper::onStarted() {
         mPolicyIsOff = true;
     }
     if (FpsCommon::switchAll > 0) {
-        return mInfo.setConfigState("not read: the policy is off");
+        return mInfo.setConfigState("not read: the policy is off", 0);
     }
     ConfigDocument document;
     if (document.load(GetPaths().configFile)) {
-        return mInfo.setConfigState(StateOf(ConfigChecker::Check(document)));
+        return mInfo.setConfigState(StateOf(ConfigChecker::Check(document)), 0);
     }
     mInfo.setConfigState(
         (document.readingError() == ENOENT ? "missing" : "unreadable: " + document.error()) +
-        ": built-in values in force");
+            ": built-in values in force",
+        0);
     KVT_LOGW("configuration: %s: built-in values in force", CleanText(document.error()).c_str());
 }
 
@@ -88,6 +89,7 @@ void ConfigKeeper::reload() {
     if (mPolicyIsOff) {
         return SayThatPolicyIsOff();
     }
+    ++mReadings;
     const auto document = std::make_shared<ConfigDocument>();
     if (!document->load(GetPaths().configFile)) {
         return refuse(document->error());
@@ -97,23 +99,27 @@ void ConfigKeeper::reload() {
         return refuse(fault);
     }
     EventRunner::Event event;
-    event.act = [this, document, state = StateOf(findings)] { takeOver(*document, state); };
+    event.act = [this, document, state = StateOf(findings), reading = mReadings] {
+        takeOver(*document, state, reading);
+    };
     if (mEvents.run(std::move(event), false) != android::OK) {
         refuse(document->name() + ": too many events wait");
     }
 }
 
-void ConfigKeeper::takeOver(const ConfigDocument& document, const std::string& state) {
+void ConfigKeeper::takeOver(const ConfigDocument& document, const std::string& state,
+                            uint32_t reading) {
     if (FpsCommon::switchAll != 0) {
         return SayThatPolicyIsOff();
     }
     FpsCommon::OnConfigChanged(GroupOf(document));
-    mInfo.setConfigState(state);
+    mInfo.setConfigState(state, reading);
     KVT_LOGI("configuration taken over: %s: %s", document.name().c_str(), CleanText(state).c_str());
 }
 
 void ConfigKeeper::refuse(const std::string& fault) {
-    mInfo.setConfigRefused("refused at " + TimeOfDay() + ": " + fault + ": the one before stays");
+    mInfo.setConfigRefused("refused at " + TimeOfDay() + ": " + fault + ": the one before stays",
+                           mReadings);
     KVT_LOGE("configuration refused: %s: the one before stays", CleanText(fault).c_str());
 }
 

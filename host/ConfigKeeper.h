@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "host/ServiceInfo.h"
@@ -34,13 +35,15 @@ class ConfigKeeper {
     void reload();
 
   private:
-    void takeOver(const ConfigDocument& document, const std::string& state);
+    void takeOver(const ConfigDocument& document, const std::string& state, uint32_t reading);
     void refuse(const std::string& fault);
     static void SayThatPolicyIsOff();
 
     EventQueue& mEvents;
     ServiceInfo& mInfo;
     Atomic<bool> mPolicyIsOff{false};
+    /** How often the file was read; of the thread that reloads. */
+    uint32_t mReadings = 0;
 };
 
 }  // namespace KVT

@@ -8,15 +8,18 @@
 
 namespace KVT {
 
-void ServiceInfo::setConfigState(const std::string& state) {
+void ServiceInfo::setConfigState(const std::string& state, uint32_t reading) {
     MutexLock lock(mMutex);
     mConfigState = state;
-    mConfigRefused.clear();
+    if (mRefusedReading <= reading) {
+        mConfigRefused.clear();
+    }
 }
 
-void ServiceInfo::setConfigRefused(const std::string& refusal) {
+void ServiceInfo::setConfigRefused(const std::string& refusal, uint32_t reading) {
     MutexLock lock(mMutex);
     mConfigRefused = refusal;
+    mRefusedReading = reading;
 }
 
 std::string ServiceInfo::configState() {
@@ -28,7 +31,7 @@ void ServiceInfo::dump(Dumper* dumper) {
     dumper->section("service");
     dumper->value("version", KVT_VERSION);
     dumper->value("pid", int64_t{getpid()});
-    dumper->seconds("uptime", MonotonicNow() - mStart);
+    dumper->seconds("uptime", BootTimeNow() - mStart);
     dumper->value("config_file", GetPaths().configFile);
     dumper->value("config_state", configState());
 }

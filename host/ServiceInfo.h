@@ -14,10 +14,13 @@ class Dumper;
 /** Which service this is, and with which configuration it runs. Any thread; leaf lock. */
 class ServiceInfo {
   public:
-    /** What became of the configuration file, in words for people. */
-    void setConfigState(const std::string& state) EXCLUDES(mMutex);
+    /**
+     * What became of the configuration file, in words for people.
+     * @param reading counts how often it was read; what was refused in a later one stays known
+     */
+    void setConfigState(const std::string& state, uint32_t reading) EXCLUDES(mMutex);
     /** Why a later one did not take its place. */
-    void setConfigRefused(const std::string& refusal) EXCLUDES(mMutex);
+    void setConfigRefused(const std::string& refusal, uint32_t reading) EXCLUDES(mMutex);
     /** Both in one line. */
     std::string configState() EXCLUDES(mMutex);
 
@@ -25,10 +28,11 @@ class ServiceInfo {
     void dump(Dumper* dumper) EXCLUDES(mMutex);
 
   private:
-    const int64_t mStart = MonotonicNow();
+    const int64_t mStart = BootTimeNow();
     Mutex mMutex;
     std::string mConfigState GUARDED_BY(mMutex) = "not read yet";
     std::string mConfigRefused GUARDED_BY(mMutex);
+    uint32_t mRefusedReading GUARDED_BY(mMutex) = 0;
 };
 
 }  // namespace KVT

@@ -119,6 +119,11 @@ TEST_F(Keeper, TakesAnotherFileOverInOrderWithTheEvents) {
     EXPECT_EQ(info.configState(), "loaded");
     EXPECT_EQ(said(), "I/KVTService: configuration taken over: " + file + ": loaded\n");
     queue([] { SleepFor(kNsPerS); });
+    reload(kHigh);
+    reload("<Config>");
+    SleepFor(2 * kNsPerS);
+    EXPECT_THAT(info.configState(), MatchesRegex("refused.* .loaded.")) << "the later one";
+    queue([] { SleepFor(kNsPerS); });
     while (queue([] {}) == android::OK) {
     }
     reload(kHigh);
