@@ -22,6 +22,10 @@ int32_t SwitchValue(const ConfigTables& tables, int32_t setting, const char* nam
     return found == row->second.end() ? 0 : found->second;
 }
 
+CodeChoice ChooseDefault(const ConfigTables& tables, int32_t setting, const char* switchName) {
+    return {SwitchValue(tables, setting, switchName), switchName};
+}
+
 /** Takes the list's switch, unless its value says that the list changes nothing. */
 void Override(CodeChoice* choice, const ConfigTables& tables, int32_t setting, const ListRule& rule,
               const std::string* prefix) {
@@ -34,10 +38,10 @@ void Override(CodeChoice* choice, const ConfigTables& tables, int32_t setting, c
 template <size_t N>
 void OverrideByPackage(CodeChoice* choice, const ConfigTables& tables,
                        const std::unordered_map<std::string, PrefixSet>& lists, int32_t setting,
-                       std::string_view pkg, const ListRule (&rules)[N]) {
+                       std::string_view pkg, const ListRule (&rules)[N], const char* leftOut) {
     for (const ListRule& rule : rules) {
         const auto list = lists.find(rule.listName);
-        if (list == lists.end()) {
+        if (list == lists.end() || rule.listName.c_str() == leftOut) {
             continue;
         }
         if (const std::string* prefix = list->second.findPrefixOf(pkg); prefix != nullptr) {
@@ -46,10 +50,12 @@ void OverrideByPackage(CodeChoice* choice, const ConfigTables& tables,
     }
 }
 
-void OverrideByType(CodeChoice* choice, const ConfigTables& tables, int32_t setting, int32_t type) {
+void OverrideByType(CodeChoice* choice, const ConfigTables& tables, int32_t setting, int32_t type,
+                    const char* leftOut) {
     for (const ListRule& rule : kAppTypes) {
         const auto list = tables.appTypeFilterMap.find(rule.listName);
-        if (list != tables.appTypeFilterMap.end() && list->second.count(type) != 0) {
+        if (list != tables.appTypeFilterMap.end() && list->second.count(type) != 0 &&
+            rule.listName.c_str() != leftOut) {
             return Override(choice, tables, setting, rule, nullptr);
         }
     }
@@ -57,22 +63,18 @@ void OverrideByType(CodeChoice* choice, const ConfigTables& tables, int32_t sett
 
 }  // namespace
 
-CodeChoice ChooseDefault(const ConfigTables& tables, int32_t setting, bool game) {
-    const char* const switchName = game ? "game_default" : "app_default";
-    return {SwitchValue(tables, setting, switchName), switchName};
-}
-
-CodeChoice ChooseGameCode(const ConfigTables& tables, int32_t setting, std::string_view pkg) {
-    CodeChoice choice = ChooseDefault(tables, setting, true);
-    OverrideByPackage(&choice, tables, tables.gameFilterMap, setting, pkg, kGamePackages);
+CodeChoice ChooseGameCode(const ConfigTables& tables, int32_t setting, std::string_view pkg,
+                          const char* leftOut) {
+    CodeChoice choice = ChooseDefault(tables, setting, "game_default");
+    OverrideByPackage(&choice, tables, tables.gameFilterMap, setting, pkg, kGamePackages, leftOut);
     return choice;
 }
 
 CodeChoice ChooseAppCode(const ConfigTables& tables, int32_t setting, std::string_view pkg,
-                         int32_t type) {
-    CodeChoice choice = ChooseDefault(tables, setting, false);
-    OverrideByType(&choice, tables, setting, type);
-    OverrideByPackage(&choice, tables, tables.appPkgFilterMap, setting, pkg, kAppPackages);
+                         int32_t type, const char* leftOut) {
+    CodeChoice choice = ChooseDefault(tables, setting, "app_default");
+    OverrideByType(&choice, tables, setting, type, leftOut);
+    OverrideByPackage(&choice, tables, tables.appPkgFilterMap, setting, pkg, kAppPackages, leftOut);
     return choice;
 }
 

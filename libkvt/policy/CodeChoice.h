@@ -32,11 +32,11 @@ struct CodeChoice {
     const std::string* prefix = nullptr;
 };
 
-/** Pure functions of the tables: the caches above them are FpsCommon's. */
-CodeChoice ChooseGameCode(const ConfigTables& tables, int32_t setting, std::string_view pkg);
-/** What a package gets that is in no list. */
-CodeChoice ChooseDefault(const ConfigTables& tables, int32_t setting, bool game);
+// Pure functions of the tables: the caches above them are FpsCommon's. As if there were no list whose
+// name is `leftOut`, that of an earlier choice.
+CodeChoice ChooseGameCode(const ConfigTables& tables, int32_t setting, std::string_view pkg,
+                          const char* leftOut = nullptr);
 CodeChoice ChooseAppCode(const ConfigTables& tables, int32_t setting, std::string_view pkg,
-                         int32_t type);
+                         int32_t type, const char* leftOut = nullptr);
 
 }  // namespace KVT

@@ -71,7 +71,7 @@ void FpsCommon::DumpWhy(Dumper* dumper) {
     dumper->section("why");
     dumper->value("hz", last.shownHz);
     dumper->value("asked_hz", LcdFpsControl::stats.totals().requestedHz);
-    dumper->seconds("seconds", MonotonicNow() - LcdFpsControl::journal.heldSince());
+    dumper->seconds("seconds", BootTimeNow() - LcdFpsControl::journal.heldSince());
     dumper->value("cause", last.number == 0 ? "start" : last.cause.name());
     dumper->value("because", Because(last, rule, scenes));
     dumper->value("followed", last.followed);
@@ -84,8 +84,11 @@ void FpsCommon::DumpWhy(Dumper* dumper) {
     const bool game = type == kTypeGame;
     const int32_t setting = lcdSetting;
     MutexLock lock(codeCacheMutex);  // the choice points into the tables
-    const CodeChoice choice =
-        game ? ChooseGameCode(tables, setting, pkg) : ChooseAppCode(tables, setting, pkg, type);
+    const auto choose = [&](const char* leftOut) {
+        return game ? ChooseGameCode(tables, setting, pkg, leftOut)
+                    : ChooseAppCode(tables, setting, pkg, type, leftOut);
+    };
+    const CodeChoice choice = choose(nullptr);
     const int32_t code = LookUpCode(setting, pkg, type);
     const Decision byPackage = game ? DecideGame(code) : DecideApp(code);
     const std::optional<Decision> scene = DecideByScene(scenes);
@@ -100,7 +103,8 @@ void FpsCommon::DumpWhy(Dumper* dumper) {
     }
 
     // What stands behind the present cause: of a strategy the decision that armed it, of a scene the
-    // next one that holds, of the package's own entry the default.
+    // next one that holds, of the package's own entry the next list or the
+    // default.
     if (last.cause.kind != Cause::kDecision) {
         const Decision& inForce = scene.has_value() ? *scene : byPackage;
         dumper->value("without", inForce.rule->name);
@@ -114,8 +118,8 @@ void FpsCommon::DumpWhy(Dumper* dumper) {
         return;
     }
     if (choice.listName != nullptr) {
-        const CodeChoice other = ChooseDefault(tables, setting, game);
-        dumper->value("without", other.switchName);
+        const CodeChoice other = choose(choice.listName);
+        dumper->value("without", other.listName == nullptr ? other.switchName : other.listName);
         dumper->value("without_rate",
                       RateText(game ? DecideGame(other.code) : DecideApp(other.code)));
     }

@@ -100,6 +100,7 @@ TEST_F(Why, NamesTheEntryThatChoseTheCode) {
     listPackages(3, 3);
     FpsCommon::tables.appTypeFilterMap["app_type_perceptible_list"].insert(10);
     type("app.of.type", 10);
+    type("app.listed.b", 10);
     start();
     const struct {
         const char* pkg;
@@ -109,6 +110,9 @@ TEST_F(Why, NamesTheEntryThatChoseTheCode) {
         {"app.listed.too",
          "app.listed.too is an application of code 3 (app_pkg_perceptible_list, entry app.listed)",
          "90 app-code, without it app_default 60 Hz"},
+        {"app.listed.b",
+         "app.listed.b is an application of code 3 (app_pkg_perceptible_list, entry app.listed)",
+         "90 app-code, without it app_type_perceptible_list 90 Hz"},
         {"app.of.type", "app.of.type is an application of code 3 (app_type_perceptible_list)",
          "90 app-code, without it app_default 60 Hz"},
         {"app.other", "app.other is an application of code 2 (app_default)", "60 app-code"},
@@ -163,7 +167,8 @@ TEST_F(Why, SaysWhenAnUnlockSuspendsDecisions) {
     framework.send(POWER_MODE, 4);
     SleepFor(kNsPerS);
     focus("app.other");
-    EXPECT_EQ(value("seconds"), "1.000") << "for so long the scene holds it, whatever is in front";
+    VirtualTime::Suspend(3600 * kNsPerS);
+    EXPECT_EQ(value("seconds"), "3601.000") << "whatever is in front, and while the phone sleeps";
     framework.fingerprint("bank", 1);
     framework.send(POWER_MODE, 2);
     EXPECT_EQ(why(), "60 power-saving, without it fingerprint-high 90 Hz");

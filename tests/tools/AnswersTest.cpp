@@ -78,9 +78,11 @@ TEST(Why, NamesCauseAlternativePanelAndWhatIsDegraded) {
          "visible)\n"
          "  panel        asked nothing, unknown\n"},
         {"[why]\nhz=-1\nasked_hz=90\nseconds=nan\ncause=climb\nfollowed=false\n"
+         "without=app_type_perceptible_list\nwithout_rate=90 Hz\n"
          "[service]\nconfig_state=not read: the policy is off\n",
          0,
          "rate could not be read for 0.0 s: climb\n"
+         "  without it   90 Hz: app_type_perceptible_list (the next list that it is in)\n"
          "  panel        asked 90, could not be read\n"
          "  degraded     panel asked for 90 Hz, and could not be read\n"},
     };

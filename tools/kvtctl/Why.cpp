@@ -59,9 +59,12 @@ std::string WithoutReason(const Why& why) {
     if (IsByCode(why.without)) {
         return PackageReason(why);
     }
-    const std::string meaning = MeaningOf(why.without);
-    return why.without +
-           (meaning.empty() ? " (as for a package in no list)" : " (" + meaning + ")");
+    std::string meaning = MeaningOf(why.without);
+    if (meaning.empty()) {
+        const bool isList = why.without.find("_list") != std::string::npos;
+        meaning = isList ? "the next list that it is in" : "as for a package in no list";
+    }
+    return why.without + " (" + meaning + ")";
 }
 
 std::string Headline(const Why& why) {
