@@ -84,8 +84,8 @@ void PrintNews(Context& context, const WatchOptions& options, const History& his
             context.out.flush();
         }
     } else if (!history.changes.empty()) {
-        if (const uint64_t missed = history.changes.front().number - **seen - 1; missed > 0) {
-            context.err << "kvtctl: " << missed << " changes were missed\n";
+        if (const uint64_t first = history.changes.front().number; first > **seen + 1) {
+            context.err << "kvtctl: " << first - **seen - 1 << " changes were missed\n";
         }
         *seen = history.changes.back().number;
         PrintChanges(context, options, history, watch);
