@@ -5,7 +5,7 @@
 
 #include <cstring>
 #include <optional>
-#include <regex>
+#include <sstream>
 
 #include "common/LeadingNumber.h"
 #include "display/DisplayFreqClient.h"
@@ -20,13 +20,17 @@ namespace {
 using Texts = std::vector<std::string>;
 
 /** No piece behind a last delimiter; of nothing, one that is empty. */
-Texts Pieces(const std::string& text, const char* delimiter) {
-    const std::regex at(delimiter);
-    return {std::sregex_token_iterator(text.begin(), text.end(), at, -1), {}};
+Texts Pieces(const std::string& text, char delimiter) {
+    Texts pieces;
+    std::istringstream rest(text);
+    for (std::string piece; std::getline(rest, piece, delimiter);) {
+        pieces.push_back(piece);
+    }
+    return text.empty() ? Texts{""} : pieces;
 }
 
 std::optional<std::string> Value(const std::string& section, const char* key) {
-    const Texts pieces = Pieces(section, ":");
+    const Texts pieces = Pieces(section, ':');
     return pieces.size() == 2 && pieces[0] == key ? std::optional(pieces[1]) : std::nullopt;
 }
 
@@ -39,7 +43,7 @@ struct Description {
 
 Description Read(const std::string& text) {
     Description read;
-    const Texts sections = Pieces(text, ";");
+    const Texts sections = Pieces(text, ';');
     const auto current = sections.size() == 3 ? Value(sections[0], "current_fps") : std::nullopt;
     if (!current.has_value()) {
         return read;
@@ -51,7 +55,7 @@ Description Read(const std::string& text) {
     }
     read.normal = *normal;
     if (const auto rates = Value(sections[2], "support_fps_list"); rates.has_value()) {
-        read.rates = Pieces(*rates, ",");
+        read.rates = Pieces(*rates, ',');
         read.isWhole = true;
     }
     return read;
