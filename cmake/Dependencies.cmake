@@ -22,8 +22,12 @@ set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR};${ANDROID_LIB_DIR}")
 
 add_library(android_base INTERFACE)
 target_include_directories(android_base SYSTEM INTERFACE ${ANDROID_INCLUDE_DIR})
-# Some of the phone's headers use <atomic> and <memory> without including them.
-target_compile_options(android_base INTERFACE "SHELL:-include atomic" "SHELL:-include memory")
+# Some of the phone's headers use <atomic> and <memory> without including them. A precompiled header has
+# to come before anything else, and brings them.
+foreach(header atomic memory)
+    target_compile_options(android_base INTERFACE
+        "$<$<NOT:$<BOOL:$<TARGET_PROPERTY:KVT_PRECOMPILED>>>:SHELL:-include ${header}>")
+endforeach()
 target_link_libraries(android_base INTERFACE
     ${ANDROID_utils} ${ANDROID_log} ${ANDROID_cutils} ${ANDROID_base} Threads::Threads)
 
