@@ -50,7 +50,18 @@ Invariants::Look Invariants::look() const {
 }
 
 std::vector<std::string> Invariants::violated(Lately lately) {
-    LcdFpsControl::GetLastLcdFps();  // waits for a change that is under way
+    const Look now = lookBetweenEvents(lately);
+    if (mPeersAreGood) {
+        checkPeers();
+    }
+    mBefore = now;
+    return std::exchange(mBroken, {});
+}
+
+/** No event is in progress meanwhile, nor a change of the panel: in the middle nothing need hold. */
+Invariants::Look Invariants::lookBetweenEvents(Lately lately) {
+    MutexLock lock(FpsCommon::decisionMutex);
+    LcdFpsControl::GetLastLcdFps();  // waits for a strategy's change
     const Look now = look();
     if (const auto records = FpsCommon::decisions.since(mLast.has_value() ? mLast->number : 0);
         !records.empty()) {
@@ -63,11 +74,7 @@ std::vector<std::string> Invariants::violated(Lately lately) {
         checkPackage(now);
     }
     checkMemory();
-    if (mPeersAreGood) {
-        checkPeers();
-    }
-    mBefore = now;
-    return std::exchange(mBroken, {});
+    return now;
 }
 
 /** The armed strategy is the last decision's; a boost is a game strategy's, and ends. */

@@ -51,6 +51,7 @@ class Invariants {
     };
 
     Look look() const;
+    Look lookBetweenEvents(Lately lately);
     void checkStrategies(Lately lately);
     void checkRequest(const Look& now);
     void checkPanel(const Look& now);
