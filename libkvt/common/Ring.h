@@ -29,12 +29,12 @@ class Ring {
         return number > 0 && number <= mCount && mCount - number < kCapacity;
     }
 
-    /** Those after the one numbered `after`, oldest first. */
+    /** Those after the one numbered `after`, be there one or not, oldest first. */
     std::vector<Record> since(uint64_t after) const {
-        const uint64_t oldest = mCount > kCapacity ? mCount - kCapacity : 0;
+        const uint64_t gone = mCount > kCapacity ? mCount - kCapacity : 0;
         std::vector<Record> records;
-        for (uint64_t number = std::max(oldest, after) + 1; number <= mCount; ++number) {
-            records.push_back(at(number));
+        for (uint64_t last = std::max(gone, after); last < mCount; ++last) {
+            records.push_back(at(last + 1));
         }
         return records;
     }
