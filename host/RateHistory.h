@@ -26,9 +26,9 @@ class RateLog : public RateListener {
 };
 
 /**
- * The section "history": "now" on the boot-time clock, as the entries' times are, "last", the number of the newest
- * one, then those numbered above `after`, oldest first, as long as the dump has room. Fields by name,
- * the package last.
+ * The section "history": "now" on the boot-time clock, as the entries' times are, "last", the number
+ * of the newest one, then those numbered above `after`, oldest first, as long as the dump has room.
+ * Fields by name, the package last.
  */
 void DumpHistory(Dumper* dumper, uint64_t after);
 

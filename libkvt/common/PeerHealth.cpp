@@ -10,7 +10,7 @@ namespace {
 /** What every service takes now and then, when the phone is busy. */
 constexpr int64_t kPatienceNs = kNsPerS;
 
-/** Times are monotonic ns; 0 for none. */
+/** Times are ns, 0 for none: boot time, but for a wait, in which a phone that sleeps does not count. */
 struct Health {
     Atomic<int32_t> calls{0};
     /** Since when there are calls under way of which none has returned. */
@@ -44,28 +44,26 @@ void PeerCall::found(bool isThere) {
     if (isThere) {
         health.missingSince = 0;
     } else if (health.missingSince == 0) {
-        health.missingSince = MonotonicNow();
+        health.missingSince = BootTimeNow();
     }
 }
 
 void PeerCall::done(bool isDone) {
-    HealthAt(mPeer).failedAt = isDone ? 0 : MonotonicNow();
+    HealthAt(mPeer).failedAt = isDone ? 0 : BootTimeNow();
 }
 
 std::string HealthOf(Peer peer) {
     const Health& health = HealthAt(peer);
-    const int64_t now = MonotonicNow();
-    const auto seconds = [now](int64_t since) {
-        return std::to_string((now - since) / kNsPerS) + " s";
-    };
+    const auto seconds = [](int64_t ns) { return std::to_string(ns / kNsPerS) + " s"; };
     if (const int64_t since = health.missingSince; since != 0) {
-        return "missing for " + seconds(since);
+        return "missing for " + seconds(BootTimeNow() - since);
     }
-    if (const int64_t since = health.waitingSince; since != 0 && now - since > kPatienceNs) {
-        return "silent for " + seconds(since);
+    if (const int64_t since = health.waitingSince;
+        since != 0 && MonotonicNow() - since > kPatienceNs) {
+        return "silent for " + seconds(MonotonicNow() - since);
     }
     if (const int64_t at = health.failedAt; at != 0) {
-        return "failed " + seconds(at) + " ago";
+        return "failed " + seconds(BootTimeNow() - at) + " ago";
     }
     return "in time";
 }

@@ -136,13 +136,13 @@ void LcdFpsControl::SetLcdFpsInternal(int32_t fps, const Cause& cause) {
         KVT_LOGE("LcdFpsControl: client must not be nullptr");
         return;
     }
-    const int64_t since = BootTimeNow();
+    const int64_t since = MonotonicNow();
     stats.onRequested(fps);
     const std::string rate = std::to_string(fps);
     client->SetFreq(rate, highFreqOnFlag);  // whether it worked is seen on the panel alone
     int32_t shown = -1;
     const bool followed = TryRefreshFrame(fps, &shown);
-    journal.onAsked(cause, fps, shown, since);
+    journal.onAsked(cause, fps, shown, MonotonicNow() - since);
     if (!followed) {
         stats.onFailed();
         return;

@@ -17,9 +17,10 @@ void RateJournal::onSeen(int32_t hz) {
     mShownHz = hz;
 }
 
-void RateJournal::onAsked(const Cause& cause, int32_t askedHz, int32_t shownHz, int64_t sinceNs) {
+void RateJournal::onAsked(const Cause& cause, int32_t askedHz, int32_t shownHz, int64_t tookNs) {
     RateEntry entry;
-    entry.time = sinceNs;
+    entry.time = BootTimeNow() - tookNs;
+    entry.tookNs = tookNs;
     entry.cause = cause;
     entry.askedHz = askedHz;
     entry.shownHz = shownHz;
@@ -60,7 +61,6 @@ void RateJournal::add(RateEntry entry, bool keepsCause) {
         if (!isNew) {
             return;
         }
-        entry.tookNs = BootTimeNow() - entry.time;
         entry.pkg = mPackage;
         RateEntry& kept = mRing.next();
         entry.number = mRing.count();

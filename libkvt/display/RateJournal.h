@@ -62,8 +62,8 @@ class RateJournal {
     void onPackage(const std::string& pkg) EXCLUDES(mMutex);
     /** What the panel shows without having been asked; kNotRead, too. */
     void onSeen(int32_t hz) EXCLUDES(mMutex);
-    /** @param sinceNs when it was asked, by the boot-time clock */
-    void onAsked(const Cause& cause, int32_t askedHz, int32_t shownHz, int64_t sinceNs)
+    /** Just now, `tookNs` after it was asked for. */
+    void onAsked(const Cause& cause, int32_t askedHz, int32_t shownHz, int64_t tookNs)
         EXCLUDES(mMutex);
     /** A cause for which the panel stays as it is. */
     void onCause(const Cause& cause) EXCLUDES(mMutex);

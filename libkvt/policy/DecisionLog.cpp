@@ -9,7 +9,7 @@ namespace KVT {
 void DecisionLog::add(const std::string& pkg, const Decision& decision) {
     MutexLock lock(mMutex);
     DecisionRecord& record = mRing.next();
-    record.time = MonotonicNow();
+    record.time = BootTimeNow();
     record.pkg.assign(pkg);
     record.decision = decision;
 }

@@ -18,7 +18,7 @@ class Dumper;
 struct DecisionRecord {
     /** Counts decision runs from 1. */
     uint64_t number = 0;
-    /** Nanoseconds of the monotonic clock. */
+    /** Nanoseconds of the boot-time clock. */
     int64_t time = 0;
     std::string pkg;
     Decision decision{};

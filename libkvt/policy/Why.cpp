@@ -103,8 +103,7 @@ void FpsCommon::DumpWhy(Dumper* dumper) {
     }
 
     // What stands behind the present cause: of a strategy the decision that armed it, of a scene the
-    // next one that holds, of the package's own entry the next list or the
-    // default.
+    // next one that holds, of the list that the package is in the next one or the default.
     if (last.cause.kind != Cause::kDecision) {
         const Decision& inForce = scene.has_value() ? *scene : byPackage;
         dumper->value("without", inForce.rule->name);

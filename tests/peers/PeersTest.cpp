@@ -2,6 +2,7 @@
 #include <binder/IServiceManager.h>
 #include <gmock/gmock.h>
 
+#include "common/PeerHealth.h"
 #include "linux/vendor/Protocol.h"
 #include "peers/AppTypes.h"
 #include "peers/CompositorNotices.h"
@@ -155,6 +156,28 @@ TEST_F(GameSdk, CallsBackWithItsToken) {
         EXPECT_EQ(Transact(callback, c.code, FromHex(c.request)), Answer(c.status, {}));
     }
     EXPECT_EQ(received, "{}");
+}
+
+class Health : public Phone {};
+
+TEST_F(Health, IsMissingSilentOrFailedSinceThen) {
+    PeerCall(Peer::kClassification).found(false);
+    SleepFor(2 * kNsPerS);
+    VirtualTime::Suspend(10 * kNsPerS);
+    PeerCall(Peer::kClassification).found(false);
+    EXPECT_EQ(HealthOf(Peer::kClassification), "missing for 12 s");
+    {
+        PeerCall call(Peer::kClassification);
+        call.found(true);
+        SleepFor(2 * kNsPerS);
+        VirtualTime::Suspend(10 * kNsPerS);
+        EXPECT_EQ(HealthOf(Peer::kClassification), "silent for 2 s");
+        call.done(false);
+    }
+    VirtualTime::Suspend(10 * kNsPerS);
+    EXPECT_EQ(HealthOf(Peer::kClassification), "failed 10 s ago");
+    PeerCall(Peer::kClassification).done(true);
+    EXPECT_EQ(HealthOf(Peer::kClassification), "in time");
 }
 
 }  // namespace

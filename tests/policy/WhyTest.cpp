@@ -151,6 +151,7 @@ TEST_F(Why, FollowsTheFinger) {
     for (int i = 0; i < 2; ++i) {
         fakes.panel->changeByItself("90");
         FpsCommon::RecoverLcd();
+        EXPECT_EQ(why(), "60 recovery, without it app-code as the strategy sets it");
     }
     focus("app.touch.too");
     EXPECT_THAT(lines(), ElementsAre("panel 60 -> 90 Hz: touch-down, app.touch, in 0 ms",
@@ -240,7 +241,7 @@ TEST_F(Why, KeepsTheLastChangesOnly) {
     EXPECT_EQ(journal.last().number, 0u);
     for (int32_t i = 0; i < 2000; ++i) {
         journal.onPackage("app." + std::to_string(i / 2));
-        journal.onAsked({Cause::kTouchDown}, 90, i % 4 < 2 ? -1 : 90, MonotonicNow());
+        journal.onAsked({Cause::kTouchDown}, 90, i % 4 < 2 ? -1 : 90, 0);
     }
     EXPECT_EQ(journal.last().number, 1000u) << "what repeats the one before is none";
     const auto entries = journal.since(0);
@@ -249,6 +250,7 @@ TEST_F(Why, KeepsTheLastChangesOnly) {
     EXPECT_EQ(entries.back().pkg, "app.999");
     EXPECT_EQ(journal.since(998).size(), 2u);
     EXPECT_TRUE(journal.since(5000).empty());
+    EXPECT_TRUE(journal.since(UINT64_MAX).empty());
 }
 
 }  // namespace
