@@ -187,13 +187,18 @@ check_refusals() {
     name=$(printf 'x%.0s' {1..1000}) # so that few frames fill the space for one-way calls
     before=$(status_value received)
     driver=$(refused_by_driver)
+    watch frozen --timeout 1
+    eventually "one who watches reports" grep -q "nothing is reported" "$work/frozen.errors"
     kill -STOP "$service"
     kvtctl frames "$name" --fps 500 --for 2 >"$work/frames" 2>&1 && status=0 || status=$?
-    kill -CONT "$service"
-    driver=$(($(refused_by_driver) - driver))
     count_frames "$work/frames"
     expect "a frozen service: all that was not sent was refused" \
         "$status $((failed > 0)) $((sent > 0)) $((sent + failed))" "1 1 1 1000"
+    await_end "${watcher[frozen]}"
+    expect "who watches is told" "$status $(tail -n 1 "$work/frozen.errors")" \
+        "1 kvtctl: asking whether the service is there failed: no answer in time"
+    kill -CONT "$service"
+    driver=$(($(refused_by_driver) - driver))
     expect "the driver counts as many" "$driver" "$failed"
     eventually "all that was sent arrives later" status_is received $((before + sent))
 }

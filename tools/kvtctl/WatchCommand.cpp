@@ -41,10 +41,9 @@ class Watch {
           mLeft(options.count > 0 ? options.count : INT64_MAX),
           mEndNs(options.seconds > 0 ? MonotonicNow() + options.seconds * kNsPerS : INT64_MAX) {}
 
-    bool goesOn() const {
-        return mLeft > 0 && MonotonicNow() < mEndNs && mContext.out &&
-               !mContext.process.isReaderGone();
-    }
+    bool goesOn() const { return isRead() && MonotonicNow() < mEndNs; }
+    /** Somebody wants another line, be there time for one or not. */
+    bool isRead() const { return mLeft > 0 && mContext.out && !mContext.process.isReaderGone(); }
     /** @return whether there is to be another line, which is then counted */
     bool takeLine() { return mLeft > 0 && mLeft-- > 0; }
     /** When to look again whether it goes on. */
@@ -99,20 +98,23 @@ void WatchPanel(Context& context, const WatchOptions& options) {
     }
     Watch watch(context, options);
     std::optional<uint64_t> seen;
-    while (watch.goesOn()) {
+    for (bool isLast = false; !isLast && watch.isRead();) {
+        isLast = !watch.goesOn();
         History history;
         const status_t status =
             FetchHistory(service, seen.value_or(UINT64_MAX), options.deadline(), &history);
         if (status == android::OK) {
             PrintNews(context, options, history, &seen, &watch);
+        } else if (isLast || status == android::WOULD_BLOCK) {
+            // It has been watched for long enough; or others are having dumps made just now.
         } else if (status == android::DEAD_OBJECT) {
             context.err << kGone;
             context.status = kRefused;
             return;
-        } else if (status != android::WOULD_BLOCK) {  // others may be having dumps made just now
+        } else {
             return Complain(context, "asking for the history", status);
         }
-        SleepFor(watch.nextLookNs() - MonotonicNow());
+        SleepFor(watch.nextLookNs() - MonotonicNow());  // not at all, when it has ended
     }
 }
 
@@ -200,7 +202,16 @@ void WatchGame(Context& context, const WatchOptions& options) {
             "then every change, at least 60",
             Line::kPlain, 8}});
     Watch watch(context, options);
+    int64_t nextPingNs = MonotonicNow();
     while (watch.goesOn()) {
+        if (MonotonicNow() >= nextPingNs) {  // one that stands still says nothing, nor dies
+            const status_t status =
+                CallInTime(options.deadline(), [service] { service->pingBinder(); });
+            if (status != android::OK) {
+                return Complain(context, "asking whether the service is there", status);
+            }
+            nextPingNs = MonotonicNow() + kNsPerS;
+        }
         if (death->dead) {
             context.err << kGone;
             context.status = kRefused;
