@@ -55,7 +55,7 @@ TEST(Why, NamesCauseAlternativePanelAndWhatIsDegraded) {
          0,
          "60 Hz for 0.4 s: game-code: com.example.shooter is a game of code 3 "
          "(game_pkg_perceptible_list, entry com.)\n"
-         "  without it   60 Hz: game_default (as for a package in no list)\n"
+         "  without it   60 Hz: game_default (the default)\n"
          "  panel        asked 90, shows 60\n"
          "  degraded     panel asked for 90 Hz, and stays at 60\n"
          "  degraded     configuration a.xml: 3 findings\n"},

@@ -62,7 +62,7 @@ std::string WithoutReason(const Why& why) {
     std::string meaning = MeaningOf(why.without);
     if (meaning.empty()) {
         const bool isList = why.without.find("_list") != std::string::npos;
-        meaning = isList ? "the next list that it is in" : "as for a package in no list";
+        meaning = isList ? "the next list that it is in" : "the default";
     }
     return why.without + " (" + meaning + ")";
 }
