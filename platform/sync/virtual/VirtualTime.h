@@ -41,7 +41,7 @@ class VirtualTime {
     /**
      * Starts virtual time with the calling thread as the first participant, for the rest of the
      * process: objects that are destroyed at exit can still end their workers. Once per process,
-     * with no lock held and no worker started.
+     * with no lock held and no worker started. From then on the process stays on one processor.
      */
     static void Enter(const Options& options);
 
