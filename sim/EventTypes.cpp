@@ -8,9 +8,11 @@
 #include <sstream>
 #include <vector>
 
+#include "common/Codes.h"
 #include "host/DidYouMean.h"
 #include "linux/vendor/Protocol.h"
 #include "policy/FpsCommon.h"
+#include "sim/Expectation.h"
 #include "sim/FrameSource.h"
 #include "sync/Clock.h"
 
@@ -19,6 +21,8 @@ namespace {
 
 constexpr int64_t kMaxInt = INT32_MAX;
 constexpr int64_t kLongestMs = int64_t{24} * 3600 * 1000;
+// As Android numbers the exceptions that a reply can carry.
+constexpr int32_t kSecurityException = -1;
 
 int32_t Int(Arguments& arguments, const char* name) {
     return static_cast<int32_t>(arguments.integer(name, -kMaxInt - 1, kMaxInt));
@@ -106,10 +110,15 @@ Action Recover(Arguments&) {
 // --- Compositor ---
 
 Action Touch(Arguments& arguments) {
-    const bool down = arguments.boolean("down");
+    const bool down = arguments.boolean("down", false);
+    const int32_t value =
+        static_cast<int32_t>(arguments.integer("value", -kMaxInt - 1, kMaxInt, down ? 1 : 0));
+    if (!arguments.describes() && arguments.has("down") == arguments.has("value")) {
+        throw ScenarioError("touch: either 'down' or 'value' should be there");
+    }
     return [=](World& world) {
         if (world.phone.compositor->wantsTouchEvents()) {
-            world.compositorSide->SetLcdEvent(down ? 1 : 0);
+            world.compositorSide->SetLcdEvent(value);
         } else {
             world.phone.journal->add("compositor keeps the touch to itself");
         }
@@ -158,11 +167,15 @@ Action Refreshes(Arguments& arguments) {
 Action Panel(Arguments& arguments) {
     FakePanel::Behaviour wanted;
     const bool moves = arguments.has("current");
-    wanted.current = arguments.text("current", wanted.current);
-    wanted.normal = arguments.text("default", wanted.normal);
+    wanted.normal = arguments.choice("default", FakePanel::KnownRates(), wanted.normal);
     const bool lists = arguments.has("rates");
-    const std::vector<std::string> rates = arguments.texts("rates");
+    const std::vector<std::string> rates = arguments.texts("rates", FakePanel::KnownRates());
     wanted.rates = lists ? rates : wanted.rates;
+    wanted.current = arguments.choice("current", FakePanel::KnownRates(), wanted.current);
+    if (moves && !wanted.shows(wanted.current)) {
+        throw ScenarioError("panel: 'current' should be one of its rates, and is " +
+                            wanted.current);
+    }
     wanted.obeysAfter = static_cast<int32_t>(
         arguments.integer("obeys_after", FakePanel::kNever, kMaxInt, wanted.obeysAfter));
     wanted.getError = static_cast<int32_t>(arguments.integer("get_error", -kMaxInt, kMaxInt, 0));
@@ -171,23 +184,33 @@ Action Panel(Arguments& arguments) {
     wanted.vanished = arguments.boolean("vanished", false);
     return [=](World& world) {
         FakePanel::Behaviour next = wanted;
-        if (!moves) {
-            next.current = world.phone.panel->behaviour().current;
-        }
+        next.current = world.phone.panel->behaviour().current;
         world.phone.panel->behave(next);
+        if (moves) {
+            world.phone.panel->changeByItself(wanted.current);
+        }
     };
 }
 
 Action PanelMoves(Arguments& arguments) {
-    const std::string rate = arguments.text("rate");
-    return [=](World& world) { world.phone.panel->changeByItself(rate); };
+    const std::string rate = arguments.choice("rate", FakePanel::KnownRates());
+    return [=](World& world) {
+        if (!world.phone.panel->changeByItself(rate)) {
+            world.phone.journal->add("nothing happens: the panel has no such rate");
+        }
+    };
 }
 
 Action Types(Arguments& arguments) {
-    const Json::Value types = arguments.object("types");
+    Json::Value type;
+    type["type"] = "integer";
+    const Json::Value types = arguments.object("types", type);
     for (const std::string& pkg : types.getMemberNames()) {
         if (!types[pkg].isInt()) {
             throw ScenarioError("types: the type of '" + pkg + "' should be a whole number");
+        }
+        if (!IsKnownType(types[pkg].asInt())) {
+            throw ScenarioError("types: the type of '" + pkg + "' should be from -1 to 36, or 255");
         }
     }
     return [=](World& world) {
@@ -198,8 +221,20 @@ Action Types(Arguments& arguments) {
 }
 
 Action Withdraw(Arguments& arguments) {
-    const std::string service = arguments.text("service");
+    const std::string service = arguments.choice("service", FakePhone::FullNames());
     return [=](World& world) { world.phone.withdraw(service); };
+}
+
+Action Classification(Arguments& arguments) {
+    constexpr int64_t kLatestMs = 60'000;
+    const std::string answers = arguments.choice("answers", {"types", "fails", "throws"}, "types");
+    const int64_t delayNs = arguments.integer("after_ms", 0, kLatestMs, 0) * kNsPerMs;
+    return [=](World& world) {
+        FakeClassifier& classifier = *world.phone.classifier;
+        classifier.failCalls(answers == "fails" ? android::FAILED_TRANSACTION : android::OK);
+        classifier.throwException(answers == "throws" ? kSecurityException : 0);
+        classifier.answerAfter(delayNs);
+    };
 }
 
 Action Publish(Arguments&) {
@@ -213,6 +248,55 @@ Action Sdk(Arguments& arguments) {
     return [=](World& world) { world.phone.gameSdk->report(report); };
 }
 
+// --- The scenario itself ---
+
+/** Checked here, and done each on a thread of its own, all begun at the same time. */
+Action Overlap(Arguments& arguments) {
+    std::vector<Action> actions;
+    for (const Json::Value& event : arguments.objects("events")) {
+        Arguments own(event, "overlap");
+        const std::string name = own.text("event");
+        const EventType* const type = FindEventType(name);
+        if (type == nullptr || type->kind != EventType::kHappens || name == "overlap") {
+            throw ScenarioError("overlap: '" + name + "' is no event that can overlap");
+        }
+        Arguments its(event, "overlap: " + name);
+        its.text("event");
+        actions.push_back(type->prepare(its));
+        its.finish();
+    }
+    return [=](World& world) {
+        std::vector<std::function<void()>> parts;
+        parts.reserve(actions.size());
+        for (const Action& action : actions) {
+            parts.emplace_back([&world, &action] { action(world); });
+        }
+        world.together(parts);
+    };
+}
+
+Action Expect(Arguments& arguments) {
+    const Expectation expected = Expectation::Read(arguments);
+    if (!arguments.describes() && expected.isEmpty()) {
+        throw ScenarioError("expect: nothing is expected");
+    }
+    return [=](World& world) {
+        if (!world.inProcess) {
+            world.phone.journal->add("nothing is looked at: the policy is in another process");
+            return;
+        }
+        const std::string fault = expected.unmet(world.phone.panel->currentHz());
+        if (!fault.empty()) {
+            world.unmet.push_back(fault);
+            world.phone.journal->add("NOT AS EXPECTED: " + fault);
+        }
+    };
+}
+
+Action End(Arguments&) {
+    return [](World&) {};
+}
+
 constexpr const char* kValue = "value";
 constexpr const char* kFrames =
     "fps, for_ms, [jitter_us, drop_per_mille, pause_every_ms, pause_ms, seed]";
@@ -223,7 +307,8 @@ const EventType kOwnEventTypes[] = {
     {"fingerprint", "package, value", nullptr, Fingerprint},
     {"application_state", "type, state, game_mode, package", nullptr, ApplicationState},
     {"self_test", "", "asks the service whether it is alive", SelfTest},
-    {"touch", "down", "finger on the screen, sent while the compositor sends touches", Touch},
+    {"touch", "down or value", "finger on the screen, sent while the compositor sends touches",
+     Touch},
     {"frames",
      "layer, fps, for_ms, [flag, jitter_us, drop_per_mille, pause_every_ms, pause_ms, seed]",
      nullptr, Frames},
@@ -238,7 +323,16 @@ const EventType kOwnEventTypes[] = {
     {"types", "types", "application types by package; 9 is a game", Types},
     {"withdraw", "service", "takes a service away, by its full name", Withdraw},
     {"publish", "", "brings all services back", Publish},
+    {"classification", "[answers, after_ms]",
+     "how the classification service answers from now on: types, fails, throws; and how late",
+     Classification},
     {"sdk", "report", "report of the game SDK", Sdk},
+    {"overlap", "events", "events without at_ms, each on a thread of its own", Overlap},
+    {"expect", "[hz, cause, foreground, strategy, fps, tolerance]",
+     "what should be so at that time; fps, the detected rate, within the tolerance", Expect,
+     EventType::kLooks},
+    {"end", "", "the scenario ends; without it, it goes on until the strategies have settled", End,
+     EventType::kEnds},
 };
 
 /** Those above, and one for each transaction that is one number. */
@@ -261,12 +355,15 @@ std::vector<EventType> AllEventTypes() {
     return types;
 }
 
+constexpr const char* kSetupMeaning = "what the phone is like before the service starts";
+constexpr const char* kSetupArguments = "[config, properties, panel, types, missing]";
+
+}  // namespace
+
 const std::vector<EventType>& EventTypes() {
     static const std::vector<EventType> types = AllEventTypes();
     return types;
 }
-
-}  // namespace
 
 const EventType* FindEventType(const std::string& name) {
     for (const EventType& type : EventTypes()) {
@@ -287,6 +384,11 @@ std::string MeantEvent(const std::string& name) {
 
 std::string DescribeEventTypes() {
     std::ostringstream text;
+    text << "Each line has its event's arguments (in brackets those that may be missing) and the "
+            "time at_ms,\n"
+            "from 0 to 86400000. The first line may be setup, without a time.\n\n";
+    text << "  " << std::left << std::setw(18) << "setup" << kSetupMeaning << "\n"
+         << std::string(20, ' ') << kSetupArguments << "\n";
     for (const EventType& type : EventTypes()) {
         text << "  " << std::left << std::setw(18) << type.name << type.meaning << "\n";
         if (type.arguments[0] != '\0') {

@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "sim/Arguments.h"
 #include "sim/World.h"
@@ -19,7 +20,11 @@ struct EventType {
     const char* meaning;
     /** Checks the arguments and says what the event does. Throws ScenarioError. */
     std::function<Action(Arguments& arguments)> prepare;
+    enum Kind { kHappens, kLooks, kEnds } kind = kHappens;
 };
+
+/** In the order in which they are listed. */
+const std::vector<EventType>& EventTypes();
 
 /** @return null when there is no such event */
 const EventType* FindEventType(const std::string& name);

@@ -6,6 +6,9 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
+#include <memory>
+#include <utility>
 
 #include "common/CleanText.h"
 #include "common/Paths.h"
@@ -20,6 +23,10 @@ namespace KVT::sim {
 namespace {
 
 constexpr int kForegroundWidth = 30;
+// Trials and boosts take 5 s, and so does the touch strategy at most.
+constexpr int64_t kSettledNs = 6 * kNsPerS;
+// A panel that does not settle ends, too.
+constexpr int kMostRests = 100;
 
 double Seconds(int64_t ns) {
     return static_cast<double>(ns) / static_cast<double>(kNsPerS);
@@ -60,6 +67,9 @@ class JournalListener : public BnKVTListener {
 void Player::startService() {
     const android::sp<KVTServiceImpl> service = new KVTServiceImpl;
     mWorld.phone.publish();
+    for (const std::string& name : mScenario.missing) {
+        mWorld.phone.withdraw(name);
+    }
     FpsCommon::Init();
     GameFpsDetect::GetInstance()->AttachService(service);
     service->RegisterListener(new JournalListener(mWorld.phone.journal));
@@ -74,6 +84,7 @@ void Player::line(int64_t time, const std::string& text) {
              kForegroundWidth, foreground.c_str());
     // Ends the stream's buffer, too: a fatal fault must not take the report with it.
     mOut << head << CleanText(text, "=") << std::endl;
+    ++mLines;
 }
 
 void Player::printConsequences() {
@@ -125,8 +136,11 @@ void Player::printSummary() {
     }
     mOut << "  panel switches: " << mWorld.phone.panel->switches() << "\n"
          << "  failed changes: " << LcdFpsControl::stats.totals().failures << "\n"
-         << "  decisions: " << mLastDecision << "\n"
-         << "  by package\n";
+         << "  decisions: " << mLastDecision << "\n";
+    if (const size_t expected = mScenario.expectations(); expected > 0) {
+        mOut << "  expectations: " << expected << ", not met: " << mUnmet.size() << "\n";
+    }
+    mOut << "  by package\n";
     for (const auto& [pkg, times] : LcdFpsControl::stats.totals().nsAtRateByPackage) {
         const std::string name(Beginning(CleanText(pkg), kForegroundWidth));
         for (const auto& [hz, ns] : times) {
@@ -153,23 +167,50 @@ void Player::play() {
     mHz = mWorld.phone.panel->currentHz();
     mForeground = FpsCommon::CurrentPkgName();
     for (const ScenarioEvent& event : mScenario.events) {
-        mWorld.at(mStart + event.atNs, [this, &event] {
-            line(MonotonicNow(), event.text);
-            event.action(mWorld);
-        });
+        mWorld.at(mStart + event.atNs, [this, &event] { happen(event); });
     }
+    mWorld.together = [](const std::vector<std::function<void()>>& parts) {
+        std::vector<std::unique_ptr<VirtualThread>> threads;
+        threads.reserve(parts.size());
+        for (const auto& part : parts) {
+            threads.push_back(std::make_unique<VirtualThread>("overlapping event", part));
+        }
+    };
     line(mStart, "the service starts");
     startService();
     printConsequences();
-    while (mWorld.nextTime() != INT64_MAX) {
+    while (mWorld.nextTime() != INT64_MAX && !mHasEnded) {
         SleepFor(mWorld.nextTime() - MonotonicNow());
         printConsequences();
         mWorld.runNext();
         printConsequences();
     }
+    playOn();
+    printSummary();
+}
+
+void Player::happen(const ScenarioEvent& event) {
+    if (event.kind != EventType::kHappens) {
+        VirtualTime::Settle();  // what is due just now counts
+        printConsequences();
+    }
+    line(MonotonicNow(), event.text);
+    event.action(mWorld);
+    for (const std::string& fault : std::exchange(mWorld.unmet, {})) {
+        mUnmet.push_back({event.line, fault});
+    }
+    mHasEnded = event.kind == EventType::kEnds;
+}
+
+void Player::playOn() {
     VirtualTime::Settle();
     printConsequences();
-    printSummary();
+    uint64_t before = mLines - 1;
+    for (int rests = 0; !mHasEnded && mLines != before && rests < kMostRests; ++rests) {
+        before = mLines;
+        SleepFor(kSettledNs);
+        printConsequences();
+    }
 }
 
 }  // namespace KVT::sim

@@ -10,6 +10,7 @@
 #include <memory>
 
 #include "common/CleanText.h"
+#include "sim/fakes/FakePhone.h"
 #include "sync/Clock.h"
 
 namespace KVT::sim {
@@ -76,45 +77,68 @@ std::string Describe(const Json::Value& object) {
     return text;
 }
 
+/** The arguments of a setup, of which those of events under their names are still to be read. */
+struct Setup {
+    std::string config;
+    Json::Value properties;
+    Json::Value panel;
+    Json::Value types;
+    std::vector<std::string> missing;
+};
+
+Setup ReadArguments(Arguments& arguments) {
+    Setup setup;
+    setup.config = arguments.text("config", "");
+    Json::Value text;
+    text["type"] = "string";
+    setup.properties = arguments.object("properties", text);
+    setup.panel = arguments.object("panel");
+    setup.types = arguments.object("types");
+    setup.missing = arguments.texts("missing", FakePhone::FullNames());
+    return setup;
+}
+
+Action Prepare(const char* event, const Json::Value& itsArguments) {
+    Arguments arguments(itsArguments, event);
+    Action action = FindEventType(event)->prepare(arguments);
+    arguments.finish();
+    return action;
+}
+
 void ReadSetup(Json::Value object, const std::string& folder, Scenario* scenario) {
     object.removeMember("event");
-    Arguments setup(object, "setup");
-    if (const std::string config = setup.text("config", ""); !config.empty()) {
-        scenario->configFile = config[0] == '/' ? config : folder + config;
+    Arguments arguments(object, "setup");
+    const Setup setup = ReadArguments(arguments);
+    arguments.finish();
+    if (!setup.config.empty()) {
+        scenario->configFile = setup.config[0] == '/' ? setup.config : folder + setup.config;
         if (!std::ifstream(scenario->configFile)) {
             throw ScenarioError("setup: configuration file '" + scenario->configFile +
                                 "' can not be read");
         }
     }
-    const Json::Value properties = setup.object("properties");
-    for (const std::string& name : properties.getMemberNames()) {
-        if (!properties[name].isString()) {
+    for (const std::string& name : setup.properties.getMemberNames()) {
+        const Json::Value& value = setup.properties[name];
+        if (!value.isString()) {
             throw ScenarioError("setup: property '" + name + "' should be a text");
         }
         if (name.empty() || name[0] == '.' || name.find('/') != std::string::npos ||
-            properties[name].asString().size() >= PROPERTY_VALUE_MAX) {
+            value.asString().size() >= PROPERTY_VALUE_MAX) {
             throw ScenarioError("setup: property '" + name +
                                 "' should have a plain name and at most 91 characters");
         }
-        scenario->properties.emplace_back(name, properties[name].asString());
+        scenario->properties.emplace_back(name, value.asString());
     }
-    for (const char* part : {"panel", "types"}) {
-        if (!setup.has(part)) {
-            continue;
-        }
-        Json::Value wrapped = setup.object(part);
-        if (part == std::string("types")) {
-            wrapped = Json::Value(Json::objectValue);
-            wrapped["types"] = setup.object(part);
-        }
-        Arguments arguments(wrapped, part);
-        scenario->before.push_back(FindEventType(part)->prepare(arguments));
-        arguments.finish();
+    if (object.isMember("panel")) {
+        scenario->before.push_back(Prepare("panel", setup.panel));
     }
-    setup.finish();
+    Json::Value types;
+    types["types"] = setup.types;
+    scenario->before.push_back(Prepare("types", types));
+    scenario->missing = setup.missing;
 }
 
-ScenarioEvent ReadEvent(const Json::Value& object) {
+ScenarioEvent ReadEvent(const Json::Value& object, int line) {
     Arguments arguments(object, "event");
     const std::string name = arguments.text("event");
     const EventType* type = FindEventType(name);
@@ -127,10 +151,51 @@ ScenarioEvent ReadEvent(const Json::Value& object) {
     const int64_t atMs = own.integer("at_ms", 0, kLatestMs);
     Action action = type->prepare(own);
     own.finish();
-    return {atMs * kNsPerMs, Describe(object), std::move(action)};
+    return {atMs * kNsPerMs, line, type->kind, Describe(object), std::move(action)};
+}
+
+void Append(ScenarioEvent event, Scenario* scenario) {
+    if (!scenario->events.empty()) {
+        const ScenarioEvent& last = scenario->events.back();
+        if (event.atNs < last.atNs) {
+            throw ScenarioError("'at_ms' goes back in time");
+        }
+        if (last.kind == EventType::kEnds) {
+            throw ScenarioError("the scenario has ended before");
+        }
+    }
+    scenario->events.push_back(std::move(event));
+}
+
+/** Of an object with the arguments that `read` reads. */
+Json::Value SchemaOf(const std::function<void(Arguments&)>& read) {
+    Json::Value schema;
+    schema["type"] = "object";
+    schema["additionalProperties"] = false;
+    Arguments arguments = Arguments::Describing(&schema);
+    read(arguments);
+    return schema;
+}
+
+/** The same, of a line with this event. */
+Json::Value LineOf(const char* event, Json::Value schema) {
+    schema["properties"]["event"]["const"] = event;
+    schema["required"].append("event");
+    return schema;
+}
+
+/** What stands in a setup under the name of an event. */
+Json::Value PartOf(const char* event) {
+    return SchemaOf(FindEventType(event)->prepare);
 }
 
 }  // namespace
+
+size_t Scenario::expectations() const {
+    return static_cast<size_t>(
+        std::count_if(events.begin(), events.end(),
+                      [](const ScenarioEvent& event) { return event.kind == EventType::kLooks; }));
+}
 
 Scenario ReadScenarioFile(const std::string& path) {
     struct stat status {};
@@ -159,12 +224,7 @@ Scenario ReadScenarioFile(const std::string& path) {
             if (first && object["event"] == "setup") {
                 ReadSetup(object, folder, &scenario);
             } else {
-                scenario.events.push_back(ReadEvent(object));
-                const size_t count = scenario.events.size();
-                if (count > 1 &&
-                    scenario.events[count - 1].atNs < scenario.events[count - 2].atNs) {
-                    throw ScenarioError("'at_ms' goes back in time");
-                }
+                Append(ReadEvent(object, number), &scenario);
             }
             first = false;
         } catch (const ScenarioError& e) {
@@ -172,6 +232,25 @@ Scenario ReadScenarioFile(const std::string& path) {
         }
     }
     return scenario;
+}
+
+Json::Value LineSchema() {
+    Json::Value schema;
+    schema["$schema"] = "https://json-schema.org/draft/2020-12/schema";
+    schema["title"] = "A line of a scenario of kvt-sim and kvt-phone";
+    Json::Value setup = SchemaOf([](Arguments& arguments) { ReadArguments(arguments); });
+    setup["properties"]["panel"] = PartOf("panel");
+    setup["properties"]["types"] = PartOf("types")["properties"]["types"];
+    schema["oneOf"].append(LineOf("setup", setup));
+    for (const EventType& type : EventTypes()) {
+        Json::Value line = SchemaOf([&type](Arguments& arguments) {
+            arguments.integer("at_ms", 0, kLatestMs);
+            type.prepare(arguments);
+        });
+        line["description"] = type.meaning;
+        schema["oneOf"].append(LineOf(type.name, line));
+    }
+    return schema;
 }
 
 }  // namespace KVT::sim

@@ -8,7 +8,8 @@ namespace KVT::sim {
 /**
  * The program kvt-sim, as a function that tests can call.
  *
- * @return exit status: 0, or 2 for a command line or scenario that makes no sense
+ * @return exit status: 0, 1 when something is not as a scenario expects it or as it always must be,
+ *         2 for a command line or scenario that makes no sense
  */
 int RunSim(int argc, const char* const* argv, std::ostream& out, std::ostream& err);
 

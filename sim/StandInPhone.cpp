@@ -9,9 +9,11 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <functional>
 #include <iostream>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "common/CleanText.h"
@@ -133,10 +135,19 @@ int Run(const Scenario& scenario, const Options& options) {
     // Never destroyed: other processes hold its services, and may be calling them, to the very end.
     static World& world = *new World(false);
     world.phone.standInFor(options.services);
+    world.together = [](const std::vector<std::function<void()>>& parts) {
+        std::vector<std::thread> threads(parts.begin(), parts.end());
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+    };
     for (const Action& action : scenario.before) {
         action(world);
     }
     world.phone.publish();
+    for (const std::string& service : scenario.missing) {
+        world.phone.withdraw(service);
+    }
     ProcessState::self()->startThreadPool();
     world.phone.journal->add("the phone is up");
     bool ended = false;

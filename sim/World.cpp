@@ -5,6 +5,13 @@
 
 namespace KVT::sim {
 
+World::World(bool policyIsHere)
+    : inProcess(policyIsHere), together([](const auto& parts) {
+          for (const auto& part : parts) {
+              part();
+          }
+      }) {}
+
 void World::attach(const android::sp<android::IBinder>& service,
                    const android::sp<IKVTService>& compositorApi) {
     framework = FrameworkClient(service);

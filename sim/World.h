@@ -5,6 +5,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "host/FrameworkClient.h"
 #include "service/IKVTService.h"
@@ -16,7 +17,7 @@ namespace KVT::sim {
 class World {
   public:
     /** @param policyIsHere the policy runs in this process, so that its state can be reached */
-    explicit World(bool policyIsHere) : inProcess(policyIsHere) {}
+    explicit World(bool policyIsHere);
 
     /**
      * Sends events from now on.
@@ -37,6 +38,10 @@ class World {
     FrameworkClient framework{nullptr};
     android::sp<IKVTService> compositorSide;
     const bool inProcess;
+    /** Does all of them, each on a thread of its own where there can be several; returns at the end. */
+    std::function<void(const std::vector<std::function<void()>>& parts)> together;
+    /** What was expected and is not so, in the order in which it was looked at. */
+    std::vector<std::string> unmet;
 
   private:
     std::multimap<int64_t, std::function<void()>> mActions;

@@ -5,6 +5,8 @@
 
 #include <atomic>
 #include <cstdint>
+#include <map>
+#include <string>
 #include <vector>
 
 #include "sim/fakes/FakePanel.h"
@@ -37,6 +39,8 @@ class FakeCompositor : public android::BBinder {
 
   private:
     void drawFrame();
+    /** Notes a notice that says something else than the last one of its kind. */
+    void noteChange(uint32_t code, const std::string& notice) EXCLUDES(mMutex);
 
     const android::sp<Journal> mJournal;
     const android::sp<FakePanel> mPanel;
@@ -44,6 +48,7 @@ class FakeCompositor : public android::BBinder {
     std::atomic<bool> mWantsTouchEvents{false};
     Mutex mMutex;
     std::vector<Call> mCalls GUARDED_BY(mMutex);
+    std::map<uint32_t, std::string> mNotices GUARDED_BY(mMutex);
 };
 
 }  // namespace KVT::sim

@@ -3,6 +3,7 @@
 
 #include <binder/Parcel.h>
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "linux/vendor/Protocol.h"
@@ -10,10 +11,19 @@
 namespace KVT::sim {
 namespace {
 
-constexpr const char* kRateByIndex[] = {"60n", "30", "45", "60", "90", "120", "180"};
 constexpr int32_t kNoSuchRate = -22;
 
 }  // namespace
+
+const std::vector<std::string>& FakePanel::KnownRates() {
+    static const auto& byIndex =
+        *new std::vector<std::string>{"60n", "30", "45", "60", "90", "120", "180"};
+    return byIndex;
+}
+
+bool FakePanel::Behaviour::shows(const std::string& rate) const {
+    return rate == normal || std::find(rates.begin(), rates.end(), rate) != rates.end();
+}
 
 void FakePanel::behave(const Behaviour& behaviour) {
     MutexLock lock(mMutex);
@@ -25,9 +35,13 @@ FakePanel::Behaviour FakePanel::behaviour() {
     return mBehaviour;
 }
 
-void FakePanel::changeByItself(const std::string& rate) {
+bool FakePanel::changeByItself(const std::string& rate) {
     MutexLock lock(mMutex);
+    if (!mBehaviour.shows(rate)) {
+        return false;
+    }
     switchLocked(rate);
+    return true;
 }
 
 void FakePanel::onFrame() {
@@ -80,10 +94,11 @@ int32_t FakePanel::requestLocked(int32_t index) {
     if (mBehaviour.setError != 0) {
         return mBehaviour.setError;
     }
-    if (index < 0 || index >= static_cast<int32_t>(std::size(kRateByIndex))) {
+    const auto wanted = static_cast<size_t>(index);
+    if (index < 0 || wanted >= KnownRates().size() || !mBehaviour.shows(KnownRates()[wanted])) {
         return kNoSuchRate;
     }
-    mPending = kRateByIndex[index];
+    mPending = KnownRates()[wanted];
     mFramesLeft = mBehaviour.obeysAfter;
     if (mFramesLeft == 0) {
         switchLocked(mPending);

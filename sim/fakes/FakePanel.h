@@ -30,7 +30,12 @@ class FakePanel : public android::BBinder {
         bool vanished = false;
         /** Sent instead of a description made of the above, if not empty. */
         std::string rawDescription;
+
+        /** Whether the panel has said that it has such a rate. */
+        bool shows(const std::string& rate) const;
     };
+    /** Every rate that a panel can be asked for; "60n" is its normal mode. */
+    static const std::vector<std::string>& KnownRates();
     static constexpr int32_t kNever = -1;
 
     explicit FakePanel(const android::sp<Journal>& journal) : mJournal(journal) {}
@@ -43,8 +48,11 @@ class FakePanel : public android::BBinder {
         mBehaviour.*what = how;
     }
     Behaviour behaviour() EXCLUDES(mMutex);
-    /** Changes the rate as the hardware itself does, without being asked. */
-    void changeByItself(const std::string& rate) EXCLUDES(mMutex);
+    /**
+     * Changes the rate as the hardware itself does, without being asked.
+     * @return whether it has such a rate
+     */
+    bool changeByItself(const std::string& rate) EXCLUDES(mMutex);
     /** The compositor drew a frame. */
     void onFrame() EXCLUDES(mMutex);
 

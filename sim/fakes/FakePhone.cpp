@@ -55,6 +55,14 @@ std::vector<std::string> FakePhone::ServiceNames() {
     return names;
 }
 
+std::vector<std::string> FakePhone::FullNames() {
+    std::vector<std::string> names;
+    for (const PhoneService& service : kServices) {
+        names.emplace_back(service.fullName);
+    }
+    return names;
+}
+
 void FakePhone::standInFor(const std::vector<std::string>& names) {
     mServices = names;
     mHasPanel = std::find(names.begin(), names.end(), kDisplay) != names.end();

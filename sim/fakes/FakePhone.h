@@ -21,6 +21,8 @@ class FakePhone {
 
     /** What the services are called in short: "display", "compositor", and so on. */
     static std::vector<std::string> ServiceNames();
+    /** In the same order, under which names they are published. */
+    static std::vector<std::string> FullNames();
     /**
      * Leaves all other services to other processes. To be called before anything is published.
      *

@@ -36,6 +36,7 @@ TEST_F(Display, SendsTheIndexOfARate) {
         {"60", "180", false, 6}, {"60", "75", true, 0},  {"60n", "90", false, 0},
         {"60n", "90", true, 4},  {"60n", "60", true, 3}, {"60n", "60", false, 0},
     };
+    fakes.panel->behave(&Behaviour::rates, sim::FakePanel::KnownRates());
     for (const auto& c : cases) {
         fakes.panel->behave(&Behaviour::normal, c.normal);
         const sp<DisplayFreqClient> client = new DisplayFreqClient;

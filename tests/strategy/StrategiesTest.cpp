@@ -38,7 +38,11 @@ Action HighFps(int32_t fps) {
     return [fps] { GameHighFps::GetInstance()->SetGameFps(fps); };
 }
 Action Panel(int32_t hz) {
-    return [hz] { StrategyWorld::Phone().panel->changeByItself(std::to_string(hz)); };
+    return [hz] {
+        sim::FakePanel& panel = *StrategyWorld::Phone().panel;
+        panel.behave(&sim::FakePanel::Behaviour::rates, sim::FakePanel::KnownRates());
+        panel.changeByItself(std::to_string(hz));
+    };
 }
 Action PanelRate(int32_t hz) {
     return [hz] { LcdFpsMonitor::GetInstance()->SetLcdRefreshRate(hz); };
