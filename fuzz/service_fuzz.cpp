@@ -110,7 +110,7 @@ class Life {
             mPeers.phone.classifier->setType(game, kTypeGame);
         }
         sim::FakePanel::Behaviour panel;
-        panel.rates = {"30", "60", "90", "120"};
+        panel.rates = {"60n", "30", "60", "90", "120"};
         static constexpr int32_t kPatience[] = {0, 0, 1, 3, 8, 12, sim::FakePanel::kNever};
         panel.obeysAfter = mInput.pickFrom(kPatience);
         panel.normal = mInput.pick(4) == 1 ? "60n" : "60";

@@ -164,31 +164,34 @@ Action Refreshes(Arguments& arguments) {
 
 // --- The phone around the service ---
 
+/** Rates stay as they were where they are not named; all else is as a panel is that nobody told. */
 Action Panel(Arguments& arguments) {
-    FakePanel::Behaviour wanted;
+    const std::vector<std::string>& known = FakePanel::KnownRates();
     const bool moves = arguments.has("current");
-    wanted.normal = arguments.choice("default", FakePanel::KnownRates(), wanted.normal);
     const bool lists = arguments.has("rates");
-    const std::vector<std::string> rates = arguments.texts("rates", FakePanel::KnownRates());
-    wanted.rates = lists ? rates : wanted.rates;
-    wanted.current = arguments.choice("current", FakePanel::KnownRates(), wanted.current);
-    if (moves && !wanted.shows(wanted.current)) {
-        throw ScenarioError("panel: 'current' should be one of its rates, and is " +
-                            wanted.current);
-    }
+    const bool hasNormal = arguments.has("default");
+    FakePanel::Behaviour wanted;
+    wanted.current = arguments.choice("current", known, wanted.current);
+    wanted.normal = arguments.choice("default", known, wanted.normal);
+    wanted.rates = arguments.texts("rates", known);
     wanted.obeysAfter = static_cast<int32_t>(
         arguments.integer("obeys_after", FakePanel::kNever, kMaxInt, wanted.obeysAfter));
     wanted.getError = static_cast<int32_t>(arguments.integer("get_error", -kMaxInt, kMaxInt, 0));
     wanted.setError = static_cast<int32_t>(arguments.integer("set_error", -kMaxInt, kMaxInt, 0));
     wanted.hasVersion11 = arguments.boolean("version_1_1", true);
     wanted.vanished = arguments.boolean("vanished", false);
+    if (moves && lists && !wanted.shows(wanted.current)) {
+        throw ScenarioError("panel: 'current' should be one of its rates, and is " +
+                            wanted.current);
+    }
     return [=](World& world) {
-        FakePanel::Behaviour next = wanted;
-        next.current = world.phone.panel->behaviour().current;
-        world.phone.panel->behave(next);
-        if (moves) {
-            world.phone.panel->changeByItself(wanted.current);
-        }
+        world.phone.panel->change([&](FakePanel::Behaviour& behaviour) {
+            FakePanel::Behaviour next = wanted;
+            next.current = moves ? wanted.current : behaviour.current;
+            next.normal = hasNormal ? wanted.normal : behaviour.normal;
+            next.rates = lists ? wanted.rates : behaviour.rates;
+            behaviour = next;
+        });
     };
 }
 
@@ -226,7 +229,7 @@ Action Withdraw(Arguments& arguments) {
 }
 
 Action Classification(Arguments& arguments) {
-    constexpr int64_t kLatestMs = 60'000;
+    constexpr int64_t kLatestMs = 5'000;  // behind the last line a scenario goes on for longer
     const std::string answers = arguments.choice("answers", {"types", "fails", "throws"}, "types");
     const int64_t delayNs = arguments.integer("after_ms", 0, kLatestMs, 0) * kNsPerMs;
     return [=](World& world) {
@@ -279,6 +282,9 @@ Action Expect(Arguments& arguments) {
     const Expectation expected = Expectation::Read(arguments);
     if (!arguments.describes() && expected.isEmpty()) {
         throw ScenarioError("expect: nothing is expected");
+    }
+    if (arguments.has("tolerance") && !expected.fps) {
+        throw ScenarioError("expect: 'tolerance' is of 'fps', which is missing");
     }
     return [=](World& world) {
         if (!world.inProcess) {

@@ -17,7 +17,7 @@ constexpr int32_t kMostHz = 1000;
 /** Of the rules, and of whoever else asks for rates. */
 const std::vector<std::string>& CauseNames() {
     static const auto& names = *new std::vector<std::string>([] {
-        std::vector<std::string> all;
+        std::vector<std::string> all = {"start"};
         for (const Rule& rule : Rules()) {
             all.emplace_back(rule.name);
         }
@@ -71,7 +71,7 @@ std::string Expectation::unmet(int32_t panelHz) const {
         Note(std::to_string(panelHz) + " Hz, not " + std::to_string(*hz), &faults);
     }
     const RateEntry last = LcdFpsControl::journal.last();
-    Compare("cause", last.number == 0 ? "none" : last.cause.name(), cause, &faults);
+    Compare("cause", last.number == 0 ? "start" : last.cause.name(), cause, &faults);
     Compare("foreground", FpsCommon::CurrentPkgName(), foreground, &faults);
     Compare("strategy", FpsCommon::ArmedStrategy(), strategy, &faults);
     const int32_t detected = GameFpsDetect::GetInstance()->GetCurrentFps();

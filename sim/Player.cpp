@@ -66,10 +66,7 @@ class JournalListener : public BnKVTListener {
 
 void Player::startService() {
     const android::sp<KVTServiceImpl> service = new KVTServiceImpl;
-    mWorld.phone.publish();
-    for (const std::string& name : mScenario.missing) {
-        mWorld.phone.withdraw(name);
-    }
+    mWorld.phone.publish(mScenario.missing);
     FpsCommon::Init();
     GameFpsDetect::GetInstance()->AttachService(service);
     service->RegisterListener(new JournalListener(mWorld.phone.journal));
@@ -163,6 +160,8 @@ void Player::play() {
     for (const Action& action : mScenario.before) {
         action(mWorld);
     }
+    mWorld.phone.panel->beginAccount();
+    mWorld.phone.journal->take();
     mStart = MonotonicNow();
     mHz = mWorld.phone.panel->currentHz();
     mForeground = FpsCommon::CurrentPkgName();
@@ -197,7 +196,12 @@ void Player::happen(const ScenarioEvent& event) {
     line(MonotonicNow(), event.text);
     event.action(mWorld);
     for (const std::string& fault : std::exchange(mWorld.unmet, {})) {
-        mUnmet.push_back({event.line, fault});
+        // Who sends an event waits, and what follows can be late.
+        const int64_t lateNs = MonotonicNow() - mStart - event.atNs;
+        mUnmet.push_back(
+            {event.line, fault + (lateNs == 0 ? ""
+                                              : "; looked at " + std::to_string(lateNs / kNsPerMs) +
+                                                    " ms later")});
     }
     mHasEnded = event.kind == EventType::kEnds;
 }

@@ -2,12 +2,13 @@
 #include "sim/ScenarioTests.h"
 
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <tinyxml2.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -30,7 +31,12 @@ struct Run {
     int64_t since;
 };
 
-[[noreturn]] void PlayInChild(const std::string& path, const PlayScenario& play, int faults) {
+[[noreturn]] void PlayInChild(const std::string& path, const PlayScenario& play, int faults,
+                              pid_t parent) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() != parent) {
+        _exit(2);  // it ended before
+    }
     std::ostringstream text;
     const int status = play(path, text);
     const std::string all = text.str();
@@ -77,7 +83,7 @@ class OrderedLines {
             mOut << kWords[outcome.kind] << CleanText(outcome.path, "=") << "\n";
             std::istringstream faults(outcome.faults);
             for (std::string fault; std::getline(faults, fault);) {
-                mOut << "        " << fault << "\n";
+                mOut << "        " << CleanText(fault, "=") << "\n";
             }
             mOut.flush();
         }
@@ -103,13 +109,16 @@ std::vector<std::string> ScenarioFiles(const std::vector<std::string>& paths) {
         std::vector<std::string> found;
         for (auto entry = fs::recursive_directory_iterator(path, error);
              !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
-            if (entry->path().extension() == ".jsonl") {
+            if (std::error_code unknown;
+                entry->path().extension() == ".jsonl" && entry->is_regular_file(unknown)) {
                 found.push_back(entry->path().string());
             }
         }
+        if (error) {
+            throw ScenarioError(path + ": " + error.message());
+        }
         if (found.empty()) {
-            throw ScenarioError(path + ": no scenario (*.jsonl) is there" +
-                                (error ? ", or to be read" : ""));
+            throw ScenarioError(path + ": no scenario (*.jsonl) is there");
         }
         std::sort(found.begin(), found.end());
         files.insert(files.end(), found.begin(), found.end());
@@ -122,6 +131,8 @@ std::vector<ScenarioOutcome> TestScenarios(const std::vector<std::string>& files
     std::vector<ScenarioOutcome> outcomes(files.size());
     OrderedLines lines(outcomes, out);
     std::map<pid_t, Run> runs;
+    const pid_t self = getpid();
+    signal(SIGCHLD, SIG_DFL);  // ignored, as it may be inherited, children would not be waited for
     out.flush();
     for (size_t next = 0; next < files.size() || !runs.empty();) {
         if (next < files.size() && runs.size() < jobs) {
@@ -129,7 +140,7 @@ std::vector<ScenarioOutcome> TestScenarios(const std::vector<std::string>& files
             const int faults = memfd_create("faults", MFD_CLOEXEC);
             const pid_t child = fork();
             if (child == 0) {
-                PlayInChild(files[next], play, faults);
+                PlayInChild(files[next], play, faults, self);
             }
             if (child < 0) {
                 close(faults);
@@ -180,9 +191,9 @@ bool WriteJunit(const std::vector<ScenarioOutcome>& outcomes, const std::string&
         xml.PushAttribute("time", outcome.seconds);
         if (outcome.kind != ScenarioOutcome::kMet) {
             xml.OpenElement(outcome.kind == ScenarioOutcome::kUnmet ? "failure" : "error");
-            xml.PushAttribute("message",
-                              outcome.faults.substr(0, outcome.faults.find('\n')).c_str());
-            xml.PushText(outcome.faults.c_str());
+            const std::string faults = CleanText(outcome.faults, "=\n");
+            xml.PushAttribute("message", faults.substr(0, faults.find('\n')).c_str());
+            xml.PushText(faults.c_str());
             xml.CloseElement();
         }
         xml.CloseElement();

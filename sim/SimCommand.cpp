@@ -47,12 +47,12 @@ int Play(const std::string& path, std::optional<uint64_t> seed, std::ostream& ti
         Player player(scenario, timeline);
         player.play();
         for (const Player::Unmet& unmet : player.unmet()) {
-            faults << faultsBegin << path << ":" << unmet.line << ": " << CleanText(unmet.what, "=")
-                   << "\n";
+            faults << faultsBegin << CleanText(path, "=") << ":" << unmet.line << ": "
+                   << CleanText(unmet.what, "=") << "\n";
         }
         return player.unmet().empty() ? kDone : kFailed;
     } catch (const ScenarioError& e) {
-        faults << faultsBegin << e.what() << "\n";
+        faults << faultsBegin << CleanText(e.what(), "=") << "\n";
         return kUsage;
     }
 }
@@ -73,9 +73,7 @@ struct TestOptions {
 int RunScenario(const PlayOptions& options, std::ostream& out, std::ostream& err) {
     // Errors must be seen; everything else is for those who ask.
     __android_log_set_minimum_priority(options.log ? ANDROID_LOG_VERBOSE : ANDROID_LOG_ERROR);
-    if (options.log) {
-        __android_log_set_logger(LogInVirtualTime);
-    }
+    __android_log_set_logger(LogInVirtualTime);
     return Play(options.path, options.isSeeded ? std::optional(options.seed) : std::nullopt, out,
                 err, "kvt-sim: ");
 }
@@ -88,7 +86,7 @@ int CheckScenarios(const std::vector<std::string>& paths, std::ostream& out, std
             out << CleanText(path, "=") << ": " << scenario.events.size() << " events, "
                 << scenario.expectations() << " of them expectations\n";
         } catch (const ScenarioError& e) {
-            err << "kvt-sim: " << e.what() << "\n";
+            err << "kvt-sim: " << CleanText(e.what(), "=") << "\n";
             status = kUsage;
         }
     }
@@ -110,7 +108,7 @@ int RunTests(const TestOptions& options, std::ostream& out, std::ostream& err) {
     out << outcomes.size() << (outcomes.size() == 1 ? " scenario" : " scenarios") << ", " << failed
         << " failed\n";
     if (!options.junit.empty() && !WriteJunit(outcomes, options.junit)) {
-        err << "kvt-sim: " << options.junit << " can not be written\n";
+        err << "kvt-sim: " << CleanText(options.junit, "=") << " can not be written\n";
         return kUsage;
     }
     return failed == 0 ? kDone : kFailed;
@@ -174,7 +172,7 @@ int RunSim(int argc, const char* const* argv, std::ostream& out, std::ostream& e
         playing.isSeeded = bool{*seeded};
         return RunScenario(playing, out, err);
     } catch (const ScenarioError& e) {
-        err << "kvt-sim: " << e.what() << "\n";
+        err << "kvt-sim: " << CleanText(e.what(), "=") << "\n";
         return kUsage;
     }
 }

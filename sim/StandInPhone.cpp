@@ -10,10 +10,10 @@
 #include <algorithm>
 #include <cstdio>
 #include <functional>
+#include <future>
 #include <iostream>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "common/CleanText.h"
@@ -97,13 +97,15 @@ sp<IBinder> AwaitService(const sigset_t& endings, World& world, int64_t start) {
 /** Sends the scenario's events at their times. @return whether a signal ended it */
 bool PlayEvents(const Scenario& scenario, const sigset_t& endings, World& world, int64_t start) {
     const int64_t firstEvent = MonotonicNow();
+    bool hasEnded = false;
     for (const ScenarioEvent& event : scenario.events) {
-        world.at(firstEvent + event.atNs, [&world, &event] {
+        world.at(firstEvent + event.atNs, [&world, &event, &hasEnded] {
             world.phone.journal->add("> " + event.text);
             event.action(world);
+            hasEnded = event.kind == EventType::kEnds;
         });
     }
-    while (world.nextTime() != INT64_MAX) {
+    while (world.nextTime() != INT64_MAX && !hasEnded) {
         if (EndedBefore(world.nextTime(), endings, world, start)) {
             return true;
         }
@@ -136,18 +138,16 @@ int Run(const Scenario& scenario, const Options& options) {
     static World& world = *new World(false);
     world.phone.standInFor(options.services);
     world.together = [](const std::vector<std::function<void()>>& parts) {
-        std::vector<std::thread> threads(parts.begin(), parts.end());
-        for (std::thread& thread : threads) {
-            thread.join();
+        std::vector<std::future<void>> threads;
+        threads.reserve(parts.size());
+        for (const auto& part : parts) {
+            threads.push_back(std::async(std::launch::async, part));
         }
     };
     for (const Action& action : scenario.before) {
         action(world);
     }
-    world.phone.publish();
-    for (const std::string& service : scenario.missing) {
-        world.phone.withdraw(service);
-    }
+    world.phone.publish(scenario.missing);
     ProcessState::self()->startThreadPool();
     world.phone.journal->add("the phone is up");
     bool ended = false;

@@ -5,13 +5,6 @@
 
 namespace KVT::sim {
 
-World::World(bool policyIsHere)
-    : inProcess(policyIsHere), together([](const auto& parts) {
-          for (const auto& part : parts) {
-              part();
-          }
-      }) {}
-
 void World::attach(const android::sp<android::IBinder>& service,
                    const android::sp<IKVTService>& compositorApi) {
     framework = FrameworkClient(service);
@@ -19,17 +12,23 @@ void World::attach(const android::sp<android::IBinder>& service,
 }
 
 void World::at(int64_t timeNs, std::function<void()> action) {
+    MutexLock lock(mActionsMutex);
     mActions.emplace(timeNs, std::move(action));
 }
 
-int64_t World::nextTime() const {
+int64_t World::nextTime() {
+    MutexLock lock(mActionsMutex);
     return mActions.empty() ? INT64_MAX : mActions.begin()->first;
 }
 
 void World::runNext() {
-    const auto first = mActions.begin();
-    const std::function<void()> action = std::move(first->second);
-    mActions.erase(first);
+    std::function<void()> action;
+    {
+        MutexLock lock(mActionsMutex);
+        const auto first = mActions.begin();
+        action = std::move(first->second);
+        mActions.erase(first);
+    }
     action();
 }
 

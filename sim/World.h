@@ -10,6 +10,7 @@
 #include "host/FrameworkClient.h"
 #include "service/IKVTService.h"
 #include "sim/fakes/FakePhone.h"
+#include "sync/Mutex.h"
 
 namespace KVT::sim {
 
@@ -17,7 +18,7 @@ namespace KVT::sim {
 class World {
   public:
     /** @param policyIsHere the policy runs in this process, so that its state can be reached */
-    explicit World(bool policyIsHere);
+    explicit World(bool policyIsHere) : inProcess(policyIsHere) {}
 
     /**
      * Sends events from now on.
@@ -28,23 +29,24 @@ class World {
     void attach(const android::sp<android::IBinder>& service,
                 const android::sp<IKVTService>& compositorApi);
 
-    /** Runs `action` at a time of the monotonic clock; equal times in the order of the calls. */
-    void at(int64_t timeNs, std::function<void()> action);
+    /** Any thread: runs `action` at a time of the monotonic clock; equal times in the order of calls. */
+    void at(int64_t timeNs, std::function<void()> action) EXCLUDES(mActionsMutex);
     /** @return time of the next action; none when it is INT64_MAX */
-    int64_t nextTime() const;
-    void runNext();
+    int64_t nextTime() EXCLUDES(mActionsMutex);
+    void runNext() EXCLUDES(mActionsMutex);
 
     FakePhone phone;
     FrameworkClient framework{nullptr};
     android::sp<IKVTService> compositorSide;
     const bool inProcess;
-    /** Does all of them, each on a thread of its own where there can be several; returns at the end. */
+    /** Does all of them, each on a thread of its own; returns at the end. Set by who owns the world. */
     std::function<void(const std::vector<std::function<void()>>& parts)> together;
     /** What was expected and is not so, in the order in which it was looked at. */
     std::vector<std::string> unmet;
 
   private:
-    std::multimap<int64_t, std::function<void()>> mActions;
+    Mutex mActionsMutex;
+    std::multimap<int64_t, std::function<void()>> mActions GUARDED_BY(mActionsMutex);
 };
 
 }  // namespace KVT::sim

@@ -69,8 +69,8 @@ android::status_t FakeCompositor::onTransact(uint32_t code, const android::Parce
                                                 : "compositor told of another game");
             break;
         case kIsDynamicFreq:
-            noteChange(code, data.readBool() ? "compositor told that the rate changes"
-                                             : "compositor told that the rate stays");
+            noteChange(code, data.readBool() ? "compositor told that rates can change"
+                                             : "compositor told that the rate is fixed");
             break;
         case kParticalComposeThreshold:
             noteChange(code, "compositor told to compose partially above " +

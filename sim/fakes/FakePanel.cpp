@@ -30,6 +30,26 @@ void FakePanel::behave(const Behaviour& behaviour) {
     mBehaviour = behaviour;
 }
 
+void FakePanel::change(const std::function<void(Behaviour&)>& how) {
+    MutexLock lock(mMutex);
+    Behaviour next = mBehaviour;
+    how(next);
+    const std::string wanted = next.shows(next.current) ? next.current : next.normal;
+    next.current = mBehaviour.current;
+    mBehaviour = next;
+    if (!mBehaviour.shows(mPending)) {
+        mFramesLeft = 0;
+    }
+    switchLocked(wanted);
+}
+
+void FakePanel::beginAccount() {
+    MutexLock lock(mMutex);
+    mSwitches = 0;
+    mTimeAtRate.clear();
+    mSince = MonotonicNow();
+}
+
 FakePanel::Behaviour FakePanel::behaviour() {
     MutexLock lock(mMutex);
     return mBehaviour;

@@ -4,6 +4,7 @@
 #include <binder/Binder.h>
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -41,6 +42,13 @@ class FakePanel : public android::BBinder {
     explicit FakePanel(const android::sp<Journal>& journal) : mJournal(journal) {}
 
     void behave(const Behaviour& behaviour) EXCLUDES(mMutex);
+    /**
+     * Changes several things at once. A new `current` is a change of rate like any other, and so is
+     * the normal rate where the one before is no longer there.
+     */
+    void change(const std::function<void(Behaviour&)>& how) EXCLUDES(mMutex);
+    /** Rates and switches are counted from now on. */
+    void beginAccount() EXCLUDES(mMutex);
     /** Changes one thing of its behaviour. */
     template <typename T, typename U>
     void behave(T Behaviour::*what, const U& how) {

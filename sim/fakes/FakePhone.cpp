@@ -71,17 +71,23 @@ void FakePhone::standInFor(const std::vector<std::string>& names) {
     }
 }
 
-void FakePhone::publish() {
+void FakePhone::publish(const std::vector<std::string>& missing) {
+    const auto contains = [](const std::vector<std::string>& names, const char* name) {
+        return std::find(names.begin(), names.end(), name) != names.end();
+    };
     const auto manager = android::defaultServiceManager();
     for (const PhoneService& service : kServices) {
-        if (std::find(mServices.begin(), mServices.end(), service.name) != mServices.end()) {
+        if (contains(mServices, service.name) && !contains(missing, service.fullName)) {
             manager->addService(android::String16(service.fullName), service.of(*this));
         }
     }
 }
 
 void FakePhone::withdraw(const std::string& name) {
-    android::defaultServiceManager()->addService(android::String16(name.c_str()), nullptr);
+    if (android::defaultServiceManager()->addService(android::String16(name.c_str()), nullptr) !=
+        android::OK) {
+        journal->add("nothing happens: a service of another process stays");
+    }
 }
 
 }  // namespace KVT::sim

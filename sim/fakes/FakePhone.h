@@ -32,8 +32,8 @@ class FakePhone {
     /** Whether the panel that shows this phone's frames is here. */
     bool hasPanel() const { return mHasPanel; }
 
-    /** Publishes the services that this phone stands in for, under their full names. */
-    void publish();
+    /** Publishes the services that this phone stands in for, but those, under their full names. */
+    void publish(const std::vector<std::string>& missing = {});
     /** Takes one away again, by its full name, as if it had never been started. */
     void withdraw(const std::string& name);
 
