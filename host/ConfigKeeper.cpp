@@ -72,16 +72,15 @@ void ConfigKeeper::onStarted() {
         mPolicyIsOff = true;
     }
     if (FpsCommon::switchAll > 0) {
-        return mInfo.setConfigState("not read: the policy is off", 0);
+        return mInfo.setConfigState("not read: the policy is off");
     }
     ConfigDocument document;
     if (document.load(GetPaths().configFile)) {
-        return mInfo.setConfigState(StateOf(ConfigChecker::Check(document)), 0);
+        return mInfo.setConfigState(StateOf(ConfigChecker::Check(document)));
     }
     mInfo.setConfigState(
         (document.readingError() == ENOENT ? "missing" : "unreadable: " + document.error()) +
-            ": built-in values in force",
-        0);
+        ": built-in values in force");
     KVT_LOGW("configuration: %s: built-in values in force", CleanText(document.error()).c_str());
 }
 

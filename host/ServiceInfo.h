@@ -16,9 +16,9 @@ class ServiceInfo {
   public:
     /**
      * What became of the configuration file, in words for people.
-     * @param reading counts how often it was read; what was refused in a later one stays known
+     * @param reading counts how often it was read again; what was refused in a later one stays known
      */
-    void setConfigState(const std::string& state, uint32_t reading) EXCLUDES(mMutex);
+    void setConfigState(const std::string& state, uint32_t reading = 0) EXCLUDES(mMutex);
     /** Why a later one did not take its place. */
     void setConfigRefused(const std::string& refusal, uint32_t reading) EXCLUDES(mMutex);
     /** Both in one line. */

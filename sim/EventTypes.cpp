@@ -3,17 +3,14 @@
 
 #include <algorithm>
 #include <cstring>
-#include <iomanip>
 #include <iterator>
-#include <sstream>
 #include <vector>
 
-#include "common/Codes.h"
 #include "host/DidYouMean.h"
-#include "linux/vendor/Protocol.h"
 #include "policy/FpsCommon.h"
 #include "sim/Expectation.h"
 #include "sim/FrameSource.h"
+#include "sim/PhoneEvents.h"
 #include "sync/Clock.h"
 
 namespace KVT::sim {
@@ -21,8 +18,6 @@ namespace {
 
 constexpr int64_t kMaxInt = INT32_MAX;
 constexpr int64_t kLongestMs = int64_t{24} * 3600 * 1000;
-// As Android numbers the exceptions that a reply can carry.
-constexpr int32_t kSecurityException = -1;
 
 int32_t Int(Arguments& arguments, const char* name) {
     return static_cast<int32_t>(arguments.integer(name, -kMaxInt - 1, kMaxInt));
@@ -162,95 +157,6 @@ Action Refreshes(Arguments& arguments) {
     };
 }
 
-// --- The phone around the service ---
-
-/** Rates stay as they were where they are not named; all else is as a panel is that nobody told. */
-Action Panel(Arguments& arguments) {
-    const std::vector<std::string>& known = FakePanel::KnownRates();
-    const bool moves = arguments.has("current");
-    const bool lists = arguments.has("rates");
-    const bool hasNormal = arguments.has("default");
-    FakePanel::Behaviour wanted;
-    wanted.current = arguments.choice("current", known, wanted.current);
-    wanted.normal = arguments.choice("default", known, wanted.normal);
-    wanted.rates = arguments.texts("rates", known);
-    wanted.obeysAfter = static_cast<int32_t>(
-        arguments.integer("obeys_after", FakePanel::kNever, kMaxInt, wanted.obeysAfter));
-    wanted.getError = static_cast<int32_t>(arguments.integer("get_error", -kMaxInt, kMaxInt, 0));
-    wanted.setError = static_cast<int32_t>(arguments.integer("set_error", -kMaxInt, kMaxInt, 0));
-    wanted.hasVersion11 = arguments.boolean("version_1_1", true);
-    wanted.vanished = arguments.boolean("vanished", false);
-    if (moves && lists && !wanted.shows(wanted.current)) {
-        throw ScenarioError("panel: 'current' should be one of its rates, and is " +
-                            wanted.current);
-    }
-    return [=](World& world) {
-        world.phone.panel->change([&](FakePanel::Behaviour& behaviour) {
-            FakePanel::Behaviour next = wanted;
-            next.current = moves ? wanted.current : behaviour.current;
-            next.normal = hasNormal ? wanted.normal : behaviour.normal;
-            next.rates = lists ? wanted.rates : behaviour.rates;
-            behaviour = next;
-        });
-    };
-}
-
-Action PanelMoves(Arguments& arguments) {
-    const std::string rate = arguments.choice("rate", FakePanel::KnownRates());
-    return [=](World& world) {
-        if (!world.phone.panel->changeByItself(rate)) {
-            world.phone.journal->add("nothing happens: the panel has no such rate");
-        }
-    };
-}
-
-Action Types(Arguments& arguments) {
-    Json::Value type;
-    type["type"] = "integer";
-    const Json::Value types = arguments.object("types", type);
-    for (const std::string& pkg : types.getMemberNames()) {
-        if (!types[pkg].isInt()) {
-            throw ScenarioError("types: the type of '" + pkg + "' should be a whole number");
-        }
-        if (!IsKnownType(types[pkg].asInt())) {
-            throw ScenarioError("types: the type of '" + pkg + "' should be from -1 to 36, or 255");
-        }
-    }
-    return [=](World& world) {
-        for (const std::string& pkg : types.getMemberNames()) {
-            world.phone.classifier->setType(pkg, types[pkg].asInt());
-        }
-    };
-}
-
-Action Withdraw(Arguments& arguments) {
-    const std::string service = arguments.choice("service", FakePhone::FullNames());
-    return [=](World& world) { world.phone.withdraw(service); };
-}
-
-Action Classification(Arguments& arguments) {
-    constexpr int64_t kLatestMs = 5'000;  // behind the last line a scenario goes on for longer
-    const std::string answers = arguments.choice("answers", {"types", "fails", "throws"}, "types");
-    const int64_t delayNs = arguments.integer("after_ms", 0, kLatestMs, 0) * kNsPerMs;
-    return [=](World& world) {
-        FakeClassifier& classifier = *world.phone.classifier;
-        classifier.failCalls(answers == "fails" ? android::FAILED_TRANSACTION : android::OK);
-        classifier.throwException(answers == "throws" ? kSecurityException : 0);
-        classifier.answerAfter(delayNs);
-    };
-}
-
-Action Publish(Arguments&) {
-    return [](World& world) { world.phone.publish(); };
-}
-
-Action Sdk(Arguments& arguments) {
-    Json::StreamWriterBuilder writer;
-    writer["indentation"] = "";
-    const std::string report = Json::writeString(writer, arguments.object("report"));
-    return [=](World& world) { world.phone.gameSdk->report(report); };
-}
-
 // --- The scenario itself ---
 
 /** Checked here, and done each on a thread of its own, all begun at the same time. */
@@ -278,66 +184,37 @@ Action Overlap(Arguments& arguments) {
     };
 }
 
-Action Expect(Arguments& arguments) {
-    const Expectation expected = Expectation::Read(arguments);
-    if (!arguments.describes() && expected.isEmpty()) {
-        throw ScenarioError("expect: nothing is expected");
-    }
-    if (arguments.has("tolerance") && !expected.fps) {
-        throw ScenarioError("expect: 'tolerance' is of 'fps', which is missing");
-    }
-    return [=](World& world) {
-        if (!world.inProcess) {
-            world.phone.journal->add("nothing is looked at: the policy is in another process");
-            return;
-        }
-        const std::string fault = expected.unmet(world.phone.panel->currentHz());
-        if (!fault.empty()) {
-            world.unmet.push_back(fault);
-            world.phone.journal->add("NOT AS EXPECTED: " + fault);
-        }
-    };
-}
-
 Action End(Arguments&) {
     return [](World&) {};
 }
 
-constexpr const char* kValue = "value";
-constexpr const char* kFrames =
-    "fps, for_ms, [jitter_us, drop_per_mille, pause_every_ms, pause_ms, seed]";
-
 // Without a meaning: a transaction of that name has it.
 const EventType kOwnEventTypes[] = {
-    {"packages", "focus, [visible]", nullptr, Packages},
-    {"fingerprint", "package, value", nullptr, Fingerprint},
-    {"application_state", "type, state, game_mode, package", nullptr, ApplicationState},
-    {"self_test", "", "asks the service whether it is alive", SelfTest},
-    {"touch", "down or value", "finger on the screen, sent while the compositor sends touches",
+    {"packages", nullptr, Packages},
+    {"fingerprint", nullptr, Fingerprint},
+    {"application_state", nullptr, ApplicationState},
+    {"self_test", "asks the service whether it is alive", SelfTest},
+    {"touch", "finger on the screen, down or any value, sent while the compositor sends touches",
      Touch},
-    {"frames",
-     "layer, fps, for_ms, [flag, jitter_us, drop_per_mille, pause_every_ms, pause_ms, seed]",
-     nullptr, Frames},
-    {"refreshes", kFrames, "refreshes of the screen", Refreshes},
-    {"video_call", "on", "scene of the service's process", VideoCall},
-    {"full_video", kValue, "scene of the service's process: 1 on, 0 off", FullVideoScene},
-    {"game_exit", "package, [state]", "a game reports that it ends (state 0)", GameExit},
-    {"recover", "", "restores the panel's rate", Recover},
-    {"panel", "[current, default, rates, obeys_after, get_error, set_error, version_1_1, vanished]",
-     "how the panel behaves from now on (obeys_after -1: never)", Panel},
-    {"panel_moves", "rate", "the panel changes by itself", PanelMoves},
-    {"types", "types", "application types by package; 9 is a game", Types},
-    {"withdraw", "service", "takes a service away, by its full name", Withdraw},
-    {"publish", "", "brings all services back", Publish},
-    {"classification", "[answers, after_ms]",
+    {"frames", nullptr, Frames},
+    {"refreshes", "refreshes of the screen", Refreshes},
+    {"video_call", "scene of the service's process", VideoCall},
+    {"full_video", "scene of the service's process: 1 on, 0 off", FullVideoScene},
+    {"game_exit", "a game reports that it ends (state 0)", GameExit},
+    {"recover", "restores the panel's rate", Recover},
+    {"panel", "how the panel behaves from now on (obeys_after -1: never)", Panel},
+    {"panel_moves", "the panel changes by itself", PanelMoves},
+    {"types", "application types by package; 9 is a game", Types},
+    {"withdraw", "takes a service away, by its full name", Withdraw},
+    {"publish", "brings all services back", Publish},
+    {"classification",
      "how the classification service answers from now on: types, fails, throws; and how late",
      Classification},
-    {"sdk", "report", "report of the game SDK", Sdk},
-    {"overlap", "events", "events without at_ms, each on a thread of its own", Overlap},
-    {"expect", "[hz, cause, foreground, strategy, fps, tolerance]",
-     "what should be so at that time; fps, the detected rate, within the tolerance", Expect,
-     EventType::kLooks},
-    {"end", "", "the scenario ends; without it, it goes on until the strategies have settled", End,
+    {"sdk", "report of the game SDK", Sdk},
+    {"overlap", "events without at_ms, each on a thread of its own", Overlap},
+    {"expect", "what should be so at that time; fps, the detected rate, within the tolerance",
+     Expect, EventType::kLooks},
+    {"end", "the scenario ends; without it, it goes on until the strategies have settled", End,
      EventType::kEnds},
 };
 
@@ -354,15 +231,12 @@ std::vector<EventType> AllEventTypes() {
         if (own != types.end()) {
             own->meaning = own->meaning == nullptr ? event.meaning : own->meaning;
         } else if (event.takesOneNumber()) {
-            types.push_back({event.event, kValue, event.meaning,
+            types.push_back({event.event, event.meaning,
                              [&event](Arguments& arguments) { return Value(event, arguments); }});
         }
     }
     return types;
 }
-
-constexpr const char* kSetupMeaning = "what the phone is like before the service starts";
-constexpr const char* kSetupArguments = "[config, properties, panel, types, missing]";
 
 }  // namespace
 
@@ -386,22 +260,6 @@ std::string MeantEvent(const std::string& name) {
         names.emplace_back(type.name);
     }
     return DidYouMean(name, names);
-}
-
-std::string DescribeEventTypes() {
-    std::ostringstream text;
-    text << "Each line has its event's arguments (in brackets those that may be missing) and the "
-            "time at_ms,\n"
-            "from 0 to 86400000. The first line may be setup, without a time.\n\n";
-    text << "  " << std::left << std::setw(18) << "setup" << kSetupMeaning << "\n"
-         << std::string(20, ' ') << kSetupArguments << "\n";
-    for (const EventType& type : EventTypes()) {
-        text << "  " << std::left << std::setw(18) << type.name << type.meaning << "\n";
-        if (type.arguments[0] != '\0') {
-            text << std::string(20, ' ') << type.arguments << "\n";
-        }
-    }
-    return text.str();
 }
 
 }  // namespace KVT::sim

@@ -15,8 +15,6 @@ using Action = std::function<void(World&)>;
 /** A kind of line in a scenario. */
 struct EventType {
     const char* name;
-    /** Arguments, for the list of events that kvt-sim prints. */
-    const char* arguments;
     const char* meaning;
     /** Checks the arguments and says what the event does. Throws ScenarioError. */
     std::function<Action(Arguments& arguments)> prepare;
@@ -31,8 +29,5 @@ const EventType* FindEventType(const std::string& name);
 
 /** For a name that is none: "; did you mean touch?", or "". */
 std::string MeantEvent(const std::string& name);
-
-/** All of them, as a table for people. */
-std::string DescribeEventTypes();
 
 }  // namespace KVT::sim

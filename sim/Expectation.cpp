@@ -2,6 +2,8 @@
 #include "sim/Expectation.h"
 
 #include <cstdlib>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "detect/GameFpsDetect.h"
@@ -13,6 +15,21 @@ namespace KVT::sim {
 namespace {
 
 constexpr int32_t kMostHz = 1000;
+
+/** What is expected; what is not named may be anything. */
+struct Expectation {
+    /** The panel's, Hz. */
+    std::optional<int32_t> hz;
+    /** As the journal of rates names it. */
+    std::optional<std::string> cause;
+    std::optional<std::string> foreground;
+    std::optional<std::string> strategy;
+    /** The game's frame rate as detected, and by how much it may be another. */
+    std::optional<int32_t> fps;
+    int32_t tolerance = 0;
+
+    bool isEmpty() const { return !hz && !cause && !foreground && !strategy && !fps; }
+};
 
 /** Of the rules, and of whoever else asks for rates. */
 const std::vector<std::string>& CauseNames() {
@@ -45,9 +62,7 @@ void Compare(const char* what, const std::string& is, const std::optional<std::s
     }
 }
 
-}  // namespace
-
-Expectation Expectation::Read(Arguments& arguments) {
+Expectation Read(Arguments& arguments) {
     Expectation expected;
     const auto number = [&arguments](const char* name) {
         const int64_t value = arguments.integer(name, 0, kMostHz, -1);
@@ -65,22 +80,46 @@ Expectation Expectation::Read(Arguments& arguments) {
     return expected;
 }
 
-std::string Expectation::unmet(int32_t panelHz) const {
+/** @return "" or what is not so: "90 Hz, not 60; cause app-code, not power-saving" */
+std::string Unmet(const Expectation& expected, int32_t panelHz) {
     std::string faults;
-    if (hz.has_value() && panelHz != *hz) {
-        Note(std::to_string(panelHz) + " Hz, not " + std::to_string(*hz), &faults);
+    if (expected.hz.has_value() && panelHz != *expected.hz) {
+        Note(std::to_string(panelHz) + " Hz, not " + std::to_string(*expected.hz), &faults);
     }
     const RateEntry last = LcdFpsControl::journal.last();
-    Compare("cause", last.number == 0 ? "start" : last.cause.name(), cause, &faults);
-    Compare("foreground", FpsCommon::CurrentPkgName(), foreground, &faults);
-    Compare("strategy", FpsCommon::ArmedStrategy(), strategy, &faults);
+    Compare("cause", last.number == 0 ? "start" : last.cause.name(), expected.cause, &faults);
+    Compare("foreground", FpsCommon::CurrentPkgName(), expected.foreground, &faults);
+    Compare("strategy", FpsCommon::ArmedStrategy(), expected.strategy, &faults);
     const int32_t detected = GameFpsDetect::GetInstance()->GetCurrentFps();
-    if (fps.has_value() && std::abs(detected - *fps) > tolerance) {
-        Note(std::to_string(detected) + " fps detected, not " + std::to_string(*fps) +
-                 (tolerance > 0 ? " within " + std::to_string(tolerance) : ""),
+    if (expected.fps.has_value() && std::abs(detected - *expected.fps) > expected.tolerance) {
+        Note(std::to_string(detected) + " fps detected, not " + std::to_string(*expected.fps) +
+                 (expected.tolerance > 0 ? " within " + std::to_string(expected.tolerance) : ""),
              &faults);
     }
     return faults;
+}
+
+}  // namespace
+
+Action Expect(Arguments& arguments) {
+    const Expectation expected = Read(arguments);
+    if (!arguments.describes() && expected.isEmpty()) {
+        throw ScenarioError("expect: nothing is expected");
+    }
+    if (arguments.has("tolerance") && !expected.fps) {
+        throw ScenarioError("expect: 'tolerance' is of 'fps', which is missing");
+    }
+    return [=](World& world) {
+        if (!world.inProcess) {
+            world.phone.journal->add("nothing is looked at: the policy is in another process");
+            return;
+        }
+        const std::string fault = Unmet(expected, world.phone.panel->currentHz());
+        if (!fault.empty()) {
+            world.unmet.push_back(fault);
+            world.phone.journal->add("NOT AS EXPECTED: " + fault);
+        }
+    };
 }
 
 }  // namespace KVT::sim

@@ -7,7 +7,9 @@
 
 #include <algorithm>
 #include <fstream>
+#include <iomanip>
 #include <memory>
+#include <sstream>
 
 #include "common/CleanText.h"
 #include "sim/fakes/FakePhone.h"
@@ -241,6 +243,7 @@ Json::Value LineSchema() {
     Json::Value setup = SchemaOf([](Arguments& arguments) { ReadArguments(arguments); });
     setup["properties"]["panel"] = PartOf("panel");
     setup["properties"]["types"] = PartOf("types")["properties"]["types"];
+    setup["description"] = "the first line only: what the phone is like before the service starts";
     schema["oneOf"].append(LineOf("setup", setup));
     for (const EventType& type : EventTypes()) {
         Json::Value line = SchemaOf([&type](Arguments& arguments) {
@@ -251,6 +254,38 @@ Json::Value LineSchema() {
         schema["oneOf"].append(LineOf(type.name, line));
     }
     return schema;
+}
+
+std::string DescribeLines() {
+    std::ostringstream text;
+    text << "Each line but a setup has a time, at_ms from 0 to " << kLatestMs << ".\n\n";
+    const Json::Value schema = LineSchema();
+    for (const Json::Value& line : schema["oneOf"]) {
+        std::string needed;
+        std::string optional;
+        const auto add = [](std::string* list, const std::string& name) {
+            if (name != "event" && name != "at_ms") {
+                *list += (list->empty() ? "" : ", ") + name;
+            }
+        };
+        Json::Value others = line["properties"];
+        for (const Json::Value& name : line["required"]) {
+            add(&needed, name.asString());
+            others.removeMember(name.asString());
+        }
+        for (const std::string& name : others.getMemberNames()) {
+            add(&optional, name);
+        }
+        text << "  " << std::left << std::setw(18)
+             << line["properties"]["event"]["const"].asString() << line["description"].asString()
+             << "\n";
+        if (!needed.empty() || !optional.empty()) {
+            text << std::string(20, ' ') << needed
+                 << (needed.empty() || optional.empty() ? "" : ", ")
+                 << (optional.empty() ? "" : "[" + optional + "]") << "\n";
+        }
+    }
+    return text.str();
 }
 
 }  // namespace KVT::sim

@@ -46,5 +46,7 @@ Scenario ReadScenarioFile(const std::string& path);
 
 /** What a line may be, as a JSON schema; from the same code that reads it. */
 Json::Value LineSchema();
+/** The same for people: each event with its arguments, in brackets those that may be missing. */
+std::string DescribeLines();
 
 }  // namespace KVT::sim

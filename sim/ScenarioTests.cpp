@@ -138,7 +138,7 @@ std::vector<ScenarioOutcome> TestScenarios(const std::vector<std::string>& files
         if (next < files.size() && runs.size() < jobs) {
             outcomes[next].path = files[next];
             const int faults = memfd_create("faults", MFD_CLOEXEC);
-            const pid_t child = fork();
+            const pid_t child = faults < 0 ? -1 : fork();
             if (child == 0) {
                 PlayInChild(files[next], play, faults, self);
             }

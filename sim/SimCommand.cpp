@@ -155,7 +155,7 @@ int RunSim(int argc, const char* const* argv, std::ostream& out, std::ostream& e
     }
     try {
         if (events->parsed()) {
-            out << (schema ? LineSchema().toStyledString() : DescribeEventTypes());
+            out << (schema ? LineSchema().toStyledString() : DescribeLines());
             return kDone;
         }
         if (check->parsed()) {

@@ -1,12 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // Why the panel is at its rate, and what it would be at otherwise. Like the rest of the dump it waits
 // for no event in progress.
-#include <iterator>
 
 #include "common/Codes.h"
 #include "common/Dumper.h"
-#include "common/PeerHealth.h"
-#include "common/Rows.h"
 #include "display/LcdFpsControl.h"
 #include "policy/CodeChoice.h"
 #include "policy/FpsCommon.h"

@@ -180,8 +180,7 @@ TEST_F(Sim, SaysWhatIsNotAsExpected) {
               1);
     const std::string fault =
         "60 Hz, not 90; cause power-saving, not app-code; foreground com.norvik.android.launcher, "
-        "not "
-        "a; strategy none, not app-dynamic; 0 fps detected, not 60 within 59";
+        "not a; strategy none, not app-dynamic; 0 fps detected, not 60 within 59";
     EXPECT_EQ(err.str(), "kvt-sim: " + path() + ":5: " + fault + "\nkvt-sim: " + path() +
                              ":6: 60 Hz, not 30\n");
     EXPECT_THAT(out.str(), HasSubstr("  NOT AS EXPECTED: " + fault + "\n"));
@@ -226,11 +225,10 @@ TEST_F(Sim, TestsEachScenarioByItself) {
 }
 
 TEST_F(Sim, GoesOnUntilTheStrategiesHaveSettledOrToItsEnd) {
-    const std::string touch = R"({"event":"setup","properties":{"persist.sys.smart_power":"0"}}
-{"at_ms":1000,"event":"panel","rates":["60","90"],"obeys_after":-1}
+    ASSERT_EQ(play(R"({"at_ms":1000,"event":"panel","rates":["60","90"],"obeys_after":-1}
 {"at_ms":1000,"event":"lcd_setting","value":2}
-)";
-    ASSERT_EQ(play(touch), 0);
+)"),
+              0);
     EXPECT_THAT(out.str(), HasSubstr("\nSummary of 7.144 s\n"));
 }
 
